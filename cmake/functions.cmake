@@ -1,0 +1,21 @@
+# policyd_library(NAME MODULE SOURCES... [LIBRARIES ...])
+# A static library; MODULE is what its log lines name as their module.
+function(policyd_library name module)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC ${ARG_LIBRARIES})
+  target_compile_definitions(${name} PRIVATE XLOG_MODULE_NAME="${module}")
+endfunction()
+
+# policyd_unit_test(NAME SOURCES... LIBRARIES...)
+# The test binary test_NAME; every TEST in it is a test of its own for ctest.
+function(policyd_unit_test name)
+  if(NOT POLICYD_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(test_${name} ${ARG_SOURCES})
+  target_link_libraries(test_${name} PRIVATE ${ARG_LIBRARIES} test_support)
+  target_compile_definitions(test_${name} PRIVATE XLOG_MODULE_NAME="TEST")
+  gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST)
+endfunction()

@@ -1,0 +1,19 @@
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+option(POLICYD_BUILD_TESTS "Build the tests and benchmarks" ON)
+option(POLICYD_FUZZERS "Build the libFuzzer targets (clang only)" OFF)
+set(POLICYD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(POLICYD_SANITIZE)
+  add_compile_options(-fsanitize=${POLICYD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${POLICYD_SANITIZE})
+endif()
+
+# Sources include each other by their path from the root; generated code by
+# the path of the file it was generated from.
+include_directories(${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)

@@ -1,0 +1,156 @@
+// One thread's event loop: timers, watched descriptors and deferred calls.
+//
+// run() is one turn, always in this order: due timers, then ready
+// descriptors, then deferred calls. When nothing is due it sleeps in the
+// kernel; it never spins. Time stands still within a turn: now() answers the
+// same value until the next one. A timer or a deferred call that is started
+// within a turn runs in a later turn, so a turn always ends.
+//
+// Timer, Watch and Deferred are handles. A callback runs only while its
+// handle lives and is armed; destroying or moving from the handle, also from
+// inside a callback (its own included), takes the callback back for good.
+// Handles must not outlive their loop.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "framework/base/clock.h"
+#include "framework/base/kernel.h"
+
+class EventLoop;
+class Network;
+
+// Runs its callback once at a time, or periodically.
+class Timer {
+ public:
+  using Callback = std::function<void()>;
+
+  // Not armed.
+  Timer(EventLoop& loop, Callback callback);
+  ~Timer();
+  Timer(const Timer&) = delete;
+  Timer& operator=(const Timer&) = delete;
+
+  // (Re)arms the timer: it runs once, in the first turn that begins at or
+  // after `when`. Timers due in the same turn run in order of their time,
+  // those of equal time in the order they were armed.
+  void schedule_at(TimePoint when);
+  void schedule_after(Duration delay);
+  // Does nothing when not armed.
+  void cancel();
+  [[nodiscard]] bool is_armed() const { return _heap_index != NOT_ARMED; }
+  // Meaningful while armed.
+  [[nodiscard]] TimePoint when() const { return _when; }
+
+ private:
+  friend class EventLoop;
+  static constexpr std::size_t NOT_ARMED = static_cast<std::size_t>(-1);
+
+  EventLoop& _loop;
+  Callback _callback;
+  TimePoint _when{};
+  std::uint64_t _order = 0;
+  std::size_t _heap_index = NOT_ARMED;
+};
+
+// Runs its callback whenever its descriptor is ready. Level-triggered.
+class Watch {
+ public:
+  using Callback = std::function<void(IoInterest ready)>;
+
+  // One watch per descriptor at a time. The descriptor stays its owner's and
+  // must be closed only after the watch is gone.
+  Watch(EventLoop& loop, int fd, IoInterest interest, Callback callback);
+  ~Watch();
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  void set_interest(IoInterest interest);
+  [[nodiscard]] IoInterest interest() const { return _interest; }
+  [[nodiscard]] int fd() const { return _fd; }
+
+ private:
+  friend class EventLoop;
+  EventLoop& _loop;
+  int _fd;
+  IoInterest _interest;
+  Callback _callback;
+};
+
+// Runs its callback once at the end of the turn in which it was scheduled;
+// scheduled again before that, still once. Scheduled from a deferred call or
+// outside a turn, it runs in the next turn, which then does not sleep.
+class Deferred {
+ public:
+  using Callback = std::function<void()>;
+
+  Deferred(EventLoop& loop, Callback callback);
+  ~Deferred();
+  Deferred(const Deferred&) = delete;
+  Deferred& operator=(const Deferred&) = delete;
+
+  void schedule();
+  void cancel();
+  [[nodiscard]] bool is_scheduled() const { return _scheduled; }
+
+ private:
+  friend class EventLoop;
+  EventLoop& _loop;
+  Callback _callback;
+  bool _scheduled = false;
+};
+
+class EventLoop {
+ public:
+  // On the machine's kernel and network, which it then owns.
+  EventLoop();
+  // On the given ones, which must outlive it.
+  EventLoop(Kernel& kernel, Network& network);
+  ~EventLoop();
+  EventLoop(const EventLoop&) = delete;
+  EventLoop& operator=(const EventLoop&) = delete;
+
+  // One turn. With no timer armed, nothing deferred and nothing watched it
+  // sleeps for ever. May be called from within a callback (a nested turn):
+  // waiting for one condition while the rest of the process goes on.
+  void run();
+
+  // When the current turn began its callbacks; outside a turn, when the last
+  // one did.
+  [[nodiscard]] TimePoint now() const { return _now; }
+
+  [[nodiscard]] Kernel& kernel() { return *_kernel; }
+  [[nodiscard]] Network& network() { return *_network; }
+
+ private:
+  friend class Timer;
+  friend class Watch;
+  friend class Deferred;
+
+  void run_due_timers();
+  void run_ready(std::size_t count);
+  void run_deferred();
+  [[nodiscard]] Duration time_to_sleep() const;
+
+  void arm(Timer& timer, TimePoint when);
+  void disarm(Timer& timer);
+  void sift_up(std::size_t index);
+  void sift_down(std::size_t index);
+  void place(std::size_t index, Timer* timer);
+
+  std::unique_ptr<Kernel> _own_kernel;
+  std::unique_ptr<Network> _own_network;
+  Kernel* _kernel;
+  Network* _network;
+  TimePoint _now{};
+  std::uint64_t _next_order = 0;
+  std::vector<Timer*> _timers;       // binary heap by (when, order)
+  std::vector<Watch*> _watches;      // by descriptor, null where none
+  std::vector<IoReady> _ready;       // what the last wait() reported
+  std::vector<Deferred*> _deferred;  // to run at the end of this turn
+  std::vector<Deferred*> _running;   // being run now; null where taken back
+};

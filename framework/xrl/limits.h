@@ -1,0 +1,58 @@
+// Every limit of the request framework, in one place. What comes from the
+// network is held against these before anything is allocated for it.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace xrl_limits {
+
+// Largest frame after its length field, once the handshake is done: room for
+// the rule numbers of a million rules and for the list of 100,000 access
+// lists with their descriptions.
+inline constexpr std::uint32_t MAX_FRAME_BYTES = 16U << 20U;
+// Largest frame before the handshake is done.
+inline constexpr std::uint32_t MAX_HELLO_BYTES = 1024;
+// Largest text or binary value.
+inline constexpr std::uint32_t MAX_TEXT_BYTES = 1U << 20U;
+// Largest name of an argument or of a list element.
+inline constexpr std::size_t MAX_NAME_BYTES = 255;
+// Elements of one list.
+inline constexpr std::uint32_t MAX_LIST_ELEMENTS = 1U << 20U;
+// A list within a list within ... this many lists.
+inline constexpr std::size_t MAX_LIST_DEPTH = 8;
+
+// Connections that one listener keeps; past it the one that has been silent
+// longest goes, first of those still in the handshake.
+inline constexpr std::size_t MAX_CONNECTIONS = 4096;
+// Of these, connections still in the handshake.
+inline constexpr std::size_t MAX_HANDSHAKES = 256;
+// Bytes of incomplete frames that one listener holds over all connections;
+// past it the connection that holds most goes.
+inline constexpr std::size_t MAX_PARTIAL_INPUT_BYTES = 64U << 20U;
+
+// Requests to one peer that await a reply; past it send() answers false.
+inline constexpr std::size_t MAX_REQUESTS_IN_FLIGHT = 65536;
+// Bytes of requests to one peer that wait to be written; likewise.
+inline constexpr std::size_t MAX_REQUEST_BYTES_QUEUED = 32U << 20U;
+// Bytes of replies to one peer that wait to be written; past it no further
+// request of that peer is read until it reads its replies.
+inline constexpr std::size_t REPLY_BYTES_HIGH_WATER = 1U << 20U;
+// Bytes taken from one connection in one turn, so that none starves others.
+inline constexpr std::size_t MAX_READ_PER_TURN = 256U << 10U;
+
+// From sending a request to giving up on its reply.
+inline constexpr std::chrono::seconds REPLY_TIMEOUT{30};
+// From accepting (or starting) a connection to the end of its handshake.
+inline constexpr std::chrono::seconds HANDSHAKE_TIMEOUT{5};
+// A peer that takes none of the bytes written to it for this long goes.
+inline constexpr std::chrono::seconds WRITE_STALL_TIMEOUT{30};
+
+// Between attempts to reach the finder again, doubling from the first to the
+// second; a finder on this host is cheap to ask and is asked more often.
+inline constexpr std::chrono::milliseconds RECONNECT_MIN{100};
+inline constexpr std::chrono::milliseconds RECONNECT_MAX{5000};
+inline constexpr std::chrono::milliseconds RECONNECT_MAX_LOOPBACK{400};
+
+}  // namespace xrl_limits

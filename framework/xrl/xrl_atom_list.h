@@ -1,0 +1,149 @@
+// XrlAtomList: a list of atoms, kept in the form it has on the wire, so that
+// a list of a hundred thousand numbers or texts is one run of bytes: appending
+// costs a copy of the value, sending it a copy of the run.
+//
+// A list either owns its bytes or, when it was decoded from a frame, borrows
+// them; a borrowed list lives as long as the frame, that is until the handler
+// or callback it was given to returns. A copy always owns its bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "framework/xrl/byte_order.h"
+#include "framework/xrl/xrl_atom.h"
+
+class XrlAtomList {
+ public:
+  XrlAtomList() = default;
+  XrlAtomList(const XrlAtomList& other);
+  XrlAtomList(XrlAtomList&& other) noexcept;
+  XrlAtomList& operator=(const XrlAtomList& other);
+  XrlAtomList& operator=(XrlAtomList&& other) noexcept;
+  ~XrlAtomList() = default;
+
+  [[nodiscard]] std::size_t size() const { return _count; }
+  [[nodiscard]] bool empty() const { return _count == 0; }
+
+  // Appending to a list of limits' length or past the depth limit is allowed
+  // here; such a list is refused when it is sent.
+  void append(std::uint32_t value);
+  void append(std::string_view text);
+  void append(const char* text) { append(std::string_view(text)); }
+  void append(const XrlAtom& atom);
+  void clear();
+
+  // True for an empty list and when every element is unnamed and of `type`.
+  [[nodiscard]] bool holds_only(XrlAtomType type) const {
+    return _count == 0 || _element_type == type;
+  }
+  // The elements' common type; NONE when the list is empty or they differ or
+  // have names.
+  [[nodiscard]] XrlAtomType element_type() const { return _element_type; }
+
+  // Element `index`, which must be below size(). Linear in `index` except for
+  // lists of numbers; walk long lists of texts with texts().
+  [[nodiscard]] XrlAtom get(std::size_t index) const;
+  // Throws XrlWrongType unless the list holds only u32; constant time.
+  [[nodiscard]] std::uint32_t u32_at(std::size_t index) const;
+
+  // The elements in order, to walk with a range-for. Throws XrlWrongType when
+  // the list holds anything else. Valid while the list stays as it is.
+  class U32s;
+  class Texts;
+  [[nodiscard]] U32s u32s() const;
+  [[nodiscard]] Texts texts() const;
+
+  // The value part of the textual form, and its inverse (XrlParseError).
+  [[nodiscard]] std::string str() const;
+  [[nodiscard]] static XrlAtomList parse(std::string_view text);
+
+  // Equal elements, names included, in equal order.
+  bool operator==(const XrlAtomList& other) const;
+
+  // For the codec: the encoded elements, and a list that borrows them.
+  [[nodiscard]] std::string_view encoded() const {
+    return _borrowed ? _view : std::string_view(_own);
+  }
+  [[nodiscard]] static XrlAtomList borrow(XrlAtomType element_type, std::size_t count,
+                                          std::string_view encoded);
+
+ private:
+  void own();
+  void become_mixed();
+  void require(XrlAtomType type) const;
+
+  XrlAtomType _element_type = XrlAtomType::NONE;
+  bool _borrowed = false;
+  std::size_t _count = 0;
+  std::string _own;
+  std::string_view _view;
+};
+
+class XrlAtomList::U32s {
+ public:
+  class iterator {
+   public:
+    using value_type = std::uint32_t;
+    using difference_type = std::ptrdiff_t;
+    explicit iterator(const char* at) : _at(at) {}
+    std::uint32_t operator*() const { return load_u32(_at); }
+    iterator& operator++() {
+      _at += 4;
+      return *this;
+    }
+    bool operator==(const iterator&) const = default;
+
+   private:
+    const char* _at;
+  };
+  explicit U32s(std::string_view encoded) : _encoded(encoded) {}
+  [[nodiscard]] iterator begin() const { return iterator(_encoded.data()); }
+  [[nodiscard]] iterator end() const { return iterator(_encoded.data() + _encoded.size()); }
+  [[nodiscard]] std::size_t size() const { return _encoded.size() / 4; }
+
+ private:
+  std::string_view _encoded;
+};
+
+class XrlAtomList::Texts {
+ public:
+  class iterator {
+   public:
+    using value_type = std::string_view;
+    using difference_type = std::ptrdiff_t;
+    explicit iterator(const char* at) : _at(at) {}
+    std::string_view operator*() const { return {_at + 4, load_u32(_at)}; }
+    iterator& operator++() {
+      _at += 4 + load_u32(_at);
+      return *this;
+    }
+    bool operator==(const iterator&) const = default;
+
+   private:
+    const char* _at;
+  };
+  Texts(std::string_view encoded, std::size_t count) : _encoded(encoded), _count(count) {}
+  [[nodiscard]] iterator begin() const { return iterator(_encoded.data()); }
+  [[nodiscard]] iterator end() const { return iterator(_encoded.data() + _encoded.size()); }
+  [[nodiscard]] std::size_t size() const { return _count; }
+
+ private:
+  std::string_view _encoded;
+  std::size_t _count;
+};
+
+inline std::uint32_t XrlAtomList::u32_at(std::size_t index) const {
+  require(XrlAtomType::U32);
+  return load_u32(encoded().data() + index * 4);
+}
+inline XrlAtomList::U32s XrlAtomList::u32s() const {
+  require(XrlAtomType::U32);
+  return U32s(encoded());
+}
+inline XrlAtomList::Texts XrlAtomList::texts() const {
+  require(XrlAtomType::TEXT);
+  return {encoded(), _count};
+}

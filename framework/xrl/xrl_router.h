@@ -1,0 +1,33 @@
+// XrlRouter: a process's (or a part's) place in the system: the methods it
+// answers and the way its requests leave.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "framework/base/ipv4.h"
+#include "framework/xrl/xrl_cmd_map.h"
+#include "framework/xrl/xrl_sender.h"
+
+class EventLoop;
+
+class XrlRouter : public XrlCmdMap, public XrlSender {
+ public:
+  using XrlCmdMap::XrlCmdMap;
+
+  // Unique over all routers that ever live: "CLASS-" and 16 hexadecimal digits.
+  [[nodiscard]] virtual const std::string& instance_name() const = 0;
+  // 0.0.0.0 while the finder's host name is not resolved.
+  [[nodiscard]] virtual IPv4 finder_address() const = 0;
+  [[nodiscard]] virtual std::uint16_t finder_port() const = 0;
+  // Registered with the finder at least once, methods included.
+  [[nodiscard]] virtual bool ready() const = 0;
+  // Requests that still await a reply.
+  [[nodiscard]] virtual std::size_t pending() const = 0;
+  // What stubs are constructed on.
+  [[nodiscard]] XrlSender* sender() { return this; }
+};
+
+// Turns the loop until the router has registered with the finder.
+void wait_until_xrl_router_is_ready(EventLoop& loop, XrlRouter& router);
