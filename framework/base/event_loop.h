@@ -7,22 +7,49 @@
 // within a turn runs in a later turn, so a turn always ends.
 //
 // Timer, Watch and Deferred are handles. A callback runs only while its
-// handle lives and is armed; destroying or moving from the handle, also from
-// inside a callback (its own included), takes the callback back for good.
-// Handles must not outlive their loop.
+// handle lives and is armed; destroying the handle, also from inside a callback
+// (its own included), takes the callback back for good. Handles must not
+// outlive their loop.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "framework/base/clock.h"
 #include "framework/base/kernel.h"
+#include "framework/base/network.h"
+#include "framework/base/ref_ptr.h"
 
 class EventLoop;
-class Network;
+
+namespace event_loop_detail {
+
+// Shared between a handle and the call that is under way, so that a callback
+// which destroys its own handle does not pull the ground from under itself.
+template <typename... Args>
+class SharedCallback {
+ public:
+  explicit SharedCallback(std::function<void(Args...)> function)
+      : _held(new Held(std::move(function))) {}
+  void operator()(Args... args) const {
+    const ref_ptr<Held> held = _held;
+    held->function(args...);
+  }
+
+ private:
+  struct Held : RefCounted {
+    explicit Held(std::function<void(Args...)> f) : function(std::move(f)) {}
+    std::function<void(Args...)> function;
+  };
+  ref_ptr<Held> _held;
+};
+
+}  // namespace event_loop_detail
 
 // Runs its callback once at a time, or periodically.
 class Timer {
@@ -37,8 +64,10 @@ class Timer {
 
   // (Re)arms the timer: it runs once, in the first turn that begins at or
   // after `when`. Timers due in the same turn run in order of their time,
-  // those of equal time in the order they were armed.
+  // those of equal time in the order they were armed. A time already past
+  // counts as the loop's now().
   void schedule_at(TimePoint when);
+  // Counted from the loop's now(); a delay past the end of time is cut there.
   void schedule_after(Duration delay);
   // Does nothing when not armed.
   void cancel();
@@ -51,13 +80,15 @@ class Timer {
   static constexpr std::size_t NOT_ARMED = static_cast<std::size_t>(-1);
 
   EventLoop& _loop;
-  Callback _callback;
+  event_loop_detail::SharedCallback<> _callback;
   TimePoint _when{};
   std::uint64_t _order = 0;
   std::size_t _heap_index = NOT_ARMED;
 };
 
-// Runs its callback whenever its descriptor is ready. Level-triggered.
+// Runs its callback whenever its descriptor is ready for something it is
+// watched for, first in the turn after the one that made the watch.
+// Level-triggered.
 class Watch {
  public:
   using Callback = std::function<void(IoInterest ready)>;
@@ -78,7 +109,8 @@ class Watch {
   EventLoop& _loop;
   int _fd;
   IoInterest _interest;
-  Callback _callback;
+  std::uint64_t _order;
+  event_loop_detail::SharedCallback<IoInterest> _callback;
 };
 
 // Runs its callback once at the end of the turn in which it was scheduled;
@@ -100,8 +132,11 @@ class Deferred {
  private:
   friend class EventLoop;
   EventLoop& _loop;
-  Callback _callback;
+  event_loop_detail::SharedCallback<> _callback;
   bool _scheduled = false;
+  std::uint64_t _order = 0;
+  Deferred* _previous = nullptr;
+  Deferred* _next = nullptr;
 };
 
 class EventLoop {
@@ -116,7 +151,9 @@ class EventLoop {
 
   // One turn. With no timer armed, nothing deferred and nothing watched it
   // sleeps for ever. May be called from within a callback (a nested turn):
-  // waiting for one condition while the rest of the process goes on.
+  // waiting for one condition while the rest of the process goes on. A nested
+  // turn also runs what the outer one still had to run, and may enter the
+  // callback it is called from once more.
   void run();
 
   // When the current turn began its callbacks; outside a turn, when the last
@@ -131,10 +168,14 @@ class EventLoop {
   friend class Watch;
   friend class Deferred;
 
-  void run_due_timers();
-  void run_ready(std::size_t count);
+  static constexpr std::size_t READY_PER_TURN = 64;
+
+  // `turn` tells what stood before this turn's callbacks (a lower number)
+  // from what they made (this number or higher), which has to wait.
+  void run_due_timers(std::uint64_t turn);
+  void run_ready(std::span<const IoReady> ready, std::uint64_t turn);
   void run_deferred();
-  [[nodiscard]] Duration time_to_sleep() const;
+  [[nodiscard]] Duration time_to_sleep();
 
   void arm(Timer& timer, TimePoint when);
   void disarm(Timer& timer);
@@ -142,15 +183,20 @@ class EventLoop {
   void sift_down(std::size_t index);
   void place(std::size_t index, Timer* timer);
 
+  void add_watch(Watch& watch);
+  void remove_watch(Watch& watch);
+
+  void append_deferred(Deferred& deferred);
+  void remove_deferred(Deferred& deferred);
+
   std::unique_ptr<Kernel> _own_kernel;
   std::unique_ptr<Network> _own_network;
   Kernel* _kernel;
   Network* _network;
-  TimePoint _now{};
+  TimePoint _now;
   std::uint64_t _next_order = 0;
-  std::vector<Timer*> _timers;       // binary heap by (when, order)
-  std::vector<Watch*> _watches;      // by descriptor, null where none
-  std::vector<IoReady> _ready;       // what the last wait() reported
-  std::vector<Deferred*> _deferred;  // to run at the end of this turn
-  std::vector<Deferred*> _running;   // being run now; null where taken back
+  std::vector<Timer*> _timers;    // binary heap by (when, order)
+  std::vector<Watch*> _watches;   // by descriptor, null where none
+  Deferred* _deferred = nullptr;  // list in the order they were scheduled
+  Deferred* _last_deferred = nullptr;
 };

@@ -6,12 +6,11 @@
 // back with close(), after the event loop stopped watching them.
 #pragma once
 
-#include <sys/uio.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "framework/base/ipv4.h"
 
@@ -41,15 +40,18 @@ class Network {
   // A listening descriptor, or an error.
   virtual int listen(const NetAddress& address) = 0;
   // The next waiting connection, -EAGAIN when none waits, or an error.
-  // `peer` is set on success.
+  // `peer` is set on success. -EMFILE: the process has no descriptor left, and
+  // the connection was closed, so that the listener does not stay ready for it.
   virtual int accept(int listener, NetAddress& peer) = 0;
   // Starts a connection: the descriptor becomes writable when it stands or
-  // failed, and connect_result() then answers 0 or the error.
+  // failed, and connect_result() then answers 0 or the error. An error known at
+  // once is answered here instead.
   virtual int connect(const NetAddress& address) = 0;
   virtual int connect_result(int fd) = 0;
   // Bytes moved, 0 at the end of the stream (read only), or an error.
   virtual std::ptrdiff_t read(int fd, std::span<std::uint8_t> into) = 0;
   virtual std::ptrdiff_t write(int fd, std::span<const std::uint8_t> from) = 0;
+  // Where the descriptor listens, or its own end of a connection.
   virtual NetAddress local_address(int fd) = 0;
   virtual void close(int fd) = 0;
 

@@ -86,6 +86,8 @@ class Profile {
   };
   [[nodiscard]] Variable& find(const std::string& name);
   [[nodiscard]] const Variable& find(const std::string& name) const;
+  [[nodiscard]] Variable& find_locked(const std::string& name);
+  [[nodiscard]] Variable& find_unlocked(const std::string& name);
 
   std::map<std::string, Variable> _variables;
 };

@@ -11,7 +11,7 @@
 // defines, and the location from where they stand.
 #pragma once
 
-#include <cstdarg>
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -23,23 +23,25 @@ enum XlogLevel {
 };
 
 enum XlogVerbose {
-  XLOG_VERBOSE_LOW = 0,  // time, level, module and message
-  XLOG_VERBOSE_MEDIUM = 1,
-  XLOG_VERBOSE_HIGH = 2,
+  XLOG_VERBOSE_LOW = 0,     // the process by its name
+  XLOG_VERBOSE_MEDIUM = 1,  // the same
+  XLOG_VERBOSE_HIGH = 2,    // by name and process id: "policyd[1234]"
 };
 
 // Location and message are each cut at this many bytes.
 inline constexpr std::size_t XLOG_MAX_TEXT = 8000;
 
-// Names the process in every line: the last path component of `argv0`. A
-// non-empty `preamble` is written in front of every message.
+// Names the process in every line: the last path component of `argv0`. The
+// text `preamble` (null: none) is written in front of every message as it is.
 void xlog_init(const char* argv0, const char* preamble);
+// Stops the log and forgets name, preamble, verbosity, disabled levels and
+// the default output. Further outputs stay until they are removed.
 void xlog_exit();
 // A process that did not start the log writes nothing, except for fatal
 // messages.
 void xlog_start();
 void xlog_stop();
-// How much of the process is told: at HIGH the process id follows the name.
+// How much of the process is told, for every level or for one. LOW at first.
 void xlog_set_verbose(XlogVerbose verbose);
 void xlog_level_set_verbose(XlogLevel level, XlogVerbose verbose);
 void xlog_enable(XlogLevel level);
@@ -57,6 +59,7 @@ struct XlogRecord {
 };
 using XlogOutput = std::function<void(const XlogRecord&)>;
 // A further output beside the default one, until it is removed by its number.
+// What an output logs itself goes to the default output alone.
 int xlog_add_output(XlogOutput output);
 void xlog_remove_output(int number);
 

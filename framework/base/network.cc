@@ -1,0 +1,42 @@
+#include "framework/base/network.h"
+
+#include <charconv>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view UNIX_PREFIX = "unix:";
+
+// Digits only, without leading zeros.
+bool parse_port(std::string_view text, std::uint16_t& out) {
+  if (text.size() > 1 && text.front() == '0') return false;
+  std::uint16_t port = 0;
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, port);
+  if (error != std::errc() || rest != end) return false;
+  out = port;
+  return true;
+}
+
+}  // namespace
+
+std::string NetAddress::str() const {
+  if (family == Family::UNIX) return std::string(UNIX_PREFIX) + path;
+  return host.str() + ":" + std::to_string(port);
+}
+
+bool NetAddress::parse(const std::string& text, NetAddress& out) {
+  if (text.starts_with(UNIX_PREFIX)) {
+    out = unix_path(text.substr(UNIX_PREFIX.size()));
+    return true;
+  }
+  const std::string_view view = text;
+  const std::size_t colon = view.find(':');
+  if (colon == std::string_view::npos) return false;
+  IPv4 host;
+  std::uint16_t port = 0;
+  if (!IPv4::parse(view.substr(0, colon), host)) return false;
+  if (!parse_port(view.substr(colon + 1), port)) return false;
+  out = tcp(host, port);
+  return true;
+}
