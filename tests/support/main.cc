@@ -1,0 +1,14 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "tests/support/test_log.h"
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  // Tests of fatal ends need no core file of each.
+  const rlimit no_core{0, 0};
+  (void)::setrlimit(RLIMIT_CORE, &no_core);
+  // Google Test deletes its listeners.
+  ::testing::UnitTest::GetInstance()->listeners().Append(new TestLog);
+  return RUN_ALL_TESTS();
+}
