@@ -19,3 +19,25 @@ function(policyd_unit_test name)
   target_compile_definitions(test_${name} PRIVATE XLOG_MODULE_NAME="TEST")
   gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST)
 endfunction()
+
+# policyd_fuzz_target(NAME SOURCES... LIBRARIES...)
+# SOURCES define LLVMFuzzerTestOneInput. A fuzz build makes of them fuzz_NAME,
+# which looks for findings, as part of the target `fuzzers`; any other build
+# makes the test fuzz.NAME, which replays tests/fuzz/corpus/NAME.
+function(policyd_fuzz_target name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(fuzz_${name} ${ARG_SOURCES})
+  target_link_libraries(fuzz_${name} PRIVATE ${ARG_LIBRARIES})
+  target_compile_definitions(fuzz_${name} PRIVATE XLOG_MODULE_NAME="FUZZ")
+  if(POLICYD_FUZZERS)
+    target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
+    if(NOT TARGET fuzzers)
+      add_custom_target(fuzzers)
+    endif()
+    add_dependencies(fuzzers fuzz_${name})
+  else()
+    target_sources(fuzz_${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/fuzz/replay_main.cc)
+    add_test(NAME fuzz.${name}
+      COMMAND fuzz_${name} ${CMAKE_SOURCE_DIR}/tests/fuzz/corpus/${name})
+  endif()
+endfunction()

@@ -5,13 +5,25 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 option(POLICYD_BUILD_TESTS "Build the tests and benchmarks" ON)
-option(POLICYD_FUZZERS "Build the libFuzzer targets (clang only)" OFF)
+option(POLICYD_FUZZERS "Build the fuzz targets with libFuzzer (clang only)" OFF)
 set(POLICYD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined")
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Kind of build" FORCE)
+endif()
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 if(POLICYD_SANITIZE)
   add_compile_options(-fsanitize=${POLICYD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${POLICYD_SANITIZE})
+endif()
+if(POLICYD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_link_options(-fsanitize=fuzzer-no-link)
 endif()
 
 # Sources include each other by their path from the root; generated code by

@@ -1,0 +1,87 @@
+"""clang_tidy.py BUILD: runs clang-tidy over the sources that BUILD compiles.
+
+A source that was clean is skipped as long as nothing it is made of changed:
+itself, the project and generated headers it includes, its compile command, the
+checks, and clang-tidy. BUILD must be a Ninja build and up to date, for its
+record of included headers is used.
+"""
+
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import subprocess
+import sys
+
+import tree
+
+OWN_FOLDERS = "framework|common|platform|policy|chassis|tools|tests|bench"
+
+
+def included_files(build):
+    """For each object file of BUILD, the files under ROOT or BUILD it was made from."""
+    lines = subprocess.run(["ninja", "-C", build, "-t", "deps"], check=True,
+                           capture_output=True, text=True).stdout.splitlines()
+    deps, current = {}, None
+    for line in lines:
+        if line.startswith("    "):
+            path = build / line.strip()
+            if path.is_relative_to(tree.ROOT) or path.is_relative_to(build):
+                current.append(path)
+        elif ":" in line:
+            current = deps.setdefault(line.split(":", 1)[0], [])
+    return deps
+
+
+class Tidy:
+    def __init__(self, build):
+        self.build = build
+        self.cache = build / "clang-tidy-cache"
+        self.cache.mkdir(exist_ok=True)
+        self.deps = included_files(build)
+        version = subprocess.run(["clang-tidy", "--version"], check=True, capture_output=True).stdout
+        self.common = version + (tree.ROOT / ".clang-tidy").read_bytes()
+        self.contents = {}
+
+    def digest(self, path):
+        if path not in self.contents:
+            self.contents[path] = hashlib.sha256(path.read_bytes()).digest()
+        return self.contents[path]
+
+    def mark(self, command):
+        key = hashlib.sha256(self.common + command["command"].encode())
+        key.update(self.digest(pathlib.Path(command["file"])))
+        for path in self.deps.get(command["output"], []):
+            key.update(str(path).encode() + self.digest(path))
+        return self.cache / key.hexdigest()
+
+    def run(self, command):
+        """What clang-tidy has to say about the source, or None when it is clean."""
+        mark = self.mark(command)
+        if mark.exists():
+            return None
+        result = subprocess.run(
+            ["clang-tidy", "--quiet", "-p", self.build,
+             f"--header-filter=^{tree.ROOT}/({OWN_FOLDERS})/", command["file"]],
+            capture_output=True, text=True, check=False)
+        if result.returncode == 0:
+            mark.touch()
+            return None
+        return result.stdout + result.stderr
+
+
+def main(build):
+    build = pathlib.Path(build).resolve()
+    own = {tree.ROOT / path for path in tree.files("*.cc")}
+    commands = [command
+                for command in json.loads((build / "compile_commands.json").read_text())
+                if pathlib.Path(command["file"]).resolve() in own]
+    tidy = Tidy(build)
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        results = pool.map(tidy.run, commands)
+    return tree.report([problem for problem in results if problem])
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))

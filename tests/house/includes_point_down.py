@@ -1,0 +1,55 @@
+"""Finds includes that point up or sideways between the layers, and includes of
+project headers that are not written by their path from the root."""
+
+import re
+import sys
+
+import tree
+
+# What each folder may include, besides itself.
+LAYERS = {
+    "framework/base": [],
+    "framework/xrl": ["framework/base"],
+    "framework/finder": ["framework/xrl", "framework/base"],
+    "framework/xrlgen": ["framework/xrl", "framework/base"],
+    "platform": ["framework/xrl", "framework/base"],
+    "common": ["framework/base"],
+    "policy": ["common", "platform", "framework/xrl", "framework/base"],
+    "chassis": ["common", "platform", "framework/xrl", "framework/base"],
+    "tools": ["common", "platform", "framework/xrl", "framework/base"],
+}
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+# Tests and benchmarks may look at everything.
+ON_TOP = ("tests/", "bench/")
+
+
+def layer_of(path):
+    return next((layer for layer in LAYERS if path.startswith(layer + "/")), None)
+
+
+def problem_with(source, included):
+    target = layer_of(included)
+    if source.startswith(ON_TOP):
+        return None if target or included.startswith(ON_TOP) else "is no path from the root"
+    if target is None:
+        return "is no path from the root to a layer's header"
+    layer = layer_of(source)
+    if layer is None:
+        return "comes from a folder that belongs to no layer"
+    if target != layer and target not in LAYERS[layer]:
+        return f"points from {layer} to {target}"
+    return None
+
+
+def main():
+    problems = []
+    for source in tree.files("*.h", "*.cc"):
+        for included in INCLUDE.findall(tree.text(source)):
+            problem = problem_with(source, included)
+            if problem:
+                problems.append(f'{source}: #include "{included}" {problem}')
+    return tree.report(problems)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
