@@ -29,10 +29,6 @@ void TestLog::OnTestStart(const ::testing::TestInfo& /*test*/) {
   begin_log();
 }
 
-void TestLog::OnTestEnd(const ::testing::TestInfo& /*test*/) {
-  begin_log();
-}
-
 LogCapture* TestLog::push(LogCapture* capture) {
   return std::exchange(_youngest, capture);
 }
