@@ -26,6 +26,8 @@ class ByteBuffer {
       grow(count);
     return _bytes.get() + _end;
   }
+  // Bytes that can be reserved without growing.
+  [[nodiscard]] std::size_t room() const { return _capacity - _end; }
   // `count` at most what was reserved.
   void commit(std::size_t count) { _end += count; }
   void append(const void* from, std::size_t count) {

@@ -18,6 +18,8 @@ inline constexpr std::uint32_t MAX_HELLO_BYTES = 1024;
 inline constexpr std::uint32_t MAX_TEXT_BYTES = 1U << 20U;
 // Largest name of an argument or of a list element.
 inline constexpr std::size_t MAX_NAME_BYTES = 255;
+// Arguments of one request or reply; methods have a few.
+inline constexpr std::size_t MAX_ARGUMENTS = 1024;
 // Elements of one list.
 inline constexpr std::uint32_t MAX_LIST_ELEMENTS = 1U << 20U;
 // A list within a list within ... this many lists.

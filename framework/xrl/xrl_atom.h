@@ -62,6 +62,7 @@ class XrlAtom {
 
   // Type NONE; only to be assigned to.
   XrlAtom();
+  // `name` is at most xrl_limits::MAX_NAME_BYTES long.
   XrlAtom(std::string name, std::uint32_t value);
   XrlAtom(std::string name, std::int32_t value);
   XrlAtom(std::string name, std::uint64_t value);
@@ -114,6 +115,9 @@ class XrlAtom {
   using ListPtr = std::unique_ptr<XrlAtomList>;
   using Value = std::variant<std::monostate, std::uint32_t, std::int32_t, std::uint64_t,
                              std::int64_t, bool, std::string, IPv4, IPv6, Mac, Binary, ListPtr>;
+  template <typename T>
+  [[nodiscard]] const T& get(XrlAtomType expected) const;
+
   std::string _name;
   Value _value;
 };

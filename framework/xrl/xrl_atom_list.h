@@ -28,8 +28,15 @@ class XrlAtomList {
   [[nodiscard]] bool empty() const { return _count == 0; }
 
   // Appending to a list of limits' length or past the depth limit is allowed
-  // here; such a list is refused when it is sent.
-  void append(std::uint32_t value);
+  // here; such a list is refused when it is sent. `atom` is of some type.
+  void append(std::uint32_t value) {
+    if (_element_type != XrlAtomType::U32 || _borrowed) [[unlikely]]
+      return append(XrlAtom::unnamed(value));
+    char raw[4];
+    store_u32(raw, value);
+    _own.append(raw, sizeof raw);
+    ++_count;
+  }
   void append(std::string_view text);
   void append(const char* text) { append(std::string_view(text)); }
   void append(const XrlAtom& atom);
@@ -44,7 +51,7 @@ class XrlAtomList {
   [[nodiscard]] XrlAtomType element_type() const { return _element_type; }
 
   // Element `index`, which must be below size(). Linear in `index` except for
-  // lists of numbers; walk long lists of texts with texts().
+  // lists of values of one size; walk other long lists with texts() or atoms().
   [[nodiscard]] XrlAtom get(std::size_t index) const;
   // Throws XrlWrongType unless the list holds only u32; constant time.
   [[nodiscard]] std::uint32_t u32_at(std::size_t index) const;
@@ -55,6 +62,13 @@ class XrlAtomList {
   class Texts;
   [[nodiscard]] U32s u32s() const;
   [[nodiscard]] Texts texts() const;
+  // The elements in order, whatever they are, each as an atom of its own.
+  class Atoms;
+  [[nodiscard]] Atoms atoms() const;
+
+  // False when the list, or one within it, has more elements, a longer text or
+  // more lists within each other than may be sent.
+  [[nodiscard]] bool within_limits() const;
 
   // The value part of the textual form, and its inverse (XrlParseError).
   [[nodiscard]] std::string str() const;
@@ -63,7 +77,9 @@ class XrlAtomList {
   // Equal elements, names included, in equal order.
   bool operator==(const XrlAtomList& other) const;
 
-  // For the codec: the encoded elements, and a list that borrows them.
+  // For the codec: the encoded elements, and a list that borrows them. They
+  // were checked; ones encoded as whole atoms that need not be (all unnamed and
+  // of one type) are copied into the shorter form instead.
   [[nodiscard]] std::string_view encoded() const {
     return _borrowed ? _view : std::string_view(_own);
   }
@@ -73,7 +89,16 @@ class XrlAtomList {
  private:
   void own();
   void become_mixed();
-  void require(XrlAtomType type) const;
+  void become_uniform(XrlAtomType type);
+  void require(XrlAtomType type) const {
+    if (!holds_only(type)) [[unlikely]]
+      throw XrlWrongType(type, _element_type);
+  }
+  void require_element(std::size_t index) const {
+    if (index >= _count) [[unlikely]]
+      no_such_element(index);
+  }
+  [[noreturn]] void no_such_element(std::size_t index) const;
 
   XrlAtomType _element_type = XrlAtomType::NONE;
   bool _borrowed = false;
@@ -135,8 +160,34 @@ class XrlAtomList::Texts {
   std::size_t _count;
 };
 
+class XrlAtomList::Atoms {
+ public:
+  class iterator {
+   public:
+    using value_type = XrlAtom;
+    using difference_type = std::ptrdiff_t;
+    iterator(const char* at, XrlAtomType element_type) : _at(at), _element_type(element_type) {}
+    XrlAtom operator*() const;
+    iterator& operator++();
+    bool operator==(const iterator& other) const { return _at == other._at; }
+
+   private:
+    const char* _at;
+    XrlAtomType _element_type;
+  };
+  Atoms(std::string_view encoded, XrlAtomType element_type)
+      : _encoded(encoded), _element_type(element_type) {}
+  [[nodiscard]] iterator begin() const { return {_encoded.data(), _element_type}; }
+  [[nodiscard]] iterator end() const { return {_encoded.data() + _encoded.size(), _element_type}; }
+
+ private:
+  std::string_view _encoded;
+  XrlAtomType _element_type;
+};
+
 inline std::uint32_t XrlAtomList::u32_at(std::size_t index) const {
   require(XrlAtomType::U32);
+  require_element(index);
   return load_u32(encoded().data() + index * 4);
 }
 inline XrlAtomList::U32s XrlAtomList::u32s() const {
@@ -146,4 +197,7 @@ inline XrlAtomList::U32s XrlAtomList::u32s() const {
 inline XrlAtomList::Texts XrlAtomList::texts() const {
   require(XrlAtomType::TEXT);
   return {encoded(), _count};
+}
+inline XrlAtomList::Atoms XrlAtomList::atoms() const {
+  return {encoded(), _element_type};
 }

@@ -1,20 +1,18 @@
 // XrlCmdMap: the methods that a target answers, by name and by key.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "framework/xrl/xrl_args_codec.h"
 #include "framework/xrl/xrl_error.h"
-
-// Names a method in a request and proves that the finder told it to the
-// sender: 16 unpredictable bytes, drawn once per method by the target.
-using XrlKey = std::array<std::uint8_t, 16>;
+#include "framework/xrl/xrl_key.h"
 
 class XrlCmdMap {
  public:
@@ -54,4 +52,5 @@ class XrlCmdMap {
  private:
   std::string _name;
   std::vector<std::unique_ptr<Command>> _commands;
+  std::unordered_map<std::string_view, const Command*> _by_method;  // keys live in the commands
 };

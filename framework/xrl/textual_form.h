@@ -1,0 +1,36 @@
+// The textual form of values, atoms, lists, arguments and requests: printing,
+// and parsing as its exact inverse. What it looks like is told in xrl_atom.h
+// and xrl.h.
+//
+// Parsing throws XrlParseError and holds texts, names, lists and arguments
+// against the same limits as the wire form; it takes one way of writing each
+// byte only, so that a text that is read is the text that is printed (apart
+// from leading zeros, the case of hexadecimal digits and the spelling of
+// addresses).
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "framework/xrl/xrl.h"
+#include "framework/xrl/xrl_args.h"
+#include "framework/xrl/xrl_atom.h"
+#include "framework/xrl/xrl_atom_list.h"
+
+namespace textual_form {
+
+// As names and values are written; whatever the bytes, printable and one word.
+[[nodiscard]] std::string escaped(std::string_view text);
+
+[[nodiscard]] std::string print_value(const XrlAtom& atom);
+[[nodiscard]] std::string print_atom(const XrlAtom& atom);
+[[nodiscard]] std::string print_list(const XrlAtomList& list);
+[[nodiscard]] std::string print_args(const XrlArgs& args);
+[[nodiscard]] std::string print_request(const Xrl& request);
+
+[[nodiscard]] XrlAtom parse_atom(std::string_view text);
+[[nodiscard]] XrlAtomList parse_list(std::string_view text);
+[[nodiscard]] XrlArgs parse_args(std::string_view text);
+[[nodiscard]] Xrl parse_request(std::string_view text);
+
+}  // namespace textual_form
