@@ -38,6 +38,8 @@ inline constexpr std::size_t MAX_PARTIAL_INPUT_BYTES = 64U << 20U;
 inline constexpr std::size_t MAX_REQUESTS_IN_FLIGHT = 65536;
 // Bytes of requests to one peer that wait to be written; likewise.
 inline constexpr std::size_t MAX_REQUEST_BYTES_QUEUED = 32U << 20U;
+// Requests to the finder that await an answer; likewise.
+inline constexpr std::size_t MAX_FINDER_REQUESTS = 4096;
 // Bytes of replies to one peer that wait to be written; past it no further
 // request of that peer is read until it reads its replies.
 inline constexpr std::size_t REPLY_BYTES_HIGH_WATER = 1U << 20U;

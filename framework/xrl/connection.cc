@@ -1,0 +1,306 @@
+#include "framework/xrl/connection.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "framework/xrl/cookie.h"
+#include "framework/xrl/dispatcher.h"
+#include "framework/xrl/limits.h"
+#include "framework/xrl/xrl_args_codec.h"
+
+namespace {
+
+// Input is read here and run in place; only what is left of an incomplete
+// frame is copied into its connection, so an idle connection holds no buffer.
+std::array<std::uint8_t, xrl_limits::MAX_READ_PER_TURN> shared_input;
+bool shared_input_in_use = false;
+
+constexpr std::size_t KEPT_OUTPUT_BYTES = 64U << 10U;
+constexpr std::size_t MIN_READ = 16U << 10U;
+
+std::string errno_text(std::ptrdiff_t negative_errno) {
+  return std::strerror(static_cast<int>(-negative_errno));
+}
+
+}  // namespace
+
+XrlConnection::XrlConnection(EventLoop& loop, int fd, Side side, NetAddress peer,
+                             xrl_frame::Hello hello, XrlDispatcher* dispatcher, Delegate& delegate)
+    : _loop(loop),
+      _fd(fd),
+      _state(side == Side::ACCEPTED ? State::HANDSHAKE : State::CONNECTING),
+      _peer(std::move(peer)),
+      _hello(std::move(hello)),
+      _dispatcher(dispatcher),
+      _delegate(delegate),
+      _last_heard(loop.now()),
+      _flush(loop, [this] { flush(); }),
+      _deadline(loop, [this] { on_deadline(); }) {
+  _watch.emplace(loop, fd, side == Side::ACCEPTED ? IoInterest::READ : IoInterest::WRITE,
+                 [this](IoInterest ready) { on_ready(ready); });
+  _deadline.schedule_after(xrl_limits::HANDSHAKE_TIMEOUT);
+  xrl_frame::append_hello(_out, _hello);
+  if (side == Side::ACCEPTED) _flush.schedule();
+}
+
+XrlConnection::~XrlConnection() {
+  if (_state == State::CLOSED) return;
+  _in.clear();
+  tell_partial_input();
+  _watch.reset();
+  _loop.network().close(_fd);
+}
+
+NetAddress XrlConnection::local_address() const {
+  return _loop.network().local_address(_fd);
+}
+
+void XrlConnection::send_request(std::uint32_t sequence, const XrlKey& key,
+                                 std::span<const std::uint8_t> args) {
+  xrl_frame::append_request(_out, sequence, key, args);
+  if (!_write_blocked) _flush.schedule();
+}
+
+void XrlConnection::end(Cause cause, const std::string& reason) {
+  if (_state == State::CLOSED) return;
+  _state = State::CLOSED;
+  _watch.reset();
+  _flush.cancel();
+  _deadline.cancel();
+  _loop.network().close(_fd);
+  _in.clear();
+  tell_partial_input();
+  _delegate.connection_down(*this, cause, reason);
+}
+
+void XrlConnection::on_ready(IoInterest ready) {
+  if (_state == State::CONNECTING) {
+    finish_connecting();
+    return;
+  }
+  const auto life = _lifeline.token();
+  if (wants_write(ready) && _write_blocked) flush();
+  if (life->alive && wants_read(ready) && _state != State::CLOSED) read_some();
+}
+
+void XrlConnection::finish_connecting() {
+  const int result = _loop.network().connect_result(_fd);
+  if (result < 0) {
+    end(Cause::PEER, errno_text(result));
+    return;
+  }
+  _state = State::HANDSHAKE;
+  update_interest();
+  flush();
+}
+
+void XrlConnection::on_deadline() {
+  end(Cause::FAULT, _state == State::UP ? "the peer takes no data" : "no handshake in time");
+}
+
+bool XrlConnection::reading_is_paused() const {
+  return _out.size() > xrl_limits::REPLY_BYTES_HIGH_WATER && _state == State::UP;
+}
+
+void XrlConnection::read_some() {
+  // A turn nested in one of our own handlers must not run the next request.
+  if (_parsing) return;
+  const auto life = _lifeline.token();
+  try {
+    std::size_t budget = xrl_limits::MAX_READ_PER_TURN;
+    while (budget > 0 && !reading_is_paused() && read_once(budget)) {
+    }
+  } catch (const std::bad_alloc&) {
+    if (!life->alive) return;
+    _parsing = false;
+    end(Cause::FAULT, "out of memory");
+  }
+  if (!life->alive || _state == State::CLOSED) return;
+  tell_partial_input();
+  if (_state != State::CLOSED) update_interest();
+}
+
+bool XrlConnection::read_once(std::size_t& budget) {
+  const bool shared = _in.empty() && !shared_input_in_use;
+  std::span<std::uint8_t> into(shared_input);
+  if (!shared) {
+    std::uint8_t* const end = _in.reserve(MIN_READ);
+    into = {end, _in.room()};
+  }
+  into = into.first(std::min(into.size(), budget));
+  const std::ptrdiff_t count = _loop.network().read(_fd, into);
+  if (count == -EAGAIN || count == -EINTR) return false;
+  if (count <= 0) {
+    end(Cause::PEER, count == 0 ? "closed by the peer" : errno_text(count));
+    return false;
+  }
+  const auto bytes = static_cast<std::size_t>(count);
+  budget -= bytes;
+  _last_heard = _loop.now();
+  if (!shared) _in.commit(bytes);
+
+  if (shared) shared_input_in_use = true;
+  const auto taken = parse(shared ? into.first(bytes) : _in.bytes());
+  if (shared) shared_input_in_use = false;
+  if (!taken) return false;
+  if (shared) {
+    _in.append(into.data() + *taken, bytes - *taken);
+  } else {
+    _in.consume(*taken);
+    _in.release_if_idle(0);
+  }
+  return bytes == into.size();
+}
+
+std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> bytes) {
+  const auto life = _lifeline.token();
+  _parsing = true;
+  std::size_t at = 0;
+  while (bytes.size() - at >= xrl_frame::LENGTH_BYTES && !reading_is_paused()) {
+    const std::uint32_t length = load_u32(bytes.data() + at);
+    const std::uint32_t limit =
+        _state == State::UP ? xrl_limits::MAX_FRAME_BYTES : xrl_limits::MAX_HELLO_BYTES;
+    if (length == 0 || length > limit) {
+      end(Cause::FAULT, "damaged: a frame of " + std::to_string(length) + " bytes");
+    } else if (bytes.size() - at - xrl_frame::LENGTH_BYTES < length) {
+      break;
+    } else {
+      take_frame(bytes.subspan(at + xrl_frame::LENGTH_BYTES, length));
+    }
+    if (!life->alive) return std::nullopt;
+    if (_state == State::CLOSED) {
+      _parsing = false;
+      return std::nullopt;
+    }
+    at += xrl_frame::LENGTH_BYTES + length;
+  }
+  _parsing = false;
+  return at;
+}
+
+void XrlConnection::take_frame(std::span<const std::uint8_t> frame) {
+  const auto kind = static_cast<xrl_frame::Kind>(frame[0]);
+  const auto body = frame.subspan(1);
+  if (_state == State::UP) [[likely]] {
+    if (kind == xrl_frame::Kind::REQUEST && _dispatcher != nullptr) return take_request(body);
+    if (kind == xrl_frame::Kind::REPLY) return take_reply(body);
+  } else if (kind == xrl_frame::Kind::HELLO) {
+    return take_hello(body);
+  }
+  end(Cause::FAULT, "damaged: an unexpected frame of kind " + std::to_string(frame[0]));
+}
+
+void XrlConnection::take_hello(std::span<const std::uint8_t> body) {
+  xrl_frame::Hello theirs;
+  const std::string problem = xrl_frame::parse_hello(body, theirs);
+  if (!problem.empty()) {
+    end(Cause::FAULT, problem);
+    return;
+  }
+  if (!cookies_match(theirs.cookie, _hello.cookie)) {
+    end(Cause::FAULT, "wrong cookie");
+    return;
+  }
+  _peer_instance = std::move(theirs.instance);
+  _state = State::UP;
+  _was_up = true;
+  if (!_write_blocked) _deadline.cancel();
+  _delegate.connection_up(*this);
+}
+
+void XrlConnection::take_request(std::span<const std::uint8_t> body) {
+  xrl_frame::Request request;
+  if (!xrl_frame::parse_request(body, request)) {
+    end(Cause::FAULT, "damaged: a request of " + std::to_string(body.size()) + " bytes");
+    return;
+  }
+  const XrlFilterAction action = _dispatcher->dispatch(*this, request, _out);
+  if (action == XrlFilterAction::CLOSE) {
+    close("closed by this side");
+    return;
+  }
+  if (!_write_blocked) _flush.schedule();
+}
+
+void XrlConnection::take_reply(std::span<const std::uint8_t> body) {
+  xrl_frame::Reply reply;
+  if (!xrl_frame::parse_reply(body, reply)) {
+    end(Cause::FAULT, "damaged: a reply of " + std::to_string(body.size()) + " bytes");
+    return;
+  }
+  if (reply.code == static_cast<std::uint32_t>(XrlErrorCode::OKAY)) [[likely]] {
+    XrlArgsReader results(reply.rest);
+    _delegate.reply_arrived(*this, reply.sequence, XrlError::OKAY(), results);
+    return;
+  }
+  XrlArgsReader none({});
+  const auto code = is_known_xrl_error(reply.code) ? static_cast<XrlErrorCode>(reply.code)
+                                                   : XrlErrorCode::INTERNAL_ERROR;
+  const XrlError error(
+      code, std::string(reinterpret_cast<const char*>(reply.rest.data()), reply.rest.size()));
+  _delegate.reply_arrived(*this, reply.sequence, error, none);
+}
+
+void XrlConnection::tell_partial_input() {
+  const auto change =
+      static_cast<std::ptrdiff_t>(_in.size()) - static_cast<std::ptrdiff_t>(_told_partial);
+  if (change == 0) return;
+  _told_partial = _in.size();
+  _delegate.partial_input_changed(*this, change);
+}
+
+void XrlConnection::flush() {
+  if (_state == State::CLOSED || _state == State::CONNECTING) return;
+  while (!_out.empty()) {
+    const std::size_t size = _out.size();
+    const std::ptrdiff_t count = _loop.network().write(_fd, _out.bytes());
+    if (count == -EINTR) continue;
+    if (count < 0 && count != -EAGAIN) {
+      end(Cause::PEER, errno_text(count));
+      return;
+    }
+    if (count > 0) {
+      _out.consume(static_cast<std::size_t>(count));
+      if (_write_blocked && _state == State::UP) {
+        _deadline.schedule_after(xrl_limits::WRITE_STALL_TIMEOUT);
+      }
+    }
+    if (count < static_cast<std::ptrdiff_t>(size)) {
+      if (!_write_blocked && _state == State::UP) {
+        _deadline.schedule_after(xrl_limits::WRITE_STALL_TIMEOUT);
+      }
+      _write_blocked = true;
+      break;
+    }
+  }
+  if (_out.empty()) {
+    _out.release_if_idle(KEPT_OUTPUT_BYTES);
+    if (_write_blocked && _state == State::UP) _deadline.cancel();
+    _write_blocked = false;
+  }
+  const auto life = _lifeline.token();
+  if (!_in.empty()) parse_held_input();
+  if (life->alive && _state != State::CLOSED) update_interest();
+}
+
+// Requests that were held back while the peer took none of its replies.
+void XrlConnection::parse_held_input() {
+  if (_parsing || reading_is_paused()) return;
+  const auto taken = parse(_in.bytes());
+  if (!taken) return;
+  _in.consume(*taken);
+  _in.release_if_idle(0);
+  tell_partial_input();
+}
+
+void XrlConnection::update_interest() {
+  const bool write = _write_blocked || _state == State::CONNECTING;
+  if (reading_is_paused()) {
+    _watch->set_interest(write ? IoInterest::WRITE : IoInterest::NONE);
+  } else {
+    _watch->set_interest(write ? IoInterest::READ_WRITE : IoInterest::READ);
+  }
+}

@@ -1,0 +1,46 @@
+// XrlDispatcher: finds the handler that a request's key names and runs it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "framework/xrl/byte_buffer.h"
+#include "framework/xrl/frame.h"
+#include "framework/xrl/xrl_cmd_map.h"
+
+class XrlConnection;
+
+// What to do with a request before its handler sees it; for a target that is
+// to play dead. IGNORE leaves it unanswered, CLOSE closes its connection.
+enum class XrlFilterAction : std::uint8_t { HANDLE, IGNORE, CLOSE };
+
+class XrlDispatcher {
+ public:
+  using Filter = std::function<XrlFilterAction(const XrlCmdMap::Command& command)>;
+
+  // Requests whose key it does not know go to `next`, which must outlive it.
+  explicit XrlDispatcher(XrlDispatcher* next = nullptr) : _next(next) {}
+
+  // Takes the commands as they are now; to be called again when they change.
+  // The map must outlive the dispatcher or be replaced.
+  void set_commands(const XrlCmdMap& commands);
+  void set_filter(Filter filter) { _filter = std::move(filter); }
+
+  // Runs the handler and appends the one reply to `out`. Answers what became
+  // of the request; with IGNORE and CLOSE nothing was appended.
+  XrlFilterAction dispatch(XrlConnection& from, const xrl_frame::Request& request, ByteBuffer& out);
+
+  // Where the request came from that is being handled now; null between
+  // requests.
+  [[nodiscard]] XrlConnection* current() const { return _current; }
+
+ private:
+  [[nodiscard]] const XrlCmdMap::Command* find(const std::uint8_t* key) const;
+
+  XrlDispatcher* _next;
+  Filter _filter;
+  std::vector<const XrlCmdMap::Command*> _table;  // open addressing by the key's first bytes
+  std::size_t _mask = 0;
+  XrlConnection* _current = nullptr;
+};

@@ -1,0 +1,325 @@
+#include "framework/xrl/finder_client.h"
+
+#include <algorithm>
+
+#include "framework/base/host_name.h"
+#include "framework/base/xlog.h"
+#include "framework/xrl/interfaces/finder_event_notifier_xif.h"
+#include "framework/xrl/interfaces/finder_session_tgt.h"
+#include "framework/xrl/interfaces/finder_xif.h"
+#include "framework/xrl/limits.h"
+#include "framework/xrl/well_known_cmd_map.h"
+
+namespace {
+
+constexpr std::string_view FINDER = "finder";
+constexpr std::string_view REGISTER_INTEREST =
+    "finder_event_notifier/0.1/register_class_event_interest";
+constexpr std::string_view DEREGISTER_INTEREST =
+    "finder_event_notifier/0.1/deregister_class_event_interest";
+
+// The lists of a finder's answer, as a resolution; false when they are not
+// aligned or hold what is no address and no key.
+bool read_resolution(std::string_view instance, const XrlAtomList& addresses,
+                     const XrlAtomList& methods, const XrlAtomList& keys,
+                     FinderClient::Resolution& resolution) {
+  if (methods.size() != keys.size()) return false;
+  resolution.instance = instance;
+  for (const std::string_view text : addresses.texts()) {
+    NetAddress address;
+    if (!NetAddress::parse(std::string(text), address)) return false;
+    resolution.addresses.push_back(std::move(address));
+  }
+  std::size_t index = 0;
+  for (const std::string_view method : methods.texts()) {
+    const XrlAtom atom = keys.get(index++);
+    if (atom.type() != XrlAtomType::BINARY || atom.binary().size() != sizeof(XrlKey)) return false;
+    XrlKey key;
+    std::copy(atom.binary().begin(), atom.binary().end(), key.begin());
+    resolution.keys.emplace(method, key);
+  }
+  return true;
+}
+
+}  // namespace
+
+class FinderClient::Sender final : public XrlSender {
+ public:
+  Sender(FinderClient& client, Purpose purpose) : _client(client), _purpose(purpose) {}
+
+  XrlArgsWriter begin_args() override {
+    _args.clear();
+    return XrlArgsWriter(_args);
+  }
+  bool send(std::string_view /*target*/, std::string_view method, XrlReply reply) override {
+    return _client.send_for(_purpose, method, _args.bytes(), std::move(reply));
+  }
+
+ private:
+  FinderClient& _client;
+  Purpose _purpose;
+  ByteBuffer _args;
+};
+
+class FinderClient::Notices final : public XrlFinderSessionTargetBase {
+ public:
+  Notices(WellKnownCmdMap& commands, Owner& owner, XrlDispatcher& next)
+      : XrlFinderSessionTargetBase(&commands), _owner(owner), _dispatcher(&next) {
+    _dispatcher.set_commands(commands);
+  }
+
+  [[nodiscard]] XrlDispatcher& dispatcher() { return _dispatcher; }
+
+  XrlCmdError finder_client_0_1_target_died(std::string_view instance_name) override {
+    _owner.target_died(instance_name);
+    return XrlCmdError::OKAY();
+  }
+
+ private:
+  Owner& _owner;
+  XrlDispatcher _dispatcher;
+};
+
+FinderClient::FinderClient(EventLoop& loop, Identity identity, const XrlCmdMap& commands,
+                           XrlDispatcher& dispatcher, Owner& owner)
+    : _loop(loop),
+      _identity(std::move(identity)),
+      _commands(commands),
+      _owner(owner),
+      _retry_delay(xrl_limits::RECONNECT_MIN),
+      _notice_commands(std::make_unique<WellKnownCmdMap>(_identity.hello.instance)),
+      _notices(std::make_unique<Notices>(*_notice_commands, owner, dispatcher)),
+      _session_sender(std::make_unique<Sender>(*this, Purpose::SESSION)),
+      _lookup_sender(std::make_unique<Sender>(*this, Purpose::LOOKUP)),
+      _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return timeout_error(); }),
+      _retry(loop, [this] { connect(); }),
+      _register_again(loop, [this] { register_target(); }),
+      _register(loop, [this] { register_target(); }),
+      _bury(loop, [this] { _closed.reset(); }) {
+  static_cast<void>(IPv4::parse(_identity.finder_host, _address));
+  _retry.schedule_at(loop.now());
+}
+
+FinderClient::~FinderClient() = default;
+
+std::size_t FinderClient::pending() const {
+  return static_cast<std::size_t>(
+      std::count_if(_requests.begin(), _requests.end(), [this](const auto& entry) {
+        return entry.second.purpose == Purpose::USER && _calls.is_pending(entry.first);
+      }));
+}
+
+bool FinderClient::send(std::string_view method, std::span<const std::uint8_t> args,
+                        XrlReply reply) {
+  return _was_ready && send_for(Purpose::USER, method, args, std::move(reply));
+}
+
+bool FinderClient::send_for(Purpose purpose, std::string_view method,
+                            std::span<const std::uint8_t> args, XrlReply reply) {
+  if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS) forget_finished();
+  if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS) return false;
+  const std::uint32_t sequence = _calls.add(std::move(reply));
+  const auto at =
+      _requests.emplace(sequence, Request{purpose, std::string(method), {args.begin(), args.end()}})
+          .first;
+  if (purpose == Purpose::USER && method == DEREGISTER_INTEREST) {
+    remember_interest(at->second, XrlError::OKAY());
+  }
+  if (_ready || (purpose == Purpose::SESSION && _connection && _connection->is_up())) {
+    transmit(sequence, at->second);
+  }
+  return true;
+}
+
+// Requests that timed out are known to the calls alone.
+void FinderClient::forget_finished() {
+  std::erase_if(_requests, [this](const auto& entry) { return !_calls.is_pending(entry.first); });
+}
+
+void FinderClient::transmit(std::uint32_t sequence, const Request& request) {
+  _connection->send_request(sequence, well_known_xrl_key(request.method), request.args);
+}
+
+bool FinderClient::resolve(std::string_view target, ResolveCB done) {
+  XrlFinderV0p2Client finder(_lookup_sender.get());
+  return finder.send_resolve_target(
+      FINDER, target,
+      callback(_lifeline, [done = std::move(done)](
+                              const XrlError& error, const std::string_view* instance,
+                              const XrlAtomList* addresses, const XrlAtomList* methods,
+                              const XrlAtomList* keys) {
+        Resolution resolution;
+        if (!error.is_okay()) {
+          // The finder refuses a name that nobody registered.
+          const bool unknown = error.code() == XrlErrorCode::COMMAND_FAILED ||
+                               error.code() == XrlErrorCode::BAD_ARGS;
+          done->dispatch(unknown ? XrlError::RESOLVE_FAILED(error.note()) : error, resolution);
+        } else if (!read_resolution(*instance, *addresses, *methods, *keys, resolution)) {
+          done->dispatch(XrlError::INTERNAL_ERROR("the finder's answer makes no sense."), {});
+        } else {
+          done->dispatch(error, resolution);
+        }
+      }));
+}
+
+void FinderClient::connect() {
+  if (_connection) return;
+  if (!resolve_host_name(_identity.finder_host, _address)) {
+    if (_told_refusal.empty()) {
+      _told_refusal = "no such host";
+      XLOG_WARNING("the finder's host '%s' has no address; trying again",
+                   _identity.finder_host.c_str());
+    }
+    retry_later();
+    return;
+  }
+  const NetAddress finder = NetAddress::tcp(_address, _identity.finder_port);
+  const int fd = _loop.network().connect(finder);
+  if (fd < 0) {
+    retry_later();
+    return;
+  }
+  XrlConnection::Delegate& self = *this;
+  _connection = std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::CONNECTING, finder,
+                                                _identity.hello, &_notices->dispatcher(), self);
+}
+
+Duration FinderClient::longest_retry() const {
+  return _address.is_loopback() ? xrl_limits::RECONNECT_MAX_LOOPBACK : xrl_limits::RECONNECT_MAX;
+}
+
+void FinderClient::retry_later() {
+  _retry.schedule_after(_retry_delay);
+  _retry_delay = std::min(_retry_delay * 2, longest_retry());
+}
+
+void FinderClient::connection_up(XrlConnection&) {
+  register_target();
+}
+
+void FinderClient::register_target() {
+  if (!_connection || !_connection->is_up()) return;
+  if (_identity.class_name.empty()) {
+    become_ready();
+    return;
+  }
+  const auto addresses = _owner.listen_for_peers(_connection->local_address());
+  if (addresses.empty()) {
+    _connection->close("cannot listen for peers");
+    return;
+  }
+  XrlAtomList texts;
+  for (const NetAddress& address : addresses) texts.append(address.str());
+  XrlAtomList methods;
+  XrlAtomList keys;
+  for (const auto& command : _commands.commands()) {
+    methods.append(command->method);
+    keys.append(XrlAtom::unnamed(XrlAtom::Binary(command->key.begin(), command->key.end())));
+  }
+  XrlFinderV0p2Client finder(_session_sender.get());
+  static_cast<void>(finder.send_register_target(
+      FINDER, _identity.hello.instance, _identity.class_name, texts, methods, keys,
+      callback(_lifeline, [this](const XrlError& error) { registered(error); })));
+}
+
+void FinderClient::registered(const XrlError& error) {
+  if (error.is_okay()) {
+    become_ready();
+    return;
+  }
+  if (!_connection || !_connection->is_up()) return;
+  if (_told_refusal != error.note()) {
+    _told_refusal = error.note();
+    XLOG_WARNING("the finder does not register '%s': %s Trying again.",
+                 _identity.class_name.c_str(), error.note().c_str());
+  }
+  // The holder of the class reconnects sooner than this after the finder was
+  // restarted, so it gets its class back.
+  _register_again.schedule_after(longest_retry() * 2);
+}
+
+void FinderClient::become_ready() {
+  _told_refusal.clear();
+  _retry_delay = xrl_limits::RECONNECT_MIN;
+  _was_ready = true;
+  if (_ready) return;
+  _ready = true;
+  forget_finished();
+  for (const auto& [sequence, request] : _requests) {
+    if (request.purpose != Purpose::SESSION) transmit(sequence, request);
+  }
+  for (const std::string& class_name : _interests) ask_interest(class_name);
+}
+
+void FinderClient::ask_interest(const std::string& class_name) {
+  XrlFinderEventNotifierV0p1Client notifier(_session_sender.get());
+  static_cast<void>(notifier.send_register_class_event_interest(
+      FINDER, _identity.hello.instance, class_name,
+      callback(_lifeline, [class_name](const XrlError& error) {
+        if (!error.is_okay() && error.code() != XrlErrorCode::NO_FINDER) {
+          XLOG_WARNING("the finder no longer reports on '%s': %s", class_name.c_str(),
+                       error.str().c_str());
+        }
+      })));
+}
+
+void FinderClient::commands_changed() {
+  _register.schedule();
+}
+
+void FinderClient::renew_interest(const std::string& class_name) {
+  if (_ready && _interests.contains(class_name)) ask_interest(class_name);
+}
+
+// What a user asked to hear of is asked for again in every later session.
+void FinderClient::remember_interest(const Request& request, const XrlError& error) {
+  XrlArgsReader args(request.args);
+  std::string_view class_name;
+  if (!error.is_okay() || !args.text("class_name", class_name)) return;
+  if (request.method == REGISTER_INTEREST) {
+    _interests.emplace(class_name);
+  } else if (request.method == DEREGISTER_INTEREST) {
+    _interests.erase(std::string(class_name));
+  }
+}
+
+void FinderClient::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlError& error,
+                                 XrlArgsReader& results) {
+  const auto request = _requests.find(sequence);
+  if (request != _requests.end()) {
+    if (request->second.purpose == Purpose::USER) remember_interest(request->second, error);
+    _requests.erase(request);
+  }
+  _calls.finish(sequence, error, results);
+}
+
+void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause,
+                                   const std::string& reason) {
+  if (_ready) {
+    XLOG_WARNING("lost the finder at %s:%u: %s; trying again", _address.str().c_str(),
+                 static_cast<unsigned>(_identity.finder_port), reason.c_str());
+  } else if (_connection->was_up() == false && _told_refusal.empty()) {
+    _told_refusal = reason;
+    XLOG_INFO("waiting for the finder at %s:%u: %s", _address.str().c_str(),
+              static_cast<unsigned>(_identity.finder_port), reason.c_str());
+  }
+  _ready = false;
+  _closed = std::move(_connection);
+  _bury.schedule();
+  _register_again.cancel();
+  retry_later();
+
+  std::vector<std::uint32_t> ended;
+  for (const auto& [sequence, request] : _requests) {
+    if (request.purpose == Purpose::SESSION) ended.push_back(sequence);
+  }
+  for (const std::uint32_t sequence : ended) {
+    _requests.erase(sequence);
+    _calls.fail(sequence, XrlError::NO_FINDER("the session with the finder ended."));
+  }
+}
+
+XrlError FinderClient::timeout_error() const {
+  return _ready ? XrlError::REPLY_TIMED_OUT("the finder did not answer.")
+                : XrlError::NO_FINDER("the finder is not reached.");
+}

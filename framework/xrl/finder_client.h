@@ -1,0 +1,142 @@
+// FinderClient: a router's session with the finder.
+//
+// Life: it tries to reach the finder until it does (back-off between
+// RECONNECT_MIN and RECONNECT_MAX), registers the router's target and methods,
+// and then the interests that were confirmed before. When the session is lost
+// all of that happens again; requests to the finder that were not answered yet
+// are sent again, for each of them may be repeated without harm. A class that
+// another target holds is asked for again and again, more slowly, so that the
+// second of two daemons takes over when the first is gone, and not before.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/base/callback.h"
+#include "framework/base/event_loop.h"
+#include "framework/base/network.h"
+#include "framework/xrl/connection.h"
+#include "framework/xrl/dispatcher.h"
+#include "framework/xrl/xrl_calls.h"
+#include "framework/xrl/xrl_cmd_map.h"
+#include "framework/xrl/xrl_sender.h"
+
+class WellKnownCmdMap;
+
+class FinderClient final : private XrlConnection::Delegate {
+ public:
+  class Owner {
+   public:
+    virtual ~Owner() = default;
+    // The session stands; `local` is the address of this end. To answer: the
+    // addresses at which the target is reached, the best one first; none when
+    // it cannot listen (the session is then given up and tried again later).
+    virtual std::vector<NetAddress> listen_for_peers(const NetAddress& local) = 0;
+    // The finder says that this instance died.
+    virtual void target_died(std::string_view instance) = 0;
+  };
+
+  // Where the finder is and who asks it.
+  struct Identity {
+    std::string finder_host;  // a dotted address, or a name of /etc/hosts or the DNS
+    std::uint16_t finder_port;
+    std::string class_name;  // empty: a client only, which registers nothing
+    xrl_frame::Hello hello;  // instance name and cookie
+  };
+
+  // The commands, the dispatcher that runs what the finder asks of this
+  // target, and the owner must outlive it. The first attempt is made in the
+  // next turn.
+  FinderClient(EventLoop& loop, Identity identity, const XrlCmdMap& commands,
+               XrlDispatcher& dispatcher, Owner& owner);
+  ~FinderClient() override;
+
+  // Registered at least once (a client only: had a session at least once).
+  [[nodiscard]] bool was_ready() const { return _was_ready; }
+  [[nodiscard]] IPv4 address() const { return _address; }
+  [[nodiscard]] std::uint16_t port() const { return _identity.finder_port; }
+  // Requests of the router's users to the finder that await an answer.
+  [[nodiscard]] std::size_t pending() const;
+
+  // As XrlSender::send(), with the finder as the target.
+  [[nodiscard]] bool send(std::string_view method, std::span<const std::uint8_t> args,
+                          XrlReply reply);
+
+  struct Resolution {
+    std::string instance;
+    std::vector<NetAddress> addresses;
+    std::map<std::string, XrlKey, std::less<>> keys;
+  };
+  // The callback runs once, later: with the answer, or with why there is none.
+  // False: too much is being asked already, and it will not run.
+  using ResolveCB = XorpCallback<void, const XrlError&, const Resolution&>::RefPtr;
+  [[nodiscard]] bool resolve(std::string_view target, ResolveCB callback);
+
+  // Registers again at the end of the turn, because the commands changed.
+  void commands_changed();
+  // Has the births of a watched class reported again, because what was said
+  // to one of its targets may be lost. Nothing for a class that is not watched.
+  void renew_interest(const std::string& class_name);
+
+ private:
+  // Whose request it is, which settles what a lost session means for it: that
+  // of a USER and a LOOKUP go again with the next session, what belongs to one
+  // SESSION ends with it.
+  enum class Purpose : std::uint8_t { USER, LOOKUP, SESSION };
+  struct Request {
+    Purpose purpose;
+    std::string method;
+    std::vector<std::uint8_t> args;
+  };
+  class Sender;   // for stubs, on behalf of one purpose
+  class Notices;  // what the finder tells a session of its own accord
+
+  [[nodiscard]] bool send_for(Purpose purpose, std::string_view method,
+                              std::span<const std::uint8_t> args, XrlReply reply);
+  void connect();
+  void retry_later();
+  void register_target();
+  void registered(const XrlError& error);
+  void become_ready();
+  void ask_interest(const std::string& class_name);
+  void transmit(std::uint32_t sequence, const Request& request);
+  void remember_interest(const Request& request, const XrlError& error);
+  void forget_finished();
+  [[nodiscard]] Duration longest_retry() const;
+  [[nodiscard]] XrlError timeout_error() const;
+
+  void connection_up(XrlConnection& connection) override;
+  void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,
+                     XrlArgsReader& results) override;
+  void connection_down(XrlConnection& connection, XrlConnection::Cause cause,
+                       const std::string& reason) override;
+
+  EventLoop& _loop;
+  Identity _identity;
+  const XrlCmdMap& _commands;
+  Owner& _owner;
+  IPv4 _address;
+  bool _ready = false;  // a session stands and the target is registered
+  bool _was_ready = false;
+  std::string _told_refusal;  // what was logged last, so that it is logged once
+  Duration _retry_delay;
+  std::set<std::string> _interests;  // confirmed, to be asked for in every session
+  std::unique_ptr<WellKnownCmdMap> _notice_commands;
+  std::unique_ptr<Notices> _notices;
+  std::unique_ptr<Sender> _session_sender;
+  std::unique_ptr<Sender> _lookup_sender;
+  std::unique_ptr<XrlConnection> _connection;
+  std::unique_ptr<XrlConnection> _closed;  // until the end of the turn
+  XrlCalls _calls;
+  std::map<std::uint32_t, Request> _requests;  // by sequence number, while unanswered
+  Timer _retry;
+  Timer _register_again;  // after a refusal
+  Deferred _register;
+  Deferred _bury;
+  Lifeline _lifeline;
+};

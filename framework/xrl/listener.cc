@@ -1,0 +1,136 @@
+#include "framework/xrl/listener.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "framework/base/xlog.h"
+#include "framework/xrl/limits.h"
+
+namespace {
+// Connections taken from one listening socket in one turn.
+constexpr int MAX_ACCEPTS_PER_TURN = 64;
+}  // namespace
+
+XrlListener::Options XrlListener::default_options() {
+  return {.hello = {},
+          .admit = nullptr,
+          .keep = nullptr,
+          .max_connections = xrl_limits::MAX_CONNECTIONS,
+          .max_handshakes = xrl_limits::MAX_HANDSHAKES};
+}
+
+XrlListener::XrlListener(EventLoop& loop, XrlDispatcher& dispatcher, Options options,
+                         Observer* observer)
+    : _loop(loop),
+      _dispatcher(dispatcher),
+      _options(std::move(options)),
+      _observer(observer),
+      _bury(loop, [this] { _closed.clear(); }) {}
+
+XrlListener::~XrlListener() {
+  _connections.clear();
+  for (Socket& socket : _sockets) {
+    socket.watch.reset();
+    _loop.network().close(socket.fd);
+  }
+}
+
+int XrlListener::listen(const NetAddress& address) {
+  const int fd = _loop.network().listen(address);
+  if (fd < 0) return fd;
+  _sockets.push_back({fd, std::make_unique<Watch>(_loop, fd, IoInterest::READ,
+                                                  [this, fd](IoInterest) { accept_some(fd); })});
+  _addresses.push_back(_loop.network().local_address(fd));
+  return 0;
+}
+
+void XrlListener::accept_some(int listener) {
+  for (int i = 0; i < MAX_ACCEPTS_PER_TURN; ++i) {
+    NetAddress peer;
+    const int fd = _loop.network().accept(listener, peer);
+    if (fd == -EAGAIN) return;
+    if (fd >= 0) {
+      admit(fd, peer);
+    } else if (fd == -EMFILE || fd == -ENFILE) {
+      static_cast<void>(make_room());
+      return;
+    }
+  }
+}
+
+void XrlListener::admit(int fd, const NetAddress& peer) {
+  if (_options.admit && !_options.admit(peer)) {
+    XLOG_WARNING("refused %s: not an allowed address", peer.str().c_str());
+    _loop.network().close(fd);
+    return;
+  }
+  const bool full =
+      _connections.size() >= _options.max_connections || _handshakes >= _options.max_handshakes;
+  if (full && !make_room()) {
+    XLOG_WARNING("refused %s: %zu connections are open", peer.str().c_str(), _connections.size());
+    _loop.network().close(fd);
+    return;
+  }
+  ++_handshakes;
+  XrlConnection::Delegate& self = *this;
+  _connections.push_back(std::make_unique<XrlConnection>(
+      _loop, fd, XrlConnection::Side::ACCEPTED, peer, _options.hello, &_dispatcher, self));
+}
+
+bool XrlListener::make_room() {
+  XrlConnection* victim = longest_silent(true);
+  if (victim == nullptr) victim = longest_silent(false);
+  if (victim == nullptr) return false;
+  victim->close("made room for another connection");
+  return true;
+}
+
+XrlConnection* XrlListener::longest_silent(bool in_handshake) const {
+  XrlConnection* found = nullptr;
+  for (const auto& connection : _connections) {
+    if (connection->is_up() == in_handshake) continue;
+    if (!in_handshake && _options.keep && _options.keep(*connection)) continue;
+    if (found == nullptr || connection->last_heard() < found->last_heard()) {
+      found = connection.get();
+    }
+  }
+  return found;
+}
+
+void XrlListener::connection_up(XrlConnection& connection) {
+  --_handshakes;
+  if (_observer != nullptr) _observer->session_up(connection);
+}
+
+void XrlListener::reply_arrived(XrlConnection&, std::uint32_t, const XrlError&, XrlArgsReader&) {
+  // What a listener's owner sends over an accepted connection is news that
+  // needs no answer.
+}
+
+void XrlListener::connection_down(XrlConnection& connection, XrlConnection::Cause cause,
+                                  const std::string& reason) {
+  const bool was_up = connection.was_up();
+  if (!was_up) --_handshakes;
+  if (cause != XrlConnection::Cause::PEER) {
+    XLOG_WARNING("closed the connection of %s: %s", connection.peer().str().c_str(),
+                 reason.c_str());
+  }
+  if (was_up && _observer != nullptr) _observer->session_down(connection);
+  const auto at = std::find_if(_connections.begin(), _connections.end(),
+                               [&](const auto& held) { return held.get() == &connection; });
+  std::swap(*at, _connections.back());
+  _closed.push_back(std::move(_connections.back()));
+  _connections.pop_back();
+  _bury.schedule();
+}
+
+void XrlListener::partial_input_changed(XrlConnection&, std::ptrdiff_t change) {
+  _partial_input += change;
+  if (_partial_input <= static_cast<std::ptrdiff_t>(xrl_limits::MAX_PARTIAL_INPUT_BYTES)) return;
+  const auto largest =
+      std::max_element(_connections.begin(), _connections.end(), [](const auto& a, const auto& b) {
+        return a->partial_input_bytes() < b->partial_input_bytes();
+      });
+  if (largest != _connections.end()) (*largest)->close("too much unfinished input");
+}

@@ -1,0 +1,80 @@
+// XrlListener: accepts connections for one target, keeps their number and
+// their memory bounded, and runs their requests through a dispatcher.
+//
+// When the limit of connections is reached, a new one takes the place of the
+// one that has been silent longest, first of those still in the handshake, so
+// a flood of idle peers cannot lock an honest one out. Each connection that is
+// refused or damaged costs one log line.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "framework/base/event_loop.h"
+#include "framework/base/network.h"
+#include "framework/xrl/connection.h"
+
+class XrlListener : private XrlConnection::Delegate {
+ public:
+  // Hears of connections that finished their handshake. May be null.
+  class Observer {
+   public:
+    virtual ~Observer() = default;
+    virtual void session_up(XrlConnection& connection) = 0;
+    // Only for connections that were up. The connection is still there.
+    virtual void session_down(XrlConnection& connection) = 0;
+  };
+  struct Options {
+    xrl_frame::Hello hello;
+    // Whether a peer at this address may connect; null: every one may.
+    std::function<bool(const NetAddress&)> admit;
+    // Connections that must not be closed to make room; null: none.
+    std::function<bool(const XrlConnection&)> keep;
+    std::size_t max_connections;
+    std::size_t max_handshakes;
+  };
+  [[nodiscard]] static Options default_options();
+
+  XrlListener(EventLoop& loop, XrlDispatcher& dispatcher, Options options,
+              Observer* observer = nullptr);
+  ~XrlListener() override;
+
+  // Begins to accept. 0, or a negative errno and nothing changes. May be
+  // called for several addresses.
+  int listen(const NetAddress& address);
+  // Where it listens, in the order of listen(), with the port it got.
+  [[nodiscard]] const std::vector<NetAddress>& addresses() const { return _addresses; }
+  [[nodiscard]] std::size_t connections() const { return _connections.size(); }
+
+ private:
+  struct Socket {
+    int fd;
+    std::unique_ptr<Watch> watch;
+  };
+
+  void accept_some(int listener);
+  void admit(int fd, const NetAddress& peer);
+  [[nodiscard]] bool make_room();
+  XrlConnection* longest_silent(bool in_handshake) const;
+  void connection_up(XrlConnection& connection) override;
+  void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,
+                     XrlArgsReader& results) override;
+  void connection_down(XrlConnection& connection, XrlConnection::Cause cause,
+                       const std::string& reason) override;
+  void partial_input_changed(XrlConnection& connection, std::ptrdiff_t change) override;
+
+  EventLoop& _loop;
+  XrlDispatcher& _dispatcher;
+  Options _options;
+  Observer* _observer;
+  std::vector<Socket> _sockets;
+  std::vector<NetAddress> _addresses;
+  std::vector<std::unique_ptr<XrlConnection>> _connections;
+  std::vector<std::unique_ptr<XrlConnection>> _closed;  // until the end of the turn
+  std::size_t _handshakes = 0;
+  std::ptrdiff_t _partial_input = 0;
+  Deferred _bury;
+};

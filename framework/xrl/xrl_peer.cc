@@ -1,0 +1,233 @@
+#include "framework/xrl/xrl_peer.h"
+
+#include <utility>
+
+#include "framework/xrl/limits.h"
+
+namespace {
+
+// The target may listen at addresses that this process cannot use: a
+// Unix-domain address is only for processes of the same host.
+std::vector<NetAddress> usable_addresses(const std::vector<NetAddress>& all, IPv4 local_host) {
+  bool same_host = false;
+  for (const NetAddress& address : all) {
+    if (address.family == NetAddress::Family::TCP) {
+      same_host = same_host || address.host.is_loopback() || address.host == local_host;
+    }
+  }
+  std::vector<NetAddress> usable;
+  for (const NetAddress& address : all) {
+    if (address.family == NetAddress::Family::TCP || same_host) usable.push_back(address);
+  }
+  return usable;
+}
+
+}  // namespace
+
+XrlPeer::XrlPeer(EventLoop& loop, std::string target, xrl_frame::Hello hello, FinderClient& finder,
+                 Owner& owner)
+    : _loop(loop),
+      _target(std::move(target)),
+      _hello(std::move(hello)),
+      _finder(finder),
+      _owner(owner),
+      _calls(
+          loop, xrl_limits::REPLY_TIMEOUT,
+          [this] { return XrlError::REPLY_TIMED_OUT("no reply from '" + _target + "' in time."); }),
+      _refuse(loop, [this] { refuse_now(); }),
+      _bury(loop, [this] { _closed.clear(); }) {}
+
+XrlPeer::~XrlPeer() = default;
+
+bool XrlPeer::send(std::string_view method, std::span<const std::uint8_t> args, XrlReply reply) {
+  if (_calls.pending() >= xrl_limits::MAX_REQUESTS_IN_FLIGHT) return false;
+  if (_connected) {
+    if (_connection->bytes_to_write() + args.size() > xrl_limits::MAX_REQUEST_BYTES_QUEUED) {
+      return false;
+    }
+    transmit(_calls.add(std::move(reply)), method, args);
+    if (_resolution_in_doubt && !_resolving) resolve();
+    return true;
+  }
+  if (_waiting_bytes + args.size() > xrl_limits::MAX_REQUEST_BYTES_QUEUED) return false;
+  enqueue(_calls.add(std::move(reply)), method, args);
+  set_out();
+  return true;
+}
+
+void XrlPeer::enqueue(std::uint32_t sequence, std::string_view method,
+                      std::span<const std::uint8_t> args) {
+  _waiting.push_back({sequence, std::string(method), {args.begin(), args.end()}});
+  _waiting_bytes += args.size();
+}
+
+const XrlKey* XrlPeer::find_key(std::string_view method) {
+  if (_last_key != nullptr && method == _last_method) return _last_key;
+  const auto found = _resolution.keys.find(method);
+  if (found == _resolution.keys.end()) return nullptr;
+  _last_method = method;
+  _last_key = &found->second;
+  return _last_key;
+}
+
+void XrlPeer::transmit(std::uint32_t sequence, std::string_view method,
+                       std::span<const std::uint8_t> args) {
+  const XrlKey* key = find_key(method);
+  if (key != nullptr) [[likely]] {
+    _connection->send_request(sequence, *key, args);
+    return;
+  }
+  refuse_later(sequence, XrlError::NO_SUCH_METHOD("'" + _target + "' has no method '" +
+                                                  std::string(method) + "'."));
+}
+
+// No callback runs within send().
+void XrlPeer::refuse_later(std::uint32_t sequence, XrlError error) {
+  _refused.emplace_back(sequence, std::move(error));
+  _refuse.schedule();
+}
+
+void XrlPeer::refuse_now() {
+  const auto token = _lifeline.token();
+  for (const auto& [sequence, error] : std::exchange(_refused, {})) {
+    _calls.fail(sequence, error);
+    if (!token->alive) return;
+  }
+  if (is_idle()) _owner.peer_is_idle();
+}
+
+// Towards a connection: with what is known of the target, or by asking.
+void XrlPeer::set_out() {
+  if (_connection != nullptr || _resolving) return;
+  if (_resolution.instance.empty() || _resolution_in_doubt) {
+    resolve();
+  } else {
+    _next_address = 0;
+    try_next_address();
+  }
+}
+
+void XrlPeer::resolve() {
+  _resolving = _finder.resolve(
+      _target, callback(_lifeline,
+                        [this](const XrlError& error, const FinderClient::Resolution& resolution) {
+                          resolved(error, resolution);
+                        }));
+  if (_resolving || _connected) return;
+  for (const Waiting& request : std::exchange(_waiting, {})) {
+    refuse_later(request.sequence,
+                 XrlError::RESOLVE_FAILED("too many requests wait for the finder."));
+  }
+  _waiting_bytes = 0;
+}
+
+void XrlPeer::resolved(const XrlError& error, const FinderClient::Resolution& resolution) {
+  _resolving = false;
+  if (_connected) {
+    // The answer to a doubt. A target that went on under its old connection
+    // stays; another instance takes its place at once.
+    if (!error.is_okay()) return;
+    _resolution_in_doubt = false;
+    if (resolution.instance == _resolution.instance) return;
+    use(resolution);
+    _connection->close("the target is another instance now");
+    return;
+  }
+  if (!error.is_okay()) {
+    forget_resolution();
+    fail_all(error);
+    return;
+  }
+  use(resolution);
+  try_next_address();
+}
+
+void XrlPeer::use(const FinderClient::Resolution& resolution) {
+  _resolution = resolution;
+  _resolution.addresses = usable_addresses(resolution.addresses, _owner.local_host());
+  _resolution_is_fresh = true;
+  _resolution_in_doubt = false;
+  _last_key = nullptr;
+  _next_address = 0;
+  _connect_problem = "it told no address that can be used";
+}
+
+void XrlPeer::try_next_address() {
+  while (_next_address < _resolution.addresses.size()) {
+    const NetAddress& address = _resolution.addresses[_next_address++];
+    const int fd = _loop.network().connect(address);
+    if (fd < 0) continue;
+    XrlConnection::Delegate& self = *this;
+    _connection = std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::CONNECTING,
+                                                  address, _hello, nullptr, self);
+    return;
+  }
+  const bool was_fresh = std::exchange(_resolution_is_fresh, false);
+  forget_resolution();
+  if (was_fresh) {
+    fail_all(
+        XrlError::SEND_FAILED("'" + _target + "' cannot be reached: " + _connect_problem + "."));
+  } else {
+    resolve();
+  }
+}
+
+void XrlPeer::connection_up(XrlConnection& connection) {
+  if (connection.peer_instance() != _resolution.instance) {
+    connection.close("another instance listens there");
+    return;
+  }
+  _connected = true;
+  _resolution_is_fresh = false;
+  _waiting_bytes = 0;
+  for (const Waiting& request : std::exchange(_waiting, {})) {
+    if (_calls.is_pending(request.sequence)) {
+      transmit(request.sequence, request.method, request.args);
+    }
+  }
+}
+
+void XrlPeer::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlError& error,
+                            XrlArgsReader& results) {
+  _calls.finish(sequence, error, results);
+}
+
+void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, const std::string& reason) {
+  _closed.push_back(std::move(_connection));
+  _bury.schedule();
+  if (!std::exchange(_connected, false)) {
+    // Nobody listens at that address, or a stranger does.
+    _connect_problem = reason;
+    try_next_address();
+    return;
+  }
+  if (_calls.pending() == 0) {
+    _owner.peer_is_idle();
+    return;
+  }
+  _owner.requests_lost(_target);
+  fail_all(XrlError::SEND_FAILED("the connection to '" + _target + "' was lost: " + reason + "."));
+}
+
+void XrlPeer::forget_resolution() {
+  _resolution = {};
+  _resolution_in_doubt = false;
+  _last_key = nullptr;
+}
+
+void XrlPeer::fail_all(const XrlError& error) {
+  _waiting.clear();
+  _waiting_bytes = 0;
+  const auto token = _lifeline.token();
+  _calls.fail_all(error);
+  if (token->alive && is_idle()) _owner.peer_is_idle();
+}
+
+void XrlPeer::target_died(std::string_view instance) {
+  if (instance != _resolution.instance) return;
+  if (_connection == nullptr && !_resolving) {
+    forget_resolution();
+  } else {
+    _resolution_in_doubt = true;
+  }
+}

@@ -1,0 +1,146 @@
+#include "framework/xrl/xrl_std_router.h"
+
+#include <array>
+
+#include "framework/base/exceptions.h"
+#include "framework/base/xlog.h"
+#include "framework/xrl/cookie.h"
+#include "framework/xrl/limits.h"
+
+namespace {
+
+std::string make_instance_name(Kernel& kernel, std::string_view class_name) {
+  std::array<std::uint8_t, 8> random;
+  kernel.random_bytes(random);
+  constexpr std::string_view DIGITS = "0123456789abcdef";
+  std::string name(class_name.empty() ? std::string_view("client") : class_name);
+  name += '-';
+  for (const std::uint8_t byte : random) {
+    name += DIGITS[byte >> 4U];
+    name += DIGITS[byte & 15U];
+  }
+  return name;
+}
+
+std::string cookie_of_environment() {
+  std::string cookie;
+  std::string error;
+  if (!read_cookie_from_environment(cookie, error)) throw XorpException(error);
+  return cookie;
+}
+
+}  // namespace
+
+XrlStdRouter::XrlStdRouter(EventLoop& loop, const char* class_name, const char* finder_host,
+                           std::uint16_t finder_port, bool unix_listener)
+    : XrlRouter(class_name),
+      _loop(loop),
+      _unix_listener(unix_listener),
+      _hello{make_instance_name(loop.kernel(), class_name), cookie_of_environment()},
+      _sweep(loop, [this] { drop_idle_peers(); }) {
+  XrlListener::Options options = XrlListener::default_options();
+  options.hello = _hello;
+  _listener = std::make_unique<XrlListener>(loop, _dispatcher, std::move(options));
+  FinderClient::Owner& self = *this;
+  _finder = std::make_unique<FinderClient>(
+      loop, FinderClient::Identity{finder_host, finder_port, class_name, _hello}, *this,
+      _dispatcher, self);
+}
+
+XrlStdRouter::~XrlStdRouter() = default;
+
+std::size_t XrlStdRouter::pending() const {
+  std::size_t count = _finder->pending();
+  for (const auto& [target, peer] : _peers) count += peer->pending();
+  return count;
+}
+
+bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlReply reply) {
+  if (!_finder->was_ready()) return false;
+  if (target == "finder") return _finder->send(method, _args.bytes(), std::move(reply));
+  return peer_for(target).send(method, _args.bytes(), std::move(reply));
+}
+
+XrlPeer& XrlStdRouter::peer_for(std::string_view target) {
+  if (_last_peer != nullptr && _last_peer->target() == target) return *_last_peer;
+  auto found = _peers.find(target);
+  if (found == _peers.end()) {
+    XrlPeer::Owner& self = *this;
+    found = _peers
+                .emplace(std::string(target), std::make_unique<XrlPeer>(_loop, std::string(target),
+                                                                        _hello, *_finder, self))
+                .first;
+  }
+  _last_peer = found->second.get();
+  return *_last_peer;
+}
+
+// Names that were asked for once must not pile up.
+void XrlStdRouter::drop_idle_peers() {
+  _last_peer = nullptr;
+  std::erase_if(_peers, [](const auto& entry) { return entry.second->is_idle(); });
+}
+
+void XrlStdRouter::set_request_filter(RequestFilter filter) {
+  if (!filter) {
+    _dispatcher.set_filter(nullptr);
+    return;
+  }
+  _dispatcher.set_filter([filter = std::move(filter)](const XrlCmdMap::Command& command) {
+    return filter(command.method);
+  });
+}
+
+XrlKey XrlStdRouter::make_key(std::string_view /*method*/) {
+  XrlKey key;
+  _loop.kernel().random_bytes(key);
+  return key;
+}
+
+void XrlStdRouter::commands_changed() {
+  _dispatcher.set_commands(*this);
+  _finder->commands_changed();
+}
+
+bool XrlStdRouter::listens_on(IPv4 host) const {
+  for (const NetAddress& address : _listener->addresses()) {
+    if (address.family == NetAddress::Family::TCP && address.host == host) return true;
+  }
+  return false;
+}
+
+std::vector<NetAddress> XrlStdRouter::listen_for_peers(const NetAddress& local) {
+  _local_host = local.host;
+  if (!listens_on(local.host)) {
+    const int result = _listener->listen(NetAddress::tcp(local.host, 0));
+    if (result < 0) {
+      XLOG_ERROR("cannot listen on %s: error %d", local.host.str().c_str(), -result);
+      return {};
+    }
+    if (_unix_listener && _listener->addresses().size() == 1 &&
+        _listener->listen(NetAddress::unix_path("@xrl-" + _hello.instance)) < 0) {
+      XLOG_WARNING("no Unix-domain listener; TCP alone is used");
+    }
+  }
+  // The Unix-domain address first: it is the cheaper one where it can be used.
+  std::vector<NetAddress> addresses;
+  for (const auto family : {NetAddress::Family::UNIX, NetAddress::Family::TCP}) {
+    for (const NetAddress& address : _listener->addresses()) {
+      if (address.family == family) addresses.push_back(address);
+    }
+  }
+  return addresses;
+}
+
+void XrlStdRouter::target_died(std::string_view instance) {
+  for (const auto& [target, peer] : _peers) peer->target_died(instance);
+  _sweep.schedule();
+}
+
+void XrlStdRouter::requests_lost(const std::string& target) {
+  _finder->renew_interest(target);
+}
+
+void wait_until_xrl_router_is_ready(EventLoop& loop, XrlRouter& router) {
+  while (!router.ready()) loop.run();
+}
