@@ -6,12 +6,13 @@
 namespace xrlgen {
 namespace {
 
-// "XorpCallback<void, const XrlError&, const std::uint32_t*>"
-std::string callback_type(const Method& method, const std::string& head, const std::string& tail) {
+// "  using GetAclsCB = XorpCallback<void, const XrlError&, const XrlAtomList*>::RefPtr;"
+std::string declare_callback(const Method& method, const std::string& name,
+                             const std::string& member) {
   std::vector<std::string> parameters = {"void", "const XrlError&"};
   for (const Value& result : method.results)
     parameters.push_back("const " + std::string(result.type->value) + "*");
-  return fill(head + "XorpCallback<", parameters, ",", ">" + tail);
+  return fill_assignment("  using " + name, "XorpCallback<", parameters, ",", ">" + member + ";");
 }
 
 // The callback's parameters have no names of their own to read.
@@ -32,7 +33,7 @@ std::vector<std::string> send_parameters(const Method& method) {
 
 std::string declare_method(const Method& method) {
   return "\n" + comment_block("  ", method.comment) + result_names(method) +
-         callback_type(method, "  using " + callback_name(method) + " = ", "::RefPtr;") +
+         declare_callback(method, callback_name(method), "::RefPtr") +
          fill("  bool send_" + method.name.text + "(", send_parameters(method), ",", ");");
 }
 
@@ -57,7 +58,8 @@ std::string define_deliver(const Interface& interface, const Method& method) {
                                  {"RefCounted& " + callback, "const XrlError& " + error,
                                   "XrlArgsReader& " + results},
                                  ",", ") {");
-  code += callback_type(method, "  auto& " + done + " = static_cast<", "&>(" + callback + ");");
+  code += declare_callback(method, "Done", "") + "  auto& " + done + " = static_cast<Done&>(" +
+          callback + ");\n";
   if (!method.results.empty())
     code += "  if (!" + error + ".is_okay()) {\n" +
             fill("    " + done + ".dispatch(", nothing_with_error, ",", ");") +

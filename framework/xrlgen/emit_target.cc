@@ -47,24 +47,24 @@ std::string unchecked_lists(const Method& method) {
   return names;
 }
 
-std::string call_handler(const Interface& interface, const Method& method,
-                         const std::string& head) {
+std::vector<std::string> argument_names(const Method& method) {
   std::vector<std::string> names;
   for (const Value& argument : method.arguments) names.push_back(argument.name.text);
   for (const Value& result : method.results) names.push_back(result.name.text);
-  return fill(
-      head + local_name(method, "handlers") + "." + handler_name(interface.name, method) + "(",
-      names, ",", ");");
+  return names;
 }
 
 // Calls the handler and writes its results when it answers OKAY.
 std::string answer(const Interface& interface, const Method& method, const std::string& indent) {
-  if (method.results.empty()) return call_handler(interface, method, indent + "return ");
-  const std::string answer_name = local_name(method, "answer");
-  return call_handler(interface, method, indent + "XrlCmdError " + answer_name + " = ") + indent +
-         "if (" + answer_name + ".is_okay()) {\n" +
+  const std::string call =
+      local_name(method, "handlers") + "." + handler_name(interface.name, method) + "(";
+  if (method.results.empty())
+    return fill(indent + "return " + call, argument_names(method), ",", ");");
+  const std::string name = local_name(method, "answer");
+  return fill_assignment(indent + "XrlCmdError " + name, call, argument_names(method), ",", ");") +
+         indent + "if (" + name + ".is_okay()) {\n" +
          write_values(indent + "  ", local_name(method, "out"), method.results) + indent + "}\n" +
-         indent + "return " + answer_name + ";\n";
+         indent + "return " + name + ";\n";
 }
 
 std::string answer_guarded(const Interface& interface, const Method& method,

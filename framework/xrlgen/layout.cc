@@ -6,6 +6,8 @@ namespace xrlgen {
 namespace {
 
 constexpr std::size_t CONTINUATION_INDENT = 4;
+// So many lines fewer are worth leaving `head` alone on its line.
+constexpr auto LINES_WORTH_A_BREAK = 3;
 
 // The items from `line` on, whose continuation lines begin at `column`.
 std::string fill_from(std::string line, std::size_t column, const std::vector<std::string>& items,
@@ -27,6 +29,14 @@ std::string fill_from(std::string line, std::size_t column, const std::vector<st
   return done + line + "\n";
 }
 
+auto lines_of(const std::string& text) {
+  return std::count(text.begin(), text.end(), '\n');
+}
+
+std::size_t indent_of(std::string_view line) {
+  return std::min(line.find_first_not_of(' '), line.size());
+}
+
 bool too_wide(std::string_view text) {
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
@@ -41,13 +51,22 @@ bool too_wide(std::string_view text) {
 std::string fill(std::string_view head, const std::vector<std::string>& items,
                  std::string_view separator, std::string_view tail) {
   if (items.empty()) return std::string(head) + std::string(tail) + "\n";
-  std::string behind = fill_from(std::string(head), head.size(), items, separator, tail);
-  if (!too_wide(behind)) return behind;
-  const std::size_t column =
-      std::min(head.find_first_not_of(' '), head.size()) + CONTINUATION_INDENT;
-  const std::string_view above = head.substr(0, head.find_last_not_of(' ') + 1);
-  return std::string(above) + "\n" +
-         fill_from(std::string(column, ' '), column, items, separator, tail);
+  const std::string behind = fill_from(std::string(head), head.size(), items, separator, tail);
+  const std::size_t column = indent_of(head) + CONTINUATION_INDENT;
+  const std::string below = std::string(head.substr(0, head.find_last_not_of(' ') + 1)) + "\n" +
+                            fill_from(std::string(column, ' '), column, items, separator, tail);
+  const bool break_pays = lines_of(below) + LINES_WORTH_A_BREAK <= lines_of(behind);
+  return too_wide(behind) || break_pays ? below : behind;
+}
+
+std::string fill_assignment(const std::string& left, const std::string& right,
+                            const std::vector<std::string>& items, std::string_view separator,
+                            std::string_view tail) {
+  const std::string on = fill(left + " = " + right, items, separator, tail);
+  if (lines_of(on) == 1) return on;
+  const std::string indent(indent_of(left) + CONTINUATION_INDENT, ' ');
+  const std::string below = left + " =\n" + fill(indent + right, items, separator, tail);
+  return lines_of(below) <= lines_of(on) ? below : on;
 }
 
 std::string comment_block(std::string_view indent, const std::vector<std::string>& lines) {
