@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Xrlgen : public testing::Test {
+ protected:
+  Xrlgen() {
+    std::string name = (fs::path(testing::TempDir()) / "xrlgen_XXXXXX").string();
+    EXPECT_NE(mkdtemp(name.data()), nullptr);
+    _folder = name;
+  }
+  ~Xrlgen() override { fs::remove_all(_folder); }
+
+  void write(const std::string& path, const std::string& text) {
+    fs::create_directories((_folder / path).parent_path());
+    std::ofstream(_folder / path) << text;
+  }
+
+  [[nodiscard]] std::string read(const std::string& path) const {
+    std::ifstream file(_folder / path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+
+  // Exit status, and what it wrote to standard error.
+  struct Outcome {
+    int status;
+    std::string errors;
+  };
+  Outcome run(const std::string& arguments) {
+    const std::string command =
+        "cd '" + _folder.string() + "' && '" XRLGEN "' " + arguments + " 2>errors";
+    const int status = std::system(command.c_str());  // NOLINT(cert-env33-c): our own words
+    return {WEXITSTATUS(status), read("errors")};
+  }
+
+  fs::path _folder;
+};
+
+}  // namespace
+
+TEST_F(Xrlgen, WritesAClientBelowTheOutFolderAtThePathBelowTheRoot) {
+  write("src/a/b/light.xif", "interface light/0.1 { on; }");
+  const Outcome outcome = run("--root src --out gen src/a/b/light.xif");
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_NE(read("gen/a/b/light_xif.h").find("from a/b/light.xif."), std::string::npos);
+  EXPECT_NE(read("gen/a/b/light_xif.cc").find("#include \"a/b/light_xif.h\""), std::string::npos);
+}
+
+TEST_F(Xrlgen, WritesATargetBaseOfImportedInterfaces) {
+  write("light.xif", "interface light/0.1 { on; }");
+  write("fan.xif", "interface fan/0.1 { off; }");
+  write("tray.tgt", "target tray { implements fan/0.1; implements light/0.1; }");
+  const Outcome outcome = run("--root . --out gen --import light.xif --import fan.xif tray.tgt");
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_NE(read("gen/tray_tgt.h").find("virtual XrlCmdError fan_0_1_off() = 0;"),
+            std::string::npos);
+}
+
+TEST_F(Xrlgen, LeavesAFileAloneThatWouldNotChange) {
+  write("light.xif", "interface light/0.1 { on; }");
+  EXPECT_EQ(run("--root . --out gen light.xif").status, 0);
+  const fs::file_time_type long_ago{};
+  fs::last_write_time(_folder / "gen/light_xif.h", long_ago);
+  write("light.xif", "interface light/0.1 { on ; }");
+  EXPECT_EQ(run("--root . --out gen light.xif").status, 0);
+  EXPECT_EQ(fs::last_write_time(_folder / "gen/light_xif.h"), long_ago);
+}
+
+TEST_F(Xrlgen, NamesAMistakeAndWritesNothing) {
+  write("light.xif", "interface light/0.1 {\n  on ? class:u32;\n}");
+  const Outcome outcome = run("--root . --out gen light.xif");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "light.xif:2:8: bad name: 'class' is reserved in C++\n");
+  EXPECT_FALSE(fs::exists(_folder / "gen"));
+}
+
+TEST_F(Xrlgen, NamesAMistakeInAnImport) {
+  write("light.xif", "interface light/0.1 { }");
+  write("tray.tgt", "target tray { implements light/0.1; }");
+  const Outcome outcome = run("--root . --out gen --import light.xif tray.tgt");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "light.xif:1:11: interface 'light/0.1' has no methods\n");
+}
+
+TEST_F(Xrlgen, NamesAFileThatIsNotThere) {
+  const Outcome outcome = run("--root . --out gen light.xif");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "light.xif: cannot be read\n");
+}
+
+TEST_F(Xrlgen, ExplainsItself) {
+  const std::string usage =
+      "usage: xrlgen --root FOLDER --out FOLDER [--import FILE.xif]... FILE.xif|FILE.tgt\n";
+  for (const char* arguments : {"", "light.xif", "--root . --out gen", "--root . --out gen a.txt",
+                                "--root . --out gen a.xif b.xif", "--colour red a.xif",
+                                "--root . --out gen a.xif --import"}) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_EQ(outcome.errors, usage) << arguments;
+  }
+}
