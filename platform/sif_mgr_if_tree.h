@@ -34,6 +34,13 @@ class SifMgrIfAtom {
   [[nodiscard]] const Members& members() const { return _members; }
   // False, and nothing changes, when it is a member already.
   bool add_member(std::string name) { return _members.insert(std::move(name)).second; }
+  // False when it is no member.
+  bool remove_member(std::string_view name) {
+    const auto at = _members.find(name);
+    if (at == _members.end()) return false;
+    _members.erase(at);
+    return true;
+  }
 
   bool operator==(const SifMgrIfAtom&) const = default;
 

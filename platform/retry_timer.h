@@ -1,0 +1,38 @@
+// RetryTimer: when to try again what failed. The first time soon, then after
+// twice the delay before, up to a longest one; a success starts over.
+#pragma once
+
+#include <algorithm>
+#include <utility>
+
+#include "framework/base/event_loop.h"
+#include "framework/xrl/limits.h"
+
+class RetryTimer {
+ public:
+  // `retry` runs once for each time failed() started the wait.
+  RetryTimer(EventLoop& loop, Timer::Callback retry, Duration first = xrl_limits::RECONNECT_MIN,
+             Duration longest = xrl_limits::RECONNECT_MAX)
+      : _timer(loop, std::move(retry)), _first(first), _longest(longest), _delay(first) {}
+
+  // Starts the wait; several failures while it lasts count as one.
+  void failed() {
+    if (_timer.is_armed()) return;
+    _timer.schedule_after(_delay);
+    _delay = std::min(2 * _delay, _longest);
+  }
+  // The next wait is the shortest again; one that runs goes on.
+  void succeeded() { _delay = _first; }
+  // Ends a wait without trying again; the next one is the shortest again.
+  void cancel() {
+    _timer.cancel();
+    _delay = _first;
+  }
+  [[nodiscard]] bool is_waiting() const { return _timer.is_armed(); }
+
+ private:
+  Timer _timer;
+  Duration _first;
+  Duration _longest;
+  Duration _delay;
+};
