@@ -1,0 +1,44 @@
+#include "chassis/chassis.h"
+
+#include <utility>
+
+#include "chassis/card_manager_target.h"
+#include "chassis/lcmgr_target.h"
+#include "chassis/sif_target.h"
+#include "chassis/vlan_target.h"
+
+// The model is built first: its targets then find it whole, and a bad
+// description starts none.
+Chassis::Chassis(EventLoop& loop, const SwitchDescription& description, FinderPlace finder)
+    : _loop(loop), _finder(std::move(finder)) {
+  build_switch(description, _model);
+  add_targets();
+  _model.add_observer(this);
+}
+
+Chassis::~Chassis() {
+  _model.remove_observer(this);
+}
+
+void Chassis::add_targets() {
+  _targets.add("sif", [this] { return std::make_unique<SifTarget>(_loop, _model, _finder); });
+  _targets.add("card_manager",
+               [this] { return std::make_unique<CardManagerTarget>(_loop, _model, _finder); });
+  _targets.add("vlan", [this] { return std::make_unique<VlanTarget>(_loop, _model, _finder); });
+  for (const auto& [slot, card] : _model.line_cards()) line_card_added(slot);
+  _chassis_target = std::make_unique<ChassisTarget>(_loop, _model, _targets, _finder);
+}
+
+void Chassis::line_card_added(std::uint32_t slot) {
+  _targets.add(line_card_target_name(slot), [this, slot] {
+    return std::make_unique<LcmgrTarget>(_loop, slot, *_model.find_line_card(slot), _finder);
+  });
+}
+
+bool Chassis::is_ready() const {
+  return _chassis_target->is_ready() && _targets.all_ready();
+}
+
+bool Chassis::is_done() const {
+  return _chassis_target->shutdown_requested();
+}

@@ -1,0 +1,100 @@
+// chassis: runs the simulated switch that a file describes.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "chassis/chassis.h"
+#include "framework/base/comm.h"
+#include "framework/base/event_loop.h"
+#include "framework/base/xlog.h"
+
+namespace {
+
+constexpr int EXIT_BAD_FILE = 1;
+constexpr int EXIT_USAGE = 2;
+
+struct Options {
+  FinderPlace finder;
+  std::string file;
+};
+
+// 0, or the status to leave with; `leave` is set when there is nothing to do.
+int read_command_line(int argc, char** argv, Options& options, bool& leave) {
+  CLI::App app(
+      "Runs a simulated switch: its interface manager, card manager, VLAN manager and "
+      "line-card managers.",
+      "chassis");
+  app.add_option_function<std::string>(
+         "-F",
+         [&options](const std::string& text) {
+           if (!parse_finder_place(text, options.finder)) {
+             throw CLI::ValidationError("-F", "HOST[:PORT] is expected, not " + text);
+           }
+         },
+         "Where the finder is")
+      ->type_name("HOST[:PORT]");
+  app.add_option("FILE", options.file, "The switch's description (JSON)")->required();
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    leave = true;
+    return app.exit(error) == 0 ? 0 : EXIT_USAGE;
+  }
+  return 0;
+}
+
+SwitchDescription read_description(const std::string& file) {
+  std::ifstream in(file);
+  if (!in) throw DescriptionError("the file cannot be read.");
+  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  if (in.bad()) throw DescriptionError("the file cannot be read.");
+  return parse_description(text);
+}
+
+void announce(const SwitchModel& model) {
+  std::printf("chassis: %zu interfaces, %zu VLANs, %zu cards\n", model.interfaces().atoms().size(),
+              model.vlans().size(), model.cards().size());
+  std::fflush(stdout);
+}
+
+void serve(const SwitchDescription& description, const FinderPlace& finder) {
+  EventLoop loop;
+  Chassis chassis(loop, description, finder);
+  while (!chassis.is_ready() && !chassis.is_done()) loop.run();
+  announce(chassis.model());
+  while (!chassis.is_done()) loop.run();
+}
+
+void start_log(const char* argv0) {
+  xlog_init(argv0, "");
+  xlog_add_default_output();
+  xlog_start();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  bool leave = false;
+  const int status = read_command_line(argc, argv, options, leave);
+  if (leave) return status;
+  start_log(argv[0]);
+  comm_init();
+  int result = 0;
+  try {
+    serve(read_description(options.file), options.finder);
+  } catch (const DescriptionError& error) {
+    std::cerr << "chassis: " << options.file << ": " << error.what() << '\n';
+    result = EXIT_BAD_FILE;
+  } catch (const std::exception& error) {
+    std::cerr << "chassis: " << error.what() << '\n';
+    result = EXIT_BAD_FILE;
+  }
+  comm_exit();
+  xlog_stop();
+  xlog_exit();
+  return result;
+}

@@ -1,0 +1,82 @@
+#include "chassis/observers.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "framework/xrl/xrl_router.h"
+
+namespace {
+
+constexpr std::size_t INSTANCE_DIGITS = 16;
+
+bool is_hex_digit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+}
+
+// "policy" of the instance name "policy-0123456789abcdef"; any other name is
+// a class name itself.
+std::string class_of(std::string_view target) {
+  if (target.size() > INSTANCE_DIGITS + 1) {
+    const std::string_view digits = target.substr(target.size() - INSTANCE_DIGITS);
+    const std::string_view front = target.substr(0, target.size() - INSTANCE_DIGITS);
+    if (front.back() == '-' && std::all_of(digits.begin(), digits.end(), is_hex_digit)) {
+      return std::string(front.substr(0, front.size() - 1));
+    }
+  }
+  return std::string(target);
+}
+
+}  // namespace
+
+Observers::Observers(EventLoop& loop, XrlRouter& router, Tell tell)
+    : _loop(loop), _router(router), _tell(std::move(tell)) {}
+
+Refusal Observers::add(std::string_view observer) {
+  if (_tellers.find(observer) != _tellers.end()) return DONE;
+  if (_tellers.size() == MAX_OBSERVERS) return "there are too many observers.";
+  std::string name(observer);
+  _tellers.try_emplace(name, _loop, [this, name](std::uint32_t key, const Teller::Done& done) {
+    return _tell(name, key, done);
+  });
+  watch(class_of(observer));
+  return DONE;
+}
+
+Refusal Observers::remove(std::string_view observer) {
+  const auto at = _tellers.find(observer);
+  if (at == _tellers.end()) return "the observer is not registered.";
+  _tellers.erase(at);
+  const std::string target_class = class_of(observer);
+  const bool is_watched_for = std::any_of(
+      _tellers.begin(), _tellers.end(),
+      [&target_class](const auto& entry) { return class_of(entry.first) == target_class; });
+  if (!is_watched_for) _watches.erase(target_class);
+  return DONE;
+}
+
+void Observers::watch(const std::string& target_class) {
+  _watches.try_emplace(target_class, _loop, *_router.sender(), _router.instance_name(),
+                       target_class);
+}
+
+void Observers::tell_all(std::uint32_t key) {
+  for (auto& [name, teller] : _tellers) teller.tell(key);
+}
+
+void Observers::tell(std::string_view observer, std::uint32_t key) {
+  const auto at = _tellers.find(observer);
+  if (at != _tellers.end()) at->second.tell(key);
+}
+
+void Observers::target_born(std::string_view target_class, std::string_view instance) {
+  for (const std::string_view name : {target_class, instance}) {
+    const auto at = _tellers.find(name);
+    if (at != _tellers.end()) at->second.try_now();
+  }
+}
+
+void Observers::target_died(std::string_view target_class, std::string_view instance) {
+  for (const std::string_view name : {target_class, instance}) {
+    static_cast<void>(remove(name));  // most that die are no observers
+  }
+}

@@ -1,0 +1,53 @@
+// Observers: the targets that registered with a manager of the switch, each
+// with its teller, from registration to deregistration or death.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "chassis/refusal.h"
+#include "chassis/teller.h"
+#include "platform/class_watch.h"
+
+class XrlRouter;
+
+class Observers {
+ public:
+  // As Teller::Send, to the target `observer`.
+  using Tell =
+      std::function<bool(const std::string& observer, std::uint32_t key, const Teller::Done& done)>;
+
+  static constexpr std::size_t MAX_OBSERVERS = 64;
+
+  // `router` is the manager's; loop and router must outlive the observers.
+  Observers(EventLoop& loop, XrlRouter& router, Tell tell);
+
+  // `observer` is a target name, class or instance; registering again is no
+  // fault. Refused: more than MAX_OBSERVERS.
+  [[nodiscard]] Refusal add(std::string_view observer);
+  // Refused: one that is not registered.
+  [[nodiscard]] Refusal remove(std::string_view observer);
+
+  void tell_all(std::uint32_t key);
+  // Does nothing unless it is registered.
+  void tell(std::string_view observer, std::uint32_t key);
+
+  // What the finder reported to the manager.
+  void target_born(std::string_view target_class, std::string_view instance);
+  void target_died(std::string_view target_class, std::string_view instance);
+
+  [[nodiscard]] std::size_t size() const { return _tellers.size(); }
+
+ private:
+  void watch(const std::string& target_class);
+
+  EventLoop& _loop;
+  XrlRouter& _router;
+  Tell _tell;
+  std::map<std::string, Teller, std::less<>> _tellers;
+  std::map<std::string, ClassWatch, std::less<>> _watches;
+};

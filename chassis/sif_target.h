@@ -1,0 +1,34 @@
+// SifTarget: the switch interface manager, class "sif". It shows the model's
+// interfaces and tells its observers, until they die, that the tree has
+// changed; they read it themselves.
+#pragma once
+
+#include "chassis/interfaces/sif_tgt.h"
+#include "chassis/observers.h"
+#include "chassis/switch_model.h"
+#include "chassis/switch_target.h"
+
+class SifTarget : public SwitchTarget,
+                  public CommonHandlers<XrlSifTargetBase>,
+                  public SwitchObserver {
+ public:
+  // The model must outlive the target.
+  SifTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
+  ~SifTarget() override;
+
+  XrlCmdError finder_event_observer_0_1_xrl_target_birth(std::string_view target_class,
+                                                         std::string_view target_instance) override;
+  XrlCmdError finder_event_observer_0_1_xrl_target_death(std::string_view target_class,
+                                                         std::string_view target_instance) override;
+  XrlCmdError sif_0_1_register_observer(std::string_view observer) override;
+  XrlCmdError sif_0_1_deregister_observer(std::string_view observer) override;
+  XrlCmdError sif_0_1_get_tree(std::uint64_t& serial, XrlAtomList& names, XrlAtomList& lagmembers,
+                               XrlAtomList& lagnames, XrlAtomList& member_lags,
+                               XrlAtomList& member_names) override;
+
+  void interfaces_changed() override;
+
+ private:
+  SwitchModel& _model;
+  Observers _observers;
+};

@@ -1,0 +1,93 @@
+// SwitchModel: the simulated switch as plain data: interfaces, VLANs, cards
+// and line cards, with what can be done to them. It knows nothing of targets
+// and requests; who shows it to others observes it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "chassis/line_card.h"
+#include "chassis/refusal.h"
+#include "platform/sif_mgr_if_tree.h"
+
+// The state of a card that is there and works.
+inline constexpr std::uint32_t CARD_STATE_PRESENT = 7;
+
+inline constexpr std::uint32_t FIRST_VLAN_ID = 1;
+inline constexpr std::uint32_t LAST_VLAN_ID = 4094;
+
+// Runs inside the operation that made the change, after it was made.
+class SwitchObserver {
+ public:
+  virtual ~SwitchObserver() = default;
+  virtual void interfaces_changed() {}
+  virtual void card_changed(std::uint32_t /*card_id*/) {}
+  virtual void vlan_changed(std::uint32_t /*vlan_id*/) {}
+  virtual void line_card_added(std::uint32_t /*slot*/) {}
+};
+
+class SwitchModel {
+ public:
+  // Interfaces and cards that a switch has room for.
+  static constexpr std::size_t MAX_INTERFACES = 65536;
+  static constexpr std::size_t MAX_CARDS = 65536;
+
+  SwitchModel() = default;
+  SwitchModel(const SwitchModel&) = delete;
+  SwitchModel& operator=(const SwitchModel&) = delete;
+
+  // Observers are told in the order they came; they must outlive the model or
+  // be removed, and must neither come nor go while they are told.
+  void add_observer(SwitchObserver* observer);
+  void remove_observer(SwitchObserver* observer);
+
+  // The interfaces; lagmember() and lagname() of a member name its aggregate.
+  [[nodiscard]] const SifMgrIfTree& interfaces() const { return _interfaces; }
+  // Differs after every change of the interfaces.
+  [[nodiscard]] std::uint64_t interfaces_serial() const { return _interfaces_serial; }
+
+  // Brings the slot's line card with it where there is none yet.
+  [[nodiscard]] Refusal add_interface(std::string_view name);
+  // A member leaves its aggregate, the members of an aggregate become free;
+  // the line card stays.
+  [[nodiscard]] Refusal remove_interface(std::string_view name);
+  // An interface is a member of one aggregate, and aggregates of none.
+  [[nodiscard]] Refusal add_member(std::string_view lag, std::string_view name);
+  [[nodiscard]] Refusal remove_member(std::string_view lag, std::string_view name);
+
+  // State by card id. A card that was never mentioned is not there; one that
+  // went away is, in the state it went with.
+  [[nodiscard]] const std::map<std::uint32_t, std::uint32_t>& cards() const { return _cards; }
+  // Tells the observers also when the state is what it was.
+  [[nodiscard]] Refusal set_card_state(std::uint32_t card_id, std::uint32_t card_state);
+
+  [[nodiscard]] const std::set<std::uint32_t>& vlans() const { return _vlans; }
+  [[nodiscard]] Refusal create_vlan(std::uint32_t vlan_id);
+  [[nodiscard]] Refusal delete_vlan(std::uint32_t vlan_id);
+
+  // By slot.
+  [[nodiscard]] const std::map<std::uint32_t, LineCard>& line_cards() const { return _line_cards; }
+  // Null when the slot has none.
+  [[nodiscard]] LineCard* find_line_card(std::uint32_t slot);
+
+ private:
+  void interfaces_changed();
+  void tell(const std::function<void(SwitchObserver&)>& what);
+
+  SifMgrIfTree _interfaces;
+  std::uint64_t _interfaces_serial = 1;
+  std::map<std::uint32_t, std::uint32_t> _cards;
+  std::set<std::uint32_t> _vlans;
+  std::map<std::uint32_t, LineCard> _line_cards;
+  std::vector<SwitchObserver*> _observers;
+};
+
+// Where an interface's line card knows it: port 0 of slot 0 of unit 0 when it
+// is no physical port.
+[[nodiscard]] Usp usp_of_interface(std::string_view name);

@@ -1,0 +1,58 @@
+// SwitchTarget: a part of the simulated switch that others reach by name: it
+// has a router of its own, and dies for the rest of the system with it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "chassis/finder_place.h"
+#include "framework/xrl/xrl_error.h"
+#include "framework/xrl/xrl_std_router.h"
+
+class EventLoop;
+
+class SwitchTarget {
+ public:
+  virtual ~SwitchTarget() = default;
+  SwitchTarget(const SwitchTarget&) = delete;
+  SwitchTarget& operator=(const SwitchTarget&) = delete;
+
+  // Registered with the finder at least once.
+  [[nodiscard]] bool is_ready() const { return _router.ready(); }
+
+ protected:
+  // Registers `class_name` in the background; the loop must outlive it.
+  SwitchTarget(EventLoop& loop, const std::string& class_name, const FinderPlace& finder)
+      : _router(loop, class_name.c_str(), finder.host.c_str(), finder.port, false) {}
+
+  [[nodiscard]] XrlStdRouter& router() { return _router; }
+
+ private:
+  XrlStdRouter _router;
+};
+
+// The common interface as every target of the switch answers it, on top of a
+// generated target base.
+template <typename TargetBase>
+class CommonHandlers : public TargetBase {
+ public:
+  using TargetBase::TargetBase;
+
+  XrlCmdError common_0_1_get_target_name(std::string& name) override {
+    name = this->cmds()->name();
+    return XrlCmdError::OKAY();
+  }
+  XrlCmdError common_0_1_get_version(std::string& version) override {
+    version = "chassis/0.0";
+    return XrlCmdError::OKAY();
+  }
+  XrlCmdError common_0_1_get_status(std::uint32_t& status, std::string& reason) override {
+    status = 3;
+    reason = "ready";
+    return XrlCmdError::OKAY();
+  }
+  XrlCmdError common_0_1_shutdown() override {
+    return XrlCmdError::COMMAND_FAILED("only the target chassis can be shut down.");
+  }
+};

@@ -1,0 +1,63 @@
+#include "chassis/teller.h"
+
+#include <utility>
+
+#include "framework/xrl/xrl_error.h"
+
+namespace {
+
+// A refusal acknowledges: the peer has heard it, and would refuse it again.
+bool is_acknowledged(const XrlError& error) {
+  switch (error.code()) {
+    case XrlErrorCode::OKAY:
+    case XrlErrorCode::BAD_ARGS:
+    case XrlErrorCode::COMMAND_FAILED:
+    case XrlErrorCode::NO_SUCH_METHOD:
+      return true;
+    case XrlErrorCode::NO_FINDER:
+    case XrlErrorCode::RESOLVE_FAILED:
+    case XrlErrorCode::SEND_FAILED:
+    case XrlErrorCode::REPLY_TIMED_OUT:
+    case XrlErrorCode::INTERNAL_ERROR:
+      return false;
+  }
+  return false;
+}
+
+}  // namespace
+
+Teller::Teller(EventLoop& loop, Send send)
+    : _send(std::move(send)), _retry(loop, [this] { send_due(); }) {}
+
+void Teller::tell(std::uint32_t key) {
+  _due.insert(key);
+  send_due();
+}
+
+void Teller::try_now() {
+  _retry.cancel();
+  send_due();
+}
+
+void Teller::send_due() {
+  while (!_retry.is_waiting() && !_due.empty() && _in_flight < MAX_IN_FLIGHT) {
+    const std::uint32_t key = *_due.begin();
+    if (!_send(key, callback(_lifeline, this, &Teller::answered, key))) {
+      _retry.failed();
+      return;
+    }
+    _due.erase(key);
+    ++_in_flight;
+  }
+}
+
+void Teller::answered(const XrlError& error, std::uint32_t key) {
+  --_in_flight;
+  if (is_acknowledged(error)) {
+    _retry.succeeded();
+  } else {
+    _due.insert(key);
+    _retry.failed();
+  }
+  send_due();
+}

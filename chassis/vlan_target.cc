@@ -1,0 +1,57 @@
+#include "chassis/vlan_target.h"
+
+#include "platform/interfaces/vlan_observer_xif.h"
+
+namespace {
+
+constexpr std::string_view POLICY_CLASS = "policy";
+
+constexpr std::uint32_t EVENT_DELETED = 0;
+constexpr std::uint32_t EVENT_CREATED = 1;
+
+}  // namespace
+
+VlanTarget::VlanTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder)
+    : SwitchTarget(loop, "vlan", finder),
+      CommonHandlers<XrlVlanTargetBase>(&router()),
+      _loop(loop),
+      _model(model),
+      _watch(loop, *router().sender(), router().instance_name(), std::string(POLICY_CLASS)) {
+  _model.add_observer(this);
+}
+
+VlanTarget::~VlanTarget() {
+  _model.remove_observer(this);
+}
+
+XrlCmdError VlanTarget::finder_event_observer_0_1_xrl_target_birth(
+    std::string_view target_class, std::string_view target_instance) {
+  if (target_class != POLICY_CLASS) return XrlCmdError::OKAY();
+  const std::string name(target_instance);
+  const auto send = [this, name](std::uint32_t vlan_id, const Teller::Done& done) {
+    return tell_event(name, vlan_id, done);
+  };
+  Teller& teller = _policies.try_emplace(name, _loop, send).first->second;
+  teller.try_now();
+  for (std::uint32_t id = FIRST_VLAN_ID; id <= LAST_VLAN_ID; ++id) teller.tell(id);
+  return XrlCmdError::OKAY();
+}
+
+XrlCmdError VlanTarget::finder_event_observer_0_1_xrl_target_death(
+    std::string_view target_class, std::string_view target_instance) {
+  if (target_class == POLICY_CLASS) {
+    const auto at = _policies.find(target_instance);
+    if (at != _policies.end()) _policies.erase(at);
+  }
+  return XrlCmdError::OKAY();
+}
+
+void VlanTarget::vlan_changed(std::uint32_t vlan_id) {
+  for (auto& [name, teller] : _policies) teller.tell(vlan_id);
+}
+
+bool VlanTarget::tell_event(const std::string& policy, std::uint32_t vlan_id,
+                            const Teller::Done& done) {
+  const std::uint32_t event = _model.vlans().contains(vlan_id) ? EVENT_CREATED : EVENT_DELETED;
+  return XrlVlanObserverV0p1Client(router().sender()).send_vlan_event(policy, event, vlan_id, done);
+}

@@ -1,0 +1,38 @@
+// VlanTarget: the VLAN manager, class "vlan". It tells every policy daemon that
+// comes up, and at its own start those that live, of every VLAN id: created or
+// deleted; then each change. That a VLAN is "deleted" that the daemon never
+// knew, or "created" a second time, the daemon refuses, which does no harm.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "chassis/interfaces/vlan_tgt.h"
+#include "chassis/switch_model.h"
+#include "chassis/switch_target.h"
+#include "chassis/teller.h"
+#include "platform/class_watch.h"
+
+class VlanTarget : public SwitchTarget,
+                   public CommonHandlers<XrlVlanTargetBase>,
+                   public SwitchObserver {
+ public:
+  // The model must outlive the target.
+  VlanTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
+  ~VlanTarget() override;
+
+  XrlCmdError finder_event_observer_0_1_xrl_target_birth(std::string_view target_class,
+                                                         std::string_view target_instance) override;
+  XrlCmdError finder_event_observer_0_1_xrl_target_death(std::string_view target_class,
+                                                         std::string_view target_instance) override;
+
+  void vlan_changed(std::uint32_t vlan_id) override;
+
+ private:
+  bool tell_event(const std::string& policy, std::uint32_t vlan_id, const Teller::Done& done);
+
+  EventLoop& _loop;
+  SwitchModel& _model;
+  std::map<std::string, Teller, std::less<>> _policies;  // by instance name
+  ClassWatch _watch;
+};
