@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -89,8 +90,10 @@ int closed_with(int fd, int error) {
   return error;
 }
 
-// Whether the socket file is left over from a listener that is gone.
+// Whether the file is a socket left over from a listener that is gone.
 bool is_abandoned(const SocketAddress& address) {
+  struct stat file {};
+  if (::lstat(address.local.sun_path, &file) != 0 || !S_ISSOCK(file.st_mode)) return false;
   const int probe = ::socket(AF_UNIX, SOCK_STREAM | STREAM_FLAGS, 0);
   if (probe < 0) return false;
   const bool refused = ::connect(probe, &address.any, address.length) != 0 && errno == ECONNREFUSED;
@@ -159,21 +162,21 @@ int PosixNetwork::accept(int listener, NetAddress& peer) {
     from.length = sizeof(from.local);
     return ::accept4(listener, &from.any, &from.length, STREAM_FLAGS);
   });
-  if (fd == -EMFILE || fd == -ENFILE) {
-    refuse_one(listener);
-    return -EMFILE;
-  }
+  if (fd == -EMFILE || fd == -ENFILE) return refuse_one(listener);
   if (fd < 0) return fd;
   if (from.any.sa_family == AF_INET) send_at_once(fd);
   peer = from_socket_address(from);
   return fd;
 }
 
-void PosixNetwork::refuse_one(int listener) {
+int PosixNetwork::refuse_one(int listener) {
   if (_reserve >= 0) ::close(_reserve);
-  const int fd = ::accept4(listener, nullptr, nullptr, STREAM_FLAGS);
+  const int fd =
+      without_interruption([&] { return ::accept4(listener, nullptr, nullptr, STREAM_FLAGS); });
   if (fd >= 0) ::close(fd);
   _reserve = open_reserve();
+  // Without descriptors the kernel does not even look whether one waits.
+  return fd == -EAGAIN ? -EAGAIN : -EMFILE;
 }
 
 int PosixNetwork::connect(const NetAddress& address) {

@@ -26,7 +26,7 @@ class PosixNetwork final : public Network {
   void close(int fd) override;
 
  private:
-  void refuse_one(int listener);
+  [[nodiscard]] int refuse_one(int listener);
 
   int _reserve;                              // given up for a moment when descriptors run out
   std::map<int, std::string> _socket_files;  // of the Unix-domain listeners

@@ -1,0 +1,134 @@
+#include "framework/base/epoll_kernel.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// A connected pair of stream sockets under either way to sleep.
+class EpollKernelTest : public ::testing::TestWithParam<EpollKernel::Sleep> {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, _pair.data()), 0);
+  }
+  void TearDown() override {
+    for (const int fd : _pair) {
+      if (fd >= 0) ::close(fd);
+    }
+  }
+  void close_other() { ::close(std::exchange(_pair[1], -1)); }
+
+  // What the kernel says of the first socket without sleeping.
+  IoInterest ready_now() {
+    const std::size_t count = _kernel.wait(Duration::zero(), _ready);
+    if (count == 0) return IoInterest::NONE;
+    EXPECT_EQ(count, 1U);
+    EXPECT_EQ(_ready[0].fd, _pair[0]);
+    return _ready[0].ready;
+  }
+
+  EpollKernel _kernel{GetParam()};
+  std::array<int, 2> _pair{-1, -1};
+  std::array<IoReady, 8> _ready{};
+};
+
+INSTANTIATE_TEST_SUITE_P(Sleeps, EpollKernelTest,
+                         ::testing::Values(EpollKernel::Sleep::BEST,
+                                           EpollKernel::Sleep::MILLISECONDS),
+                         [](const auto& row) {
+                           return row.param == EpollKernel::Sleep::BEST ? "Best" : "Milliseconds";
+                         });
+
+TEST_P(EpollKernelTest, ReportsWhatADescriptorIsWatchedFor) {
+  _kernel.watch(_pair[0], IoInterest::READ);
+  EXPECT_EQ(ready_now(), IoInterest::NONE);
+  ASSERT_EQ(::write(_pair[1], "x", 1), 1);
+  EXPECT_EQ(ready_now(), IoInterest::READ);
+  _kernel.watch(_pair[0], IoInterest::READ_WRITE);
+  EXPECT_EQ(ready_now(), IoInterest::READ_WRITE);
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  EXPECT_EQ(ready_now(), IoInterest::WRITE);
+  _kernel.watch(_pair[0], IoInterest::NONE);
+  EXPECT_EQ(ready_now(), IoInterest::NONE);
+}
+
+TEST_P(EpollKernelTest, AHangUpMakesReadyForWhatIsWatched) {
+  close_other();
+  _kernel.watch(_pair[0], IoInterest::READ);
+  EXPECT_EQ(ready_now(), IoInterest::READ);
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  EXPECT_EQ(ready_now(), IoInterest::WRITE);
+  _kernel.watch(_pair[0], IoInterest::NONE);
+  EXPECT_EQ(ready_now(), IoInterest::NONE);
+}
+
+TEST_P(EpollKernelTest, StopsAtTheRoomThereIs) {
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  _kernel.watch(_pair[1], IoInterest::WRITE);
+  EXPECT_EQ(_kernel.wait(Duration::zero(), std::span(_ready).first(1)), 1U);
+  EXPECT_EQ(_kernel.wait(Duration::zero(), _ready), 2U);
+}
+
+TEST_P(EpollKernelTest, SleepsAtLeastAsLongAsAsked) {
+  const TimePoint begin = _kernel.now();
+  EXPECT_EQ(_kernel.wait(microseconds(1500), _ready), 0U);
+  EXPECT_GE(_kernel.now() - begin, microseconds(1500));
+}
+
+TEST_P(EpollKernelTest, DoesNotSleepOnceSomethingIsReady) {
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  EXPECT_EQ(_kernel.wait(Duration(-1), _ready), 1U);
+  EXPECT_EQ(_kernel.wait(std::chrono::hours(1), _ready), 1U);
+  EXPECT_EQ(_kernel.wait(Duration::max(), _ready), 1U);
+}
+
+TEST_P(EpollKernelTest, ARegularFileIsAlwaysReady) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+  const int fd = ::fileno(file.get());
+  _kernel.watch(fd, IoInterest::READ);
+  ASSERT_EQ(_kernel.wait(Duration(-1), _ready), 1U);
+  EXPECT_EQ(_ready[0].fd, fd);
+  EXPECT_EQ(_ready[0].ready, IoInterest::READ);
+  _kernel.watch(fd, IoInterest::READ_WRITE);
+  ASSERT_EQ(_kernel.wait(Duration(-1), _ready), 1U);
+  EXPECT_EQ(_ready[0].ready, IoInterest::READ_WRITE);
+  _kernel.watch(fd, IoInterest::NONE);
+  EXPECT_EQ(_kernel.wait(Duration::zero(), _ready), 0U);
+}
+
+TEST_P(EpollKernelTest, ADescriptorThatIsNotOpenIsAMistake) {
+  const int fd = std::exchange(_pair[1], -1);
+  ::close(fd);
+  EXPECT_DEATH(_kernel.watch(fd, IoInterest::READ), "Bad file descriptor");
+}
+
+TEST(EpollKernel, TheClockNeverGoesBack) {
+  EpollKernel kernel;
+  TimePoint last = kernel.now();
+  for (int i = 0; i < 1000; ++i) {
+    const TimePoint now = kernel.now();
+    ASSERT_GE(now, last);
+    last = now;
+  }
+}
+
+TEST(EpollKernel, RandomBytesDiffer) {
+  EpollKernel kernel;
+  std::array<std::uint8_t, 32> one{};
+  std::array<std::uint8_t, 32> two{};
+  kernel.random_bytes(one);
+  kernel.random_bytes(two);
+  EXPECT_NE(one, two);
+}
+
+}  // namespace

@@ -1,0 +1,247 @@
+#include "framework/base/xlog.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "tests/support/log_capture.h"
+
+namespace {
+
+// The default output as the process's standard error gets it.
+class XlogTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    xlog_init("/usr/sbin/policyd", nullptr);
+    xlog_add_default_output();
+    ::testing::internal::CaptureStderr();
+  }
+  void TearDown() override {
+    if (!_taken) (void)written();
+  }
+
+  // All that was written; once a test.
+  std::string written() {
+    _taken = true;
+    return ::testing::internal::GetCapturedStderr();
+  }
+  // The same without the time that each line begins with.
+  std::string written_after_time() {
+    constexpr std::size_t TIME_LENGTH = 28;
+    std::string rest;
+    const std::string text = written();
+    for (std::size_t begin = 0; begin < text.size();) {
+      const std::size_t end = text.find('\n', begin) + 1;
+      rest += text.substr(begin + TIME_LENGTH, end - begin - TIME_LENGTH);
+      begin = end;
+    }
+    return rest;
+  }
+
+  LogCapture _capture;
+  bool _taken = false;
+};
+
+// A death test reads the standard error of its process by itself.
+class XlogDeathTest : public ::testing::Test {
+ protected:
+  XlogDeathTest() { xlog_init("/usr/sbin/policyd", nullptr); }
+  LogCapture _capture;
+};
+
+const std::string WHERE = xlog_where(71, "policy/policytree.cc", "is_acl_used");
+
+TEST_F(XlogTest, ALineIsTimeLevelProcessModuleLocationAndMessage) {
+  xlog_warning("POLICY", WHERE, "acl %d is still used in port %s.", 10, "eth-0/1/1");
+  EXPECT_EQ(written_after_time(),
+            "WARNING policyd POLICY +71 policytree is_acl_used: "
+            "acl 10 is still used in port eth-0/1/1.\n");
+}
+
+TEST_F(XlogTest, TheTimeIsUtcWithMicroseconds) {
+  xlog_info("POLICY", WHERE, "x");
+  const std::string text = written();
+  ASSERT_GT(text.size(), 28U);
+  const std::string pattern = "dddd-dd-ddTdd:dd:dd.ddddddZ ";
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] == 'd') {
+      EXPECT_TRUE(text[i] >= '0' && text[i] <= '9') << text;
+    } else {
+      EXPECT_EQ(text[i], pattern[i]) << text;
+    }
+  }
+}
+
+TEST_F(XlogTest, EachLevelHasItsName) {
+  xlog_error("M", "w", "e");
+  xlog_warning("M", "w", "w");
+  xlog_info("M", "w", "i");
+  EXPECT_EQ(written_after_time(),
+            "ERROR policyd M w: e\nWARNING policyd M w: w\nINFO policyd M w: i\n");
+}
+
+TEST_F(XlogTest, TheMacrosTellModuleAndPlace) {
+  const int line = __LINE__ + 1;
+  XLOG_INFO("here");
+  EXPECT_EQ(written_after_time(),
+            "INFO policyd TEST +" + std::to_string(line) + " xlog_test TestBody: here\n");
+}
+
+TEST_F(XlogTest, AtHighVerbosityTheProcessIdFollowsTheName) {
+  xlog_set_verbose(XLOG_VERBOSE_LOW);
+  xlog_level_set_verbose(XLOG_LEVEL_ERROR, XLOG_VERBOSE_HIGH);
+  xlog_error("M", "w", "e");
+  xlog_warning("M", "w", "w");
+  EXPECT_EQ(written_after_time(),
+            "ERROR policyd[" + std::to_string(::getpid()) + "] M w: e\nWARNING policyd M w: w\n");
+}
+
+TEST_F(XlogTest, AtMediumVerbosityItDoesNot) {
+  xlog_set_verbose(XLOG_VERBOSE_MEDIUM);
+  xlog_error("M", "w", "e");
+  EXPECT_EQ(written_after_time(), "ERROR policyd M w: e\n");
+}
+
+TEST_F(XlogTest, ThePreambleStandsInFrontOfEveryMessage) {
+  xlog_init("policyd", "unit 1: ");
+  xlog_info("M", "w", "up");
+  EXPECT_EQ(written_after_time(), "INFO policyd M w: unit 1: up\n");
+}
+
+TEST_F(XlogTest, AMessageIsCutAtItsLimit) {
+  const std::string longest(XLOG_MAX_TEXT, 'x');
+  xlog_info("M", "w", "%s", longest.c_str());
+  xlog_info("M", "w", "%sy", longest.c_str());
+  EXPECT_EQ(written_after_time(),
+            "INFO policyd M w: " + longest + "\nINFO policyd M w: " + longest + "\n");
+}
+
+TEST_F(XlogTest, ALocationIsCutAtItsLimit) {
+  const std::string longest(XLOG_MAX_TEXT, 'x');
+  xlog_info("M", longest + "y", "up");
+  EXPECT_EQ(written_after_time(), "INFO policyd M " + longest + ": up\n");
+}
+
+TEST_F(XlogTest, ControlCharactersAreEscapedSoThatALineStaysOne) {
+  xlog_info("M", "w", "%s", "a\nb\tc\x1b[1m\x7f \xc3\xa4");
+  EXPECT_EQ(written_after_time(), "INFO policyd M w: a\\x0Ab\\x09c\\x1B[1m\\x7F \xc3\xa4\n");
+}
+
+TEST_F(XlogTest, OutputsGetTheMessageAsGiven) {
+  xlog_info("POLICY", WHERE, "a\nb");
+  const std::vector<XlogRecord> records = _capture.take();
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].level, XLOG_LEVEL_INFO);
+  EXPECT_EQ(records[0].module, "POLICY");
+  EXPECT_EQ(records[0].where, "+71 policytree is_acl_used");
+  EXPECT_EQ(records[0].message, "a\nb");
+}
+
+TEST_F(XlogTest, ADisabledLevelWritesNothingUntilItIsEnabled) {
+  xlog_disable(XLOG_LEVEL_WARNING);
+  xlog_warning("M", "w", "unseen");
+  xlog_info("M", "w", "seen");
+  xlog_enable(XLOG_LEVEL_WARNING);
+  xlog_warning("M", "w", "seen too");
+  EXPECT_EQ(written_after_time(), "INFO policyd M w: seen\nWARNING policyd M w: seen too\n");
+  EXPECT_EQ(_capture.take().size(), 2U);
+}
+
+TEST_F(XlogTest, AStoppedLogWritesNothing) {
+  xlog_stop();
+  xlog_error("M", "w", "unseen");
+  EXPECT_EQ(written(), "");
+  EXPECT_TRUE(_capture.take().empty());
+}
+
+TEST_F(XlogTest, WithoutTheDefaultOutputOnlyTheOthersGetRecords) {
+  xlog_remove_default_output();
+  xlog_info("M", "w", "x");
+  EXPECT_EQ(written(), "");
+  EXPECT_EQ(_capture.take().size(), 1U);
+}
+
+TEST_F(XlogTest, ExitForgetsWhatWasSet) {
+  xlog_set_verbose(XLOG_VERBOSE_HIGH);
+  xlog_disable(XLOG_LEVEL_INFO);
+  xlog_exit();
+  xlog_info("M", "w", "unseen");
+  xlog_start();
+  xlog_add_default_output();
+  xlog_info("M", "w", "seen");
+  EXPECT_EQ(written_after_time(), "INFO unknown M w: seen\n");
+}
+
+TEST_F(XlogTest, ARemovedOutputGetsNothingMore) {
+  int records = 0;
+  const int number = xlog_add_output([&](const XlogRecord&) { ++records; });
+  xlog_info("M", "w", "one");
+  xlog_remove_output(number);
+  xlog_info("M", "w", "two");
+  EXPECT_EQ(records, 1);
+}
+
+TEST_F(XlogTest, AnOutputMayRemoveItself) {
+  int records = 0;
+  int number = 0;
+  number = xlog_add_output([&](const XlogRecord&) {
+    xlog_remove_output(number);
+    ++records;
+  });
+  xlog_info("M", "w", "one");
+  xlog_info("M", "w", "two");
+  EXPECT_EQ(records, 1);
+}
+
+TEST_F(XlogTest, WhatAnOutputLogsGoesToTheDefaultOutputAlone) {
+  const int number = xlog_add_output([](const XlogRecord&) { xlog_info("M", "w", "inner"); });
+  xlog_info("M", "w", "outer");
+  xlog_remove_output(number);
+  EXPECT_EQ(written_after_time(), "INFO policyd M w: outer\nINFO policyd M w: inner\n");
+}
+
+TEST_F(XlogTest, LoggingLeavesErrnoAlone) {
+  errno = ENOENT;
+  xlog_info("M", "w", "x");
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(XlogWhere, DropsFolderAndExtension) {
+  EXPECT_EQ(xlog_where(71, "policytree.cc", "is_acl_used"), "+71 policytree is_acl_used");
+  EXPECT_EQ(xlog_where(1, "/a.b/policytree.cc", "f"), "+1 policytree f");
+  EXPECT_EQ(xlog_where(1, "a.b/noextension", "f"), "+1 noextension f");
+}
+
+TEST_F(XlogDeathTest, AFatalMessageEndsTheProcess) {
+  EXPECT_EXIT(xlog_fatal("POLICY", WHERE, "Cannot start PolicyConfig: %s", "no memory"),
+              ::testing::KilledBySignal(SIGABRT),
+              "FATAL policyd POLICY \\+71 policytree is_acl_used: "
+              "Cannot start PolicyConfig: no memory\n");
+}
+
+TEST_F(XlogDeathTest, AFatalMessageIsWrittenThoughTheLogIsStopped) {
+  xlog_exit();
+  EXPECT_DEATH(xlog_fatal("M", "w", "the end"), "FATAL unknown M w: the end");
+}
+
+TEST_F(XlogDeathTest, ABrokenInvariantStopsTheProcessWithTheValues) {
+  const int* ifp = nullptr;
+  EXPECT_DEATH(XLOG_ASSERT(ifp != nullptr, std::string("name eth-0/1/1")),
+               "FATAL policyd TEST \\+[0-9]+ xlog_test TestBody: "
+               "Assertion failed: ifp != nullptr \\(name eth-0/1/1\\)\n");
+}
+
+TEST_F(XlogDeathTest, TheValuesOfAnInvariantThatHoldsAreNotBuilt) {
+  bool is_built = false;
+  const auto values = [&] {
+    is_built = true;
+    return std::string();
+  };
+  XLOG_ASSERT(!is_built, values());
+  EXPECT_FALSE(is_built);
+}
+
+}  // namespace
