@@ -1,0 +1,95 @@
+#include "tools/call_options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "framework/xrl/finder_constants.h"
+
+namespace {
+
+constexpr int USAGE_ERROR = 2;
+constexpr double DEFAULT_PATIENCE_S = 5;
+constexpr double MAX_PATIENCE_S = 86400;
+// Shown before and after the place of an error.
+constexpr std::size_t CONTEXT_BYTES = 60;
+
+// "HOST" or "HOST:PORT".
+void set_finder(const std::string& text, CallOptions& options) {
+  const std::size_t colon = text.find(':');
+  options.finder_host = text.substr(0, colon);
+  if (options.finder_host.empty()) throw CallUsage(USAGE_ERROR, "-F " + text + ": no host");
+  if (colon == std::string::npos) return;
+  const char* const end = text.data() + text.size();
+  const auto [last, problem] = std::from_chars(text.data() + colon + 1, end, options.finder_port);
+  if (problem != std::errc() || last != end || options.finder_port == 0) {
+    throw CallUsage(USAGE_ERROR, "-F " + text + ": the port must be a number 1..65535");
+  }
+}
+
+void set_requests(const std::vector<std::string>& texts, CallOptions& options) {
+  options.from_input = texts == std::vector<std::string>{"-"};
+  if (options.from_input) return;
+  for (const std::string& text : texts) {
+    try {
+      options.requests.push_back(Xrl::parse(text));
+    } catch (const XrlParseError& error) {
+      throw CallUsage(USAGE_ERROR, show_parse_error(text, error));
+    }
+  }
+}
+
+}  // namespace
+
+CallOptions parse_call_options(int argc, const char* const* argv) {
+  CLI::App app(
+      "Sends requests to the targets that the finder knows, each once the one before is\n"
+      "answered, and prints the results.\n"
+      "Exit status: 0 all answered OKAY, 1 an error was answered or nobody could be asked,\n"
+      "2 the command line is wrong.",
+      "call_xrl");
+  std::string finder;
+  double patience_s = DEFAULT_PATIENCE_S;
+  bool wait_for_targets = false;
+  std::vector<std::string> texts;
+  app.add_option("-F", finder, "where the finder is (default 127.0.0.1:19999)")
+      ->type_name("HOST[:PORT]");
+  app.add_option("-t", patience_s, "how long to wait for the finder (default 5)")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.0, MAX_PATIENCE_S));
+  app.add_flag("-w,--wait", wait_for_targets, "wait for targets that are not there yet, too");
+  app.add_option("XRL", texts,
+                 "finder://TARGET/INTERFACE/VERSION/METHOD?name:type=value&...\n"
+                 "or -: a request a line from standard input, many in flight, an answer a line "
+                 "in that order")
+      ->type_name("")
+      ->required();
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    throw CallUsage(0, app.help());
+  } catch (const CLI::ParseError& error) {
+    throw CallUsage(USAGE_ERROR, error.what());
+  }
+
+  CallOptions options;
+  options.finder_host = FinderConstants::FINDER_DEFAULT_HOST().str();
+  options.finder_port = FinderConstants::FINDER_DEFAULT_PORT();
+  if (!finder.empty()) set_finder(finder, options);
+  options.patience =
+      std::chrono::duration_cast<Duration>(std::chrono::duration<double>(patience_s));
+  options.wait_for_targets = wait_for_targets;
+  set_requests(texts, options);
+  return options;
+}
+
+std::string show_parse_error(std::string_view request, const XrlParseError& error) {
+  const std::size_t position = std::min(error.position(), request.size());
+  const std::size_t from = position > CONTEXT_BYTES ? position - CONTEXT_BYTES : 0;
+  std::string shown(request.substr(from, 2 * CONTEXT_BYTES));
+  for (char& c : shown) {
+    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+  }
+  return error.str() + "\n  " + shown + "\n  " + std::string(position - from, ' ') + "^";
+}

@@ -1,0 +1,44 @@
+#include "tools/method_advice.h"
+
+#include "framework/xrl/nearest_name.h"
+
+namespace {
+
+struct MethodName {
+  std::string_view interface;  // "policy_config/0.1"
+  std::string_view method;
+};
+
+MethodName split(std::string_view name) {
+  const std::size_t slash = name.rfind('/');
+  if (slash == std::string_view::npos) return {{}, name};
+  return {name.substr(0, slash), name.substr(slash + 1)};
+}
+
+std::string quoted(std::string_view name) {
+  return "'" + std::string(name) + "'";
+}
+
+}  // namespace
+
+std::string method_advice(std::string_view target, std::string_view method,
+                          const std::vector<std::string>& methods) {
+  const MethodName wanted = split(method);
+  NearestName nearest_interface(wanted.interface);
+  NearestName nearest_method(wanted.method);
+  bool has_interface = false;
+  for (const std::string& name : methods) {
+    if (name == method) return {};
+    const MethodName existing = split(name);
+    nearest_interface.consider(existing.interface);
+    if (existing.interface != wanted.interface) continue;
+    has_interface = true;
+    nearest_method.consider(existing.method);
+  }
+  if (!has_interface) {
+    return quoted(target) + " has no interface " + quoted(wanted.interface) +
+           nearest_interface.question();
+  }
+  return quoted(wanted.interface) + " of " + quoted(target) + " has no method " +
+         quoted(wanted.method) + nearest_method.question();
+}

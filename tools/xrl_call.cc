@@ -1,0 +1,37 @@
+#include "tools/xrl_call.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+struct HeldAnswer final : RefCounted {
+  explicit HeldAnswer(XrlAnswer held) : answer(std::move(held)) {}
+  XrlAnswer answer;
+};
+
+void deliver(RefCounted& callback, const XrlError& error, XrlArgsReader& results) {
+  const XrlAnswer& answer = static_cast<HeldAnswer&>(callback).answer;
+  XrlArgs args;
+  if (error.is_okay() && !results.all(args)) {
+    answer(XrlError::INTERNAL_ERROR("the reply cannot be read: " + results.problem()), XrlArgs());
+  } else {
+    answer(error, args);
+  }
+}
+
+}  // namespace
+
+bool send_xrl(XrlSender& sender, const Xrl& request, XrlAnswer answer) {
+  XrlArgsWriter args = sender.begin_args();
+  for (const XrlAtom& atom : request.args) args.atom(atom);
+  return sender.send(request.target, request.method,
+                     XrlReply{&deliver, ref_ptr<RefCounted>(new HeldAnswer(std::move(answer)))});
+}
+
+std::string note_line(const XrlError& error) {
+  std::string note = error.note();
+  const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
+  std::replace_if(note.begin(), note.end(), is_control, ' ');
+  return note;
+}
