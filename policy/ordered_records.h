@@ -1,0 +1,46 @@
+// What the ordered maps of the stores have in common: records by key, each
+// owned through a pointer, so that it stays where it is while others come and
+// go.
+#pragma once
+
+#include <memory>
+#include <new>
+
+template <typename Records, typename Key>
+[[nodiscard]] auto find_record(const Records& records, const Key& key) {
+  const auto at = records.find(key);
+  return at == records.end() ? nullptr : at->second.get();
+}
+
+// Inserts the record that `make` answers as a std::unique_ptr, or null for a
+// refusal. 0, or -1 when there is one of that key already, `make` refuses or
+// memory runs out; then nothing has changed.
+template <typename Records, typename Key, typename Make>
+[[nodiscard]] int insert_record(Records& records, const Key& key, Make make) {
+  const auto place = records.lower_bound(key);
+  if (place != records.end() && place->first == key) return -1;
+  try {
+    auto record = make();
+    if (record == nullptr) return -1;
+    records.emplace_hint(place, key, std::move(record));
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+  return 0;
+}
+
+// Destroys the record. 0, or -1 when there is none of that key.
+template <typename Records, typename Key>
+int erase_record(Records& records, const Key& key) {
+  const auto at = records.find(key);
+  if (at == records.end()) return -1;
+  records.erase(at);
+  return 0;
+}
+
+// Appends every key in ascending order.
+template <typename Records, typename Keys>
+void append_keys(const Records& records, Keys& keys) {
+  keys.reserve(keys.size() + records.size());
+  for (const auto& entry : records) keys.push_back(entry.first);
+}

@@ -1,0 +1,244 @@
+// PackedMap: an ordered map of small plain values that costs few bytes an
+// entry and whose operations cost the logarithm of its size.
+//
+// The entries lie sorted in runs of at most RUN_CAPACITY, and the runs in
+// order in an array: finding one is two binary searches, changing one moves
+// part of one run. A run grows by half, so small maps stay small and a growing
+// map never takes more than half as much again as its entries; entries that
+// come in ascending or descending order fill their runs.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+template <typename Key, typename Value, typename Less = std::less<Key>>
+class PackedMap {
+  static_assert(std::is_trivially_copyable_v<Key> && std::is_trivially_copyable_v<Value>);
+
+ public:
+  struct Entry {
+    Key key;
+    Value value;
+  };
+  static constexpr std::uint32_t RUN_CAPACITY = 64;
+
+  class const_iterator;
+
+  PackedMap() = default;
+  PackedMap(const PackedMap&) = delete;
+  PackedMap& operator=(const PackedMap&) = delete;
+
+  [[nodiscard]] bool empty() const { return _size == 0; }
+  [[nodiscard]] std::size_t size() const { return _size; }
+  // The entry with the smallest key; the map must not be empty.
+  [[nodiscard]] const Entry& front() const { return _first.entries[0]; }
+
+  // Null when there is none. The value may be changed in place; the pointer
+  // holds until the next insert or erase.
+  [[nodiscard]] Value* find(const Key& key) {
+    Run& run = run_at(run_for(key));
+    const std::uint32_t place = lower_bound(run, key);
+    if (place == run.size || Less()(key, run.entries[place].key)) return nullptr;
+    return &run.entries[place].value;
+  }
+  [[nodiscard]] const Value* find(const Key& key) const {
+    return const_cast<PackedMap*>(this)->find(key);
+  }
+
+  // `key` must not be in the map. When memory runs out it throws
+  // std::bad_alloc and the map is as it was.
+  void insert(const Key& key, const Value& value) {
+    const std::size_t index = run_for(key);
+    Run& run = run_at(index);
+    const std::uint32_t place = lower_bound(run, key);
+    if (run.size < RUN_CAPACITY) {
+      run.insert(place, {key, value});
+    } else if (place == RUN_CAPACITY) {
+      insert_after_full_run(index, {key, value});
+    } else if (place == 0) {
+      insert_run(0, Run(1)).insert(0, {key, value});
+    } else {
+      split_and_insert(index, place, {key, value});
+    }
+    ++_size;
+  }
+
+  // False when `key` is not in the map.
+  bool erase(const Key& key) noexcept {
+    const std::size_t index = run_for(key);
+    Run& run = run_at(index);
+    const std::uint32_t place = lower_bound(run, key);
+    if (place == run.size || Less()(key, run.entries[place].key)) return false;
+    run.erase(place);
+    --_size;
+    if (run.size == 0) {
+      erase_run(index);
+    } else if (run.size <= RUN_CAPACITY / 4) {
+      const bool merged = index > 0 && merge_with_next(index - 1);
+      if (!merged && index < _others.size()) merge_with_next(index);
+    }
+    return true;
+  }
+
+  void clear() noexcept {
+    _first = Run();
+    _others = std::vector<Run>();
+    _size = 0;
+  }
+
+  // In ascending order of key; valid until the next change.
+  [[nodiscard]] const_iterator begin() const { return const_iterator(this, 0); }
+  [[nodiscard]] const_iterator end() const {
+    return const_iterator(this, empty() ? 0 : _others.size() + 1);
+  }
+
+ private:
+  // The room that a full run of `size` entries grows to.
+  [[nodiscard]] static constexpr std::uint32_t larger_capacity(std::uint32_t size) {
+    return std::min(RUN_CAPACITY, std::max(size + 1, size + size / 2));
+  }
+
+  struct Run {
+    Run() = default;
+    explicit Run(std::uint32_t room)
+        : entries(std::make_unique_for_overwrite<Entry[]>(room)), capacity(room) {}
+
+    void insert(std::uint32_t place, const Entry& entry) {
+      if (size == capacity) {
+        Run larger(larger_capacity(size));
+        std::copy_n(entries.get(), size, larger.entries.get());
+        entries = std::move(larger.entries);
+        capacity = larger.capacity;
+      }
+      std::copy_backward(entries.get() + place, entries.get() + size, entries.get() + size + 1);
+      entries[place] = entry;
+      ++size;
+    }
+    void erase(std::uint32_t place) noexcept {
+      std::copy(entries.get() + place + 1, entries.get() + size, entries.get() + place);
+      --size;
+    }
+    // Moves the entries from `place` on to the end of `to`, which has room.
+    void move_tail(std::uint32_t place, Run& to) noexcept {
+      std::copy(entries.get() + place, entries.get() + size, to.entries.get() + to.size);
+      to.size += size - place;
+      size = place;
+    }
+
+    std::unique_ptr<Entry[]> entries;
+    std::uint32_t size = 0;
+    std::uint32_t capacity = 0;
+  };
+
+  [[nodiscard]] Run& run_at(std::size_t index) { return index == 0 ? _first : _others[index - 1]; }
+  [[nodiscard]] const Run& run_at(std::size_t index) const {
+    return index == 0 ? _first : _others[index - 1];
+  }
+
+  // The last run that begins at or before `key`; the first one when none does.
+  [[nodiscard]] std::size_t run_for(const Key& key) const {
+    const auto after = std::upper_bound(
+        _others.begin(), _others.end(), key,
+        [](const Key& wanted, const Run& run) { return Less()(wanted, run.entries[0].key); });
+    return static_cast<std::size_t>(after - _others.begin());
+  }
+
+  // The place in `run` of the first entry that is not before `key`.
+  [[nodiscard]] static std::uint32_t lower_bound(const Run& run, const Key& key) {
+    const Entry* begin = run.entries.get();
+    const Entry* at = std::lower_bound(
+        begin, begin + run.size, key,
+        [](const Entry& entry, const Key& wanted) { return Less()(entry.key, wanted); });
+    return static_cast<std::uint32_t>(at - begin);
+  }
+
+  // Makes `run` the one at `index`.
+  Run& insert_run(std::size_t index, Run run) {
+    if (index > 0) {
+      const auto before = _others.begin() + static_cast<std::ptrdiff_t>(index - 1);
+      return *_others.insert(before, std::move(run));
+    }
+    _others.insert(_others.begin(), Run());
+    _others.front() = std::exchange(_first, std::move(run));
+    return _first;
+  }
+
+  void erase_run(std::size_t index) noexcept {
+    if (_others.empty()) {
+      _first = Run();
+    } else if (index > 0) {
+      _others.erase(_others.begin() + static_cast<std::ptrdiff_t>(index - 1));
+    } else {
+      _first = std::move(_others.front());
+      _others.erase(_others.begin());
+    }
+  }
+
+  void insert_after_full_run(std::size_t index, const Entry& entry) {
+    if (index < _others.size() && _others[index].size < RUN_CAPACITY) {
+      _others[index].insert(0, entry);
+    } else {
+      insert_run(index + 1, Run(1)).insert(0, entry);
+    }
+  }
+
+  // Neither half keeps more room than a run that grew to its size would have.
+  void split_and_insert(std::size_t index, std::uint32_t place, const Entry& entry) {
+    constexpr std::uint32_t MIDDLE = RUN_CAPACITY / 2;
+    Run lower(larger_capacity(MIDDLE));
+    Run& upper = insert_run(index + 1, Run(larger_capacity(MIDDLE)));
+    Run& full = run_at(index);
+    full.move_tail(MIDDLE, upper);
+    full.move_tail(0, lower);
+    full = std::move(lower);
+    if (place <= MIDDLE) {
+      full.insert(place, entry);
+    } else {
+      upper.insert(place - MIDDLE, entry);
+    }
+  }
+
+  // Joins the runs `index` and `index` + 1 when the first has room for both
+  // and some to spare.
+  bool merge_with_next(std::size_t index) noexcept {
+    Run& lower = run_at(index);
+    Run& upper = run_at(index + 1);
+    if (lower.size + upper.size > lower.capacity - lower.capacity / 4) return false;
+    upper.move_tail(0, lower);
+    erase_run(index + 1);
+    return true;
+  }
+
+  Run _first;                // the only one that may be empty, in an empty map
+  std::vector<Run> _others;  // in order, none empty
+  std::size_t _size = 0;
+};
+
+template <typename Key, typename Value, typename Less>
+class PackedMap<Key, Value, Less>::const_iterator {
+ public:
+  using value_type = Entry;
+  using difference_type = std::ptrdiff_t;
+  const_iterator(const PackedMap* map, std::size_t run) : _map(map), _run(run) {}
+  const Entry& operator*() const { return _map->run_at(_run).entries[_place]; }
+  const Entry* operator->() const { return &**this; }
+  const_iterator& operator++() {
+    if (++_place == _map->run_at(_run).size) {
+      ++_run;
+      _place = 0;
+    }
+    return *this;
+  }
+  bool operator==(const const_iterator&) const = default;
+
+ private:
+  const PackedMap* _map;
+  std::size_t _run;
+  std::uint32_t _place = 0;
+};

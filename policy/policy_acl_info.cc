@@ -1,0 +1,29 @@
+#include "policy/policy_acl_info.h"
+
+#include "policy/ordered_records.h"
+
+int PolicyAclInfo::create_rule(std::uint32_t rule, std::uint32_t action,
+                               std::span<const std::uint32_t> flags,
+                               std::span<const std::string_view> values) {
+  if (action > PolicyRuleInfo::MAX_ACTION) return -1;
+  return insert_record(_rules, rule, [&] {
+    auto info = std::make_unique<PolicyRuleInfo>(*_tree, *this, rule, action);
+    if (info->set_fields(flags, values) != 0) info.reset();
+    return info;
+  });
+}
+
+int PolicyAclInfo::delete_rule(std::uint32_t rule) {
+  const auto at = _rules.find(rule);
+  if (at == _rules.end() || at->second->is_bound()) return -1;
+  _rules.erase(at);
+  return 0;
+}
+
+PolicyRuleInfo* PolicyAclInfo::find_rule(std::uint32_t rule) const {
+  return find_record(_rules, rule);
+}
+
+void PolicyAclInfo::get_rule_ids(std::vector<std::uint32_t>& ids) const {
+  append_keys(_rules, ids);
+}

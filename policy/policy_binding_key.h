@@ -1,0 +1,13 @@
+// Names one rule of one ACL, as bindings do.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+
+// Ordered by ACL, then by rule.
+struct PolicyBindingKey {
+  std::uint32_t acl = 0;
+  std::uint32_t rule = 0;
+
+  auto operator<=>(const PolicyBindingKey&) const = default;
+};

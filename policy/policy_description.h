@@ -1,0 +1,27 @@
+// The description of an ACL or of a rule: a text that most do not have, so
+// that having none costs no more than a pointer.
+#pragma once
+
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+class PolicyDescription {
+ public:
+  [[nodiscard]] std::string_view text() const {
+    return _text ? std::string_view(*_text) : std::string_view();
+  }
+  // 0, or -1 when memory runs out; the text is then as it was.
+  [[nodiscard]] int set(std::string_view text) {
+    try {
+      _text = text.empty() ? nullptr : std::make_unique<const std::string>(text);
+    } catch (const std::bad_alloc&) {
+      return -1;
+    }
+    return 0;
+  }
+
+ private:
+  std::unique_ptr<const std::string> _text;  // null for the empty text
+};
