@@ -62,10 +62,10 @@ std::string fill(std::string_view head, const std::vector<std::string>& items,
 std::string fill_assignment(const std::string& left, const std::string& right,
                             const std::vector<std::string>& items, std::string_view separator,
                             std::string_view tail) {
-  const std::string on = fill(left + " = " + right, items, separator, tail);
+  std::string on = fill(left + " = " + right, items, separator, tail);
   if (lines_of(on) == 1) return on;
   const std::string indent(indent_of(left) + CONTINUATION_INDENT, ' ');
-  const std::string below = left + " =\n" + fill(indent + right, items, separator, tail);
+  std::string below = left + " =\n" + fill(indent + right, items, separator, tail);
   return lines_of(below) <= lines_of(on) ? below : on;
 }
 

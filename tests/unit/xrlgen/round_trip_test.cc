@@ -60,7 +60,7 @@ class RoundTrip : public testing::Test {
         [this](const XrlError& error, const XrlAtomList* queues, const XrlAtomList* names) {
           ++_heard.times;
           _heard.error = error;
-          _heard.text = queues == nullptr && names == nullptr ? "null" : queues->str();
+          _heard.text = queues == nullptr || names == nullptr ? "null" : queues->str();
         });
   }
 
