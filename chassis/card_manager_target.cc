@@ -7,7 +7,7 @@ CardManagerTarget::CardManagerTarget(EventLoop& loop, SwitchModel& model, const 
     : SwitchTarget(loop, "card_manager", finder),
       CommonHandlers<XrlCardManagerTargetBase>(&router()),
       _model(model),
-      _observers(loop, router(),
+      _observers(loop, router(), router().instance_name(),
                  [this](const std::string& observer, std::uint32_t card_id,
                         const Teller::Done& done) { return tell_state(observer, card_id, done); }) {
   _model.add_observer(this);

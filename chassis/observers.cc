@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "framework/xrl/xrl_router.h"
-
 namespace {
 
 constexpr std::size_t INSTANCE_DIGITS = 16;
@@ -28,8 +26,11 @@ std::string class_of(std::string_view target) {
 
 }  // namespace
 
-Observers::Observers(EventLoop& loop, XrlRouter& router, Tell tell)
-    : _loop(loop), _router(router), _tell(std::move(tell)) {}
+Observers::Observers(EventLoop& loop, XrlSender& sender, std::string instance_name, Tell tell)
+    : _loop(loop),
+      _sender(sender),
+      _instance_name(std::move(instance_name)),
+      _tell(std::move(tell)) {}
 
 Refusal Observers::add(std::string_view observer) {
   if (_tellers.find(observer) != _tellers.end()) return DONE;
@@ -55,8 +56,7 @@ Refusal Observers::remove(std::string_view observer) {
 }
 
 void Observers::watch(const std::string& target_class) {
-  _watches.try_emplace(target_class, _loop, *_router.sender(), _router.instance_name(),
-                       target_class);
+  _watches.try_emplace(target_class, _loop, _sender, _instance_name, target_class);
 }
 
 void Observers::tell_all(std::uint32_t key) {

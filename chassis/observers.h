@@ -13,7 +13,7 @@
 #include "chassis/teller.h"
 #include "platform/class_watch.h"
 
-class XrlRouter;
+class XrlSender;
 
 class Observers {
  public:
@@ -23,8 +23,9 @@ class Observers {
 
   static constexpr std::size_t MAX_OBSERVERS = 64;
 
-  // `router` is the manager's; loop and router must outlive the observers.
-  Observers(EventLoop& loop, XrlRouter& router, Tell tell);
+  // `sender` and `instance_name` are the manager's; loop and sender must
+  // outlive the observers.
+  Observers(EventLoop& loop, XrlSender& sender, std::string instance_name, Tell tell);
 
   // `observer` is a target name, class or instance; registering again is no
   // fault. Refused: more than MAX_OBSERVERS.
@@ -46,7 +47,8 @@ class Observers {
   void watch(const std::string& target_class);
 
   EventLoop& _loop;
-  XrlRouter& _router;
+  XrlSender& _sender;
+  std::string _instance_name;
   Tell _tell;
   std::map<std::string, Teller, std::less<>> _tellers;
   std::map<std::string, ClassWatch, std::less<>> _watches;

@@ -15,12 +15,9 @@ SifTarget::SifTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& fin
     : SwitchTarget(loop, "sif", finder),
       CommonHandlers<XrlSifTargetBase>(&router()),
       _model(model),
-      _observers(
-          loop, router(),
-          [this](const std::string& observer, std::uint32_t /*key*/, const Teller::Done& done) {
-            return XrlSifObserverV0p1Client(router().sender())
-                .send_tree_changed(observer, _model.interfaces_serial(), done);
-          }) {
+      _observers(loop, router(), router().instance_name(),
+                 [this](const std::string& observer, std::uint32_t /*key*/,
+                        const Teller::Done& done) { return tell_serial(observer, done); }) {
   _model.add_observer(this);
 }
 
@@ -58,4 +55,9 @@ XrlCmdError SifTarget::sif_0_1_get_tree(std::uint64_t& serial, XrlAtomList& name
 
 void SifTarget::interfaces_changed() {
   _observers.tell_all(TREE);
+}
+
+bool SifTarget::tell_serial(const std::string& observer, const Teller::Done& done) {
+  return XrlSifObserverV0p1Client(router().sender())
+      .send_tree_changed(observer, _model.interfaces_serial(), done);
 }

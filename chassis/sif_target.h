@@ -29,6 +29,8 @@ class SifTarget : public SwitchTarget,
   void interfaces_changed() override;
 
  private:
+  bool tell_serial(const std::string& observer, const Teller::Done& done);
+
   SwitchModel& _model;
   Observers _observers;
 };
