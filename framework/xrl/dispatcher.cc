@@ -15,22 +15,20 @@ void run_handler(const XrlCmdMap::Command& command, const xrl_frame::Request& re
                  ByteBuffer& out) {
   XrlArgsReader in(request.args);
   const std::size_t start = xrl_frame::begin_reply(out);
-  XrlArgsWriter results(out);
+  bool past_limit = false;
+  XrlArgsWriter results(out, &past_limit);
   const XrlCmdError answer = command.handler(command.target, in, results);
   const std::size_t bytes = out.size() - start - xrl_frame::LENGTH_BYTES;
-  if (answer.is_okay() && bytes <= xrl_limits::MAX_FRAME_BYTES) [[likely]] {
+  const bool fits = !past_limit && bytes <= xrl_limits::MAX_FRAME_BYTES;
+  if (answer.is_okay() && fits) [[likely]] {
     xrl_frame::end_reply(out, start, request.sequence, XrlErrorCode::OKAY);
     return;
   }
   out.truncate(start);
-  if (answer.is_okay()) {
-    xrl_frame::append_error_reply(
-        out, request.sequence,
-        XrlError::INTERNAL_ERROR("the reply of " + std::to_string(bytes) +
-                                 " bytes is longer than a frame may be."));
-  } else {
-    xrl_frame::append_error_reply(out, request.sequence, answer.error());
-  }
+  xrl_frame::append_error_reply(
+      out, request.sequence,
+      answer.is_okay() ? XrlError::INTERNAL_ERROR("the reply is longer than a frame may be.")
+                       : answer.error());
 }
 
 }  // namespace

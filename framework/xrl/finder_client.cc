@@ -194,7 +194,13 @@ void FinderClient::retry_later() {
 }
 
 void FinderClient::connection_up(XrlConnection&) {
-  register_target();
+  // Who holds the class asks for it at once after the finder was restarted;
+  // who waits for it asks later, so the holder gets it back.
+  if (_stands_by) {
+    _register_again.schedule_after(longest_retry() * 2);
+  } else {
+    register_target();
+  }
 }
 
 void FinderClient::register_target() {
@@ -233,12 +239,12 @@ void FinderClient::registered(const XrlError& error) {
     XLOG_WARNING("the finder does not register '%s': %s Trying again.",
                  _identity.class_name.c_str(), error.note().c_str());
   }
-  // The holder of the class reconnects sooner than this after the finder was
-  // restarted, so it gets its class back.
+  _stands_by = true;
   _register_again.schedule_after(longest_retry() * 2);
 }
 
 void FinderClient::become_ready() {
+  _stands_by = false;
   _told_refusal.clear();
   _retry_delay = xrl_limits::RECONNECT_MIN;
   _was_ready = true;

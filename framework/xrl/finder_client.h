@@ -58,6 +58,8 @@ class FinderClient final : private XrlConnection::Delegate {
 
   // Registered at least once (a client only: had a session at least once).
   [[nodiscard]] bool was_ready() const { return _was_ready; }
+  // A session stands now and the target is registered.
+  [[nodiscard]] bool is_ready() const { return _ready; }
   [[nodiscard]] IPv4 address() const { return _address; }
   [[nodiscard]] std::uint16_t port() const { return _identity.finder_port; }
   // Requests of the router's users to the finder that await an answer.
@@ -123,6 +125,7 @@ class FinderClient final : private XrlConnection::Delegate {
   IPv4 _address;
   bool _ready = false;  // a session stands and the target is registered
   bool _was_ready = false;
+  bool _stands_by = false;    // another target held the class when last asked
   std::string _told_refusal;  // what was logged last, so that it is logged once
   Duration _retry_delay;
   std::set<std::string> _interests;  // confirmed, to be asked for in every session

@@ -31,9 +31,7 @@ XrlPeer::XrlPeer(EventLoop& loop, std::string target, xrl_frame::Hello hello, Fi
       _hello(std::move(hello)),
       _finder(finder),
       _owner(owner),
-      _calls(
-          loop, xrl_limits::REPLY_TIMEOUT,
-          [this] { return XrlError::REPLY_TIMED_OUT("no reply from '" + _target + "' in time."); }),
+      _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return timeout_error(); }),
       _refuse(loop, [this] { refuse_now(); }),
       _bury(loop, [this] { _closed.clear(); }) {}
 
@@ -93,7 +91,7 @@ void XrlPeer::refuse_now() {
     _calls.fail(sequence, error);
     if (!token->alive) return;
   }
-  if (is_idle()) _owner.peer_is_idle();
+  tell_if_idle();
 }
 
 // Towards a connection: with what is known of the target, or by asking.
@@ -202,7 +200,7 @@ void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, const std::s
     return;
   }
   if (_calls.pending() == 0) {
-    _owner.peer_is_idle();
+    tell_if_idle();
     return;
   }
   _owner.requests_lost(_target);
@@ -220,13 +218,23 @@ void XrlPeer::fail_all(const XrlError& error) {
   _waiting_bytes = 0;
   const auto token = _lifeline.token();
   _calls.fail_all(error);
-  if (token->alive && is_idle()) _owner.peer_is_idle();
+  if (token->alive) tell_if_idle();
+}
+
+void XrlPeer::tell_if_idle() {
+  if (is_idle()) _owner.peer_is_idle();
+}
+
+XrlError XrlPeer::timeout_error() const {
+  if (_resolving && !_finder.is_ready()) return XrlError::NO_FINDER("the finder is not reached.");
+  return XrlError::REPLY_TIMED_OUT("no reply from '" + _target + "' in time.");
 }
 
 void XrlPeer::target_died(std::string_view instance) {
   if (instance != _resolution.instance) return;
   if (_connection == nullptr && !_resolving) {
     forget_resolution();
+    tell_if_idle();
   } else {
     _resolution_in_doubt = true;
   }

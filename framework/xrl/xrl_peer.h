@@ -30,8 +30,8 @@ class XrlPeer final : private XrlConnection::Delegate {
     virtual ~Owner() = default;
     // A connection that stood was lost while requests were on the way.
     virtual void requests_lost(const std::string& target) = 0;
-    // Nothing is pending and no connection stands: the peer may go, but not
-    // before the end of the turn.
+    // is_idle() has become true: the peer may go, but not before the end of the
+    // turn.
     virtual void peer_is_idle() = 0;
     // This process's own address, as others see it.
     [[nodiscard]] virtual IPv4 local_host() const = 0;
@@ -47,8 +47,11 @@ class XrlPeer final : private XrlConnection::Delegate {
                           XrlReply reply);
   [[nodiscard]] const std::string& target() const { return _target; }
   [[nodiscard]] std::size_t pending() const { return _calls.pending(); }
+  // Nothing is pending, no connection stands, and nothing is known of the
+  // target that would be missed.
   [[nodiscard]] bool is_idle() const {
-    return _calls.pending() == 0 && _connection == nullptr && !_resolving;
+    return _calls.pending() == 0 && _connection == nullptr && !_resolving &&
+           _resolution.instance.empty();
   }
   // What is known of this instance may be true no longer.
   void target_died(std::string_view instance);
@@ -74,6 +77,8 @@ class XrlPeer final : private XrlConnection::Delegate {
   void try_next_address();
   void forget_resolution();
   void fail_all(const XrlError& error);
+  void tell_if_idle();
+  [[nodiscard]] XrlError timeout_error() const;
 
   void connection_up(XrlConnection& connection) override;
   void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,

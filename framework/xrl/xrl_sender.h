@@ -25,8 +25,8 @@ class XrlSender {
   // Queues a request with the arguments just written. True: `reply` is
   // delivered exactly once, later, from the event loop, at the latest with
   // REPLY_TIMED_OUT, unless the sender is destroyed before. False: it could
-  // not be queued (no finder registration yet, or a limit of this peer is
-  // reached) and `reply` is dropped.
+  // not be queued (no finder registration yet, a limit of this peer is reached,
+  // or an argument is longer than may be) and `reply` is dropped.
   // Requests to one target arrive in the order sent.
   virtual bool send(std::string_view target, std::string_view method, XrlReply reply) = 0;
 };

@@ -56,7 +56,7 @@ std::size_t XrlStdRouter::pending() const {
 }
 
 bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlReply reply) {
-  if (!_finder->was_ready()) return false;
+  if (!_finder->was_ready() || _args_past_limit) return false;
   if (target == "finder") return _finder->send(method, _args.bytes(), std::move(reply));
   return peer_for(target).send(method, _args.bytes(), std::move(reply));
 }
@@ -134,7 +134,6 @@ std::vector<NetAddress> XrlStdRouter::listen_for_peers(const NetAddress& local) 
 
 void XrlStdRouter::target_died(std::string_view instance) {
   for (const auto& [target, peer] : _peers) peer->target_died(instance);
-  _sweep.schedule();
 }
 
 void XrlStdRouter::requests_lost(const std::string& target) {

@@ -44,7 +44,8 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
 
   XrlArgsWriter begin_args() override {
     _args.clear();
-    return XrlArgsWriter(_args);
+    _args_past_limit = false;
+    return XrlArgsWriter(_args, &_args_past_limit);
   }
   bool send(std::string_view target, std::string_view method, XrlReply reply) override;
 
@@ -72,6 +73,7 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   xrl_frame::Hello _hello;
   IPv4 _local_host;
   ByteBuffer _args;
+  bool _args_past_limit = false;  // they are not to be sent
   XrlDispatcher _dispatcher;
   std::unique_ptr<XrlListener> _listener;
   std::unique_ptr<FinderClient> _finder;

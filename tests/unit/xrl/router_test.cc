@@ -1,0 +1,504 @@
+// What a router promises to those who send through it and to those it asks:
+// finder, routers and targets in one process, on virtual time.
+#include "framework/xrl/xrl_std_router.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/finder/finder_server.h"
+#include "framework/xrl/interfaces/finder_event_notifier_xif.h"
+#include "framework/xrl/limits.h"
+#include "tests/simulation/sim_world.h"
+#include "tests/support/echo_target.h"
+#include "tests/support/interfaces/echo_xif.h"
+#include "tests/support/log_capture.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr const char* FINDER_HOST = "127.0.0.1";
+constexpr std::uint16_t FINDER_PORT = 19999;
+
+// A process that answers: its router and its target.
+struct EchoProcess {
+  explicit EchoProcess(EventLoop& loop, bool unix_listener = false)
+      : router(loop, "echo", FINDER_HOST, FINDER_PORT, unix_listener), target(&router) {}
+  XrlStdRouter router;
+  EchoTarget target;
+};
+
+// A process that listens to births and deaths.
+struct WatcherProcess {
+  explicit WatcherProcess(EventLoop& loop)
+      : router(loop, "watcher", FINDER_HOST, FINDER_PORT, false), target(&router) {}
+  XrlStdRouter router;
+  WatcherTarget target;
+};
+
+class Router : public testing::Test {
+ protected:
+  void start_finder() {
+    finder.emplace(world.loop(), NetAddress::tcp(IPv4::loopback(), FINDER_PORT), AllowList(), "");
+  }
+  void start_echo() { echo = std::make_unique<EchoProcess>(world.loop()); }
+  void start_client() {
+    client = std::make_unique<XrlStdRouter>(world.loop(), "", FINDER_HOST, FINDER_PORT, false);
+  }
+  // The usual set-up, everything registered.
+  void start_all() {
+    start_finder();
+    start_echo();
+    start_client();
+    settle([this] { return echo->router.ready() && client->ready(); });
+  }
+  void settle(const std::function<bool()>& done, Duration limit = seconds(20)) {
+    ASSERT_TRUE(world.run_until(done, limit)) << world.report();
+  }
+
+  // Says a text and remembers each answer as "CODE TEXT".
+  bool say(const std::string& text) {
+    return XrlEchoV0p1Client(client.get())
+        .send_say("echo", text,
+                  callback([this](const XrlError& error, const std::string_view* said) {
+                    answers.push_back(std::to_string(error.error_code()) + " " +
+                                      (said != nullptr ? std::string(*said) : error.note()));
+                  }));
+  }
+  // Says a text and waits for the answer.
+  std::string answer_to(const std::string& text) {
+    const std::size_t before = answers.size();
+    EXPECT_TRUE(say(text));
+    EXPECT_TRUE(world.run_until([&] { return answers.size() > before; }, seconds(40)))
+        << world.report();
+    return answers.size() > before ? answers.back() : "none";
+  }
+  void watch(WatcherProcess& watcher, const std::string& class_name) {
+    std::optional<XrlError> answer;
+    ASSERT_TRUE(XrlFinderEventNotifierV0p1Client(&watcher.router)
+                    .send_register_class_event_interest(
+                        "finder", watcher.router.instance_name(), class_name,
+                        callback([&](const XrlError& error) { answer = error; })));
+    settle([&] { return answer.has_value(); });
+    ASSERT_EQ(*answer, XrlError::OKAY()) << answer->str();
+  }
+
+  SimWorld world{1};
+  std::optional<FinderServer> finder;
+  std::unique_ptr<EchoProcess> echo;
+  std::unique_ptr<XrlStdRouter> client;
+  std::vector<std::string> answers;
+};
+
+TEST_F(Router, CarriesARequestToItsHandlerAndTheReplyToItsCallback) {
+  start_all();
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+  EXPECT_EQ(echo->target.heard(), std::vector<std::string>{"hello"});
+}
+
+TEST_F(Router, CarriesARefusalWithItsText) {
+  start_all();
+  std::optional<XrlError> answer;
+  XrlEchoV0p1Client(client.get())
+      .send_refuse("echo", "not today.", callback([&](const XrlError& e) { answer = e; }));
+  settle([&] { return answer.has_value(); });
+  EXPECT_EQ(answer->str(), "102 COMMAND_FAILED not today.");
+}
+
+TEST_F(Router, QueuesNothingBeforeItsFirstRegistration) {
+  start_client();
+  EXPECT_FALSE(say("too early"));
+  EXPECT_EQ(client->pending(), 0U);
+}
+
+TEST_F(Router, WaitsForAFinderThatStartsLater) {
+  start_echo();
+  start_client();
+  world.run_for(seconds(10));
+  EXPECT_FALSE(client->ready());
+  start_finder();
+  settle([this] { return echo->router.ready() && client->ready(); }, seconds(1));
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+}
+
+TEST_F(Router, DeliversRequestsToOneTargetInTheOrderSent) {
+  start_all();
+  std::vector<std::string> said;
+  for (int i = 0; i < 300; ++i) {
+    said.push_back(std::to_string(i));
+    ASSERT_TRUE(say(said.back()));
+    if (i % 50 == 0) world.loop().run();
+  }
+  settle([&] { return answers.size() == said.size(); });
+  EXPECT_EQ(echo->target.heard(), said);
+}
+
+TEST_F(Router, RunsNoCallbackWithinTheSendingCall) {
+  start_all();
+  ASSERT_TRUE(say("hello"));
+  EXPECT_TRUE(answers.empty());
+  EXPECT_EQ(client->pending(), 1U);
+  settle([this] { return !answers.empty(); });
+  EXPECT_EQ(client->pending(), 0U);
+}
+
+TEST_F(Router, AnswersResolveFailedForANameThatNobodyRegistered) {
+  start_finder();
+  start_client();
+  settle([this] { return client->ready(); });
+  EXPECT_EQ(answer_to("hello").substr(0, 4), "201 ");
+}
+
+TEST_F(Router, AnswersNoSuchMethodForAMethodThatTheTargetHasNot) {
+  start_all();
+  std::optional<XrlError> answer;
+  XrlFinderEventNotifierV0p1Client(client.get())
+      .send_register_class_event_interest("echo", "a", "b",
+                                          callback([&](const XrlError& e) { answer = e; }));
+  settle([&] { return answer.has_value(); });
+  EXPECT_EQ(answer->str(),
+            "202 NO_SUCH_METHOD 'echo' has no method "
+            "'finder_event_notifier/0.1/register_class_event_interest'.");
+}
+
+TEST_F(Router, AnswersBadArgsBeforeTheHandlerRuns) {
+  start_all();
+  std::optional<XrlError> answer;
+  client->begin_args().u32("text", 5);
+  XrlReply reply;
+  struct Sink : RefCounted {
+    std::optional<XrlError>* answer = nullptr;
+  };
+  const ref_ptr<Sink> sink(new Sink);
+  sink->answer = &answer;
+  reply.callback = sink;
+  reply.deliver = [](RefCounted& to, const XrlError& error, XrlArgsReader&) {
+    *static_cast<Sink&>(to).answer = error;
+  };
+  ASSERT_TRUE(client->send("echo", "echo/0.1/say", reply));
+  settle([&] { return answer.has_value(); });
+  EXPECT_EQ(answer->str(), "101 BAD_ARGS argument 'text' is u32, txt expected.");
+  EXPECT_TRUE(echo->target.heard().empty());
+}
+
+TEST_F(Router, AnswersInternalErrorForAReplyLongerThanAFrame) {
+  start_all();
+  std::optional<XrlError> answer;
+  XrlEchoV0p1Client(client.get())
+      .send_fill("echo", xrl_limits::MAX_FRAME_BYTES,
+                 callback([&](const XrlError& e, const std::string_view*) { answer = e; }));
+  settle([&] { return answer.has_value(); });
+  EXPECT_EQ(answer->str(), "220 INTERNAL_ERROR the reply is longer than a frame may be.");
+  EXPECT_EQ(answer_to("still there"), "100 still there");
+}
+
+TEST_F(Router, RefusesToQueueATextLongerThanATextMayBe) {
+  start_all();
+  EXPECT_EQ(answer_to(std::string(xrl_limits::MAX_TEXT_BYTES, 'x')).size(),
+            4 + xrl_limits::MAX_TEXT_BYTES);
+  EXPECT_FALSE(say(std::string(xrl_limits::MAX_TEXT_BYTES + 1, 'x')));
+}
+
+TEST_F(Router, RefusesToQueueMoreRequestsThanMayBeInFlight) {
+  start_all();
+  answer_to("connected");
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::IGNORE; });
+  for (std::size_t i = 0; i < xrl_limits::MAX_REQUESTS_IN_FLIGHT; ++i) ASSERT_TRUE(say("x")) << i;
+  EXPECT_FALSE(say("one more"));
+}
+
+TEST_F(Router, RefusesToQueueMoreBytesThanAPeerMayOwe) {
+  start_all();
+  answer_to("connected");
+  const std::string text(1U << 20U, 'x');
+  std::size_t queued = 0;
+  while (queued < 100 && say(text)) ++queued;
+  EXPECT_EQ(queued, xrl_limits::MAX_REQUEST_BYTES_QUEUED / text.size() - 1);
+}
+
+TEST_F(Router, GivesUpOnASilentTargetAfterThirtySeconds) {
+  start_all();
+  answer_to("connected");
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::IGNORE; });
+  const TimePoint start = world.now();
+  EXPECT_EQ(answer_to("anyone?"), "211 no reply from 'echo' in time.");
+  EXPECT_GE(world.now() - start, seconds(30));
+  EXPECT_LT(world.now() - start, seconds(31));
+}
+
+TEST_F(Router, AnswersSendFailedToWhatWasOnTheWayWhenTheConnectionIsLost) {
+  start_all();
+  answer_to("connected");
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::CLOSE; });
+  LogCapture log;
+  EXPECT_EQ(answer_to("hello").substr(0, 4), "210 ");
+  echo->router.set_request_filter({});
+  EXPECT_EQ(answer_to("again"), "100 again");
+}
+
+TEST_F(Router, ReachesTheNextInstanceOfATargetThatDied) {
+  start_all();
+  EXPECT_EQ(answer_to("first"), "100 first");
+  echo.reset();
+  world.run_for(seconds(1));
+  start_echo();
+  settle([this] { return echo->router.ready(); });
+  EXPECT_EQ(answer_to("second"), "100 second");
+  EXPECT_EQ(echo->target.heard(), std::vector<std::string>{"second"});
+}
+
+TEST_F(Router, GoesOnServingThoseItKnowsWhileTheFinderIsGone) {
+  start_all();
+  answer_to("known");
+  LogCapture log;
+  finder.reset();
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(answer_to("no finder needed"), "100 no finder needed");
+}
+
+TEST_F(Router, ConnectsAgainToAKnownTargetWhileTheFinderIsGone) {
+  start_all();
+  answer_to("known");
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(1));
+  world.network().cut_random();
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("again"), "100 again");
+}
+
+TEST_F(Router, FindsNewTargetsWithinASecondOfTheFindersReturn) {
+  start_all();
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(60));
+  start_finder();
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+}
+
+TEST_F(Router, KeepsALookUpThatTheFinderDidNotAnswerForItsReturn) {
+  start_all();
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(1));
+  ASSERT_TRUE(say("hello"));
+  world.run_for(seconds(5));
+  EXPECT_TRUE(answers.empty());
+  start_finder();
+  settle([this] { return answers.size() == 1; });
+}
+
+TEST_F(Router, AnswersNoFinderToALookUpWhenTheFinderStaysAway) {
+  start_all();
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("hello"), "200 the finder is not reached.");
+}
+
+TEST_F(Router, LetsASecondTargetOfItsClassWaitAndTakeOver) {
+  start_all();
+  answer_to("first");
+  LogCapture log;
+  auto second = std::make_unique<EchoProcess>(world.loop());
+  world.run_for(seconds(10));
+  EXPECT_FALSE(second->router.ready());
+  EXPECT_EQ(answer_to("still the first"), "100 still the first");
+  EXPECT_EQ(echo->target.heard().size(), 2U);
+  EXPECT_EQ(log.take_lines().size(), 1U) << "waiting is told once";
+  echo.reset();
+  settle([&] { return second->router.ready(); }, seconds(2));
+  EXPECT_EQ(answer_to("the second"), "100 the second");
+  EXPECT_EQ(second->target.heard(), std::vector<std::string>{"the second"});
+}
+
+TEST_F(Router, GivesAClassBackToItsHolderAfterTheFinderWasRestarted) {
+  start_all();
+  LogCapture log;
+  EchoProcess second(world.loop());
+  world.run_for(seconds(3));
+  for (int i = 0; i < 5; ++i) {
+    finder.reset();
+    world.run_for(milliseconds(300 * i));
+    start_finder();
+    world.run_for(seconds(5));
+    EXPECT_EQ(answer_to("hello"), "100 hello");
+  }
+  EXPECT_EQ(echo->target.heard().size(), 5U);
+  EXPECT_FALSE(second.router.ready());
+}
+
+TEST_F(Router, RunsNoCallbackWhoseOwnerIsGone) {
+  start_all();
+  answer_to("connected");
+  auto owner = std::make_unique<Lifeline>();
+  bool ran = false;
+  ASSERT_TRUE(XrlEchoV0p1Client(client.get())
+                  .send_say("echo", "hello",
+                            callback(*owner, [&](const XrlError&, const std::string_view*) {
+                              ran = true;
+                            })));
+  owner.reset();
+  settle([this] { return client->pending() == 0; });
+  EXPECT_FALSE(ran);
+}
+
+TEST_F(Router, MayBeDestroyedFromAReplysCallback) {
+  start_all();
+  answer_to("connected");
+  bool ran = false;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(
+        XrlEchoV0p1Client(client.get())
+            .send_say("echo", "hello", callback([&](const XrlError&, const std::string_view*) {
+                        ran = true;
+                        client.reset();
+                      })));
+  }
+  settle([&] { return ran; });
+  world.run_for(seconds(1));
+  EXPECT_EQ(client, nullptr);
+}
+
+TEST_F(Router, MayBeDestroyedFromTheCallbackOfALostRequest) {
+  start_all();
+  answer_to("connected");
+  LogCapture log;
+  bool ran = false;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(
+        XrlEchoV0p1Client(client.get())
+            .send_say("echo", "hello", callback([&](const XrlError&, const std::string_view*) {
+                        ran = true;
+                        client.reset();
+                      })));
+  }
+  echo.reset();
+  settle([&] { return ran; });
+  world.run_for(seconds(1));
+  EXPECT_EQ(client, nullptr);
+}
+
+TEST_F(Router, IsReachedOverAUnixDomainSocketWhereItAsksForOne) {
+  start_finder();
+  echo = std::make_unique<EchoProcess>(world.loop(), true);
+  start_client();
+  settle([this] { return echo->router.ready() && client->ready(); });
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+  bool over_unix = false;
+  for (const SimConnection& connection : world.network().connections()) {
+    over_unix = over_unix || connection.listener.family == NetAddress::Family::UNIX;
+  }
+  EXPECT_TRUE(over_unix);
+}
+
+TEST_F(Router, HearsOfTargetsThatLiveAlreadyAndOfBirthsAndDeathsToCome) {
+  start_all();
+  WatcherProcess watcher(world.loop());
+  settle([&] { return watcher.router.ready(); });
+  watch(watcher, "echo");
+  settle([&] { return watcher.target.events().size() == 1; });
+  echo.reset();
+  settle([&] { return watcher.target.events().size() == 2; });
+  start_echo();
+  settle([&] { return watcher.target.events().size() == 3; });
+  EXPECT_EQ(watcher.target.events(),
+            (std::vector<std::string>{"birth echo", "death echo", "birth echo"}));
+}
+
+TEST_F(Router, AsksForItsInterestsAgainWhenTheFinderIsBack) {
+  start_all();
+  WatcherProcess watcher(world.loop());
+  settle([&] { return watcher.router.ready(); });
+  watch(watcher, "echo");
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(2));
+  start_finder();
+  settle([&] { return watcher.target.count("birth echo") == 2; });
+}
+
+TEST_F(Router, HearsOfABirthAgainWhenWhatItSaidToThatTargetMayBeLost) {
+  start_all();
+  WatcherProcess watcher(world.loop());
+  settle([&] { return watcher.router.ready(); });
+  watch(watcher, "echo");
+  LogCapture log;
+  std::optional<XrlError> answer;
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::CLOSE; });
+  XrlEchoV0p1Client(&watcher.router)
+      .send_say("echo", "hello",
+                callback([&](const XrlError& e, const std::string_view*) { answer = e; }));
+  settle([&] { return answer.has_value() && watcher.target.count("birth echo") == 2; });
+  EXPECT_EQ(answer->code(), XrlErrorCode::SEND_FAILED);
+}
+
+TEST_F(Router, RefusesARequestWhoseKeyItDidNotHandOut) {
+  start_all();
+  NetAddress where;
+  for (const SimConnection& connection : world.network().connections()) {
+    if (connection.listener.port != FINDER_PORT) where = connection.listener;
+  }
+  answer_to("connected");
+  for (const SimConnection& connection : world.network().connections()) {
+    if (connection.listener.port != FINDER_PORT) where = connection.listener;
+  }
+  struct Guest : XrlConnection::Delegate {
+    void connection_up(XrlConnection& connection) override {
+      connection.send_request(1, well_known_xrl_key("echo/0.1/refuse"), {});
+    }
+    void reply_arrived(XrlConnection&, std::uint32_t, const XrlError& error,
+                       XrlArgsReader&) override {
+      answer = error;
+    }
+    void connection_down(XrlConnection&, XrlConnection::Cause, const std::string&) override {}
+    std::optional<XrlError> answer;
+  } guest;
+  XrlConnection connection(world.loop(), world.network().connect(where),
+                           XrlConnection::Side::CONNECTING, where, {"guest", ""}, nullptr, guest);
+  settle([&] { return guest.answer.has_value(); });
+  EXPECT_EQ(guest.answer->str(),
+            "202 NO_SUCH_METHOD the request's key names no method of this target.");
+}
+
+TEST_F(Router, HoldsNoMoreRepliesForAPeerThatNeverReadsThanTheHighWaterMark) {
+  start_all();
+  answer_to("connected");
+  NetAddress where;
+  for (const SimConnection& connection : world.network().connections()) {
+    if (connection.listener.port != FINDER_PORT) where = connection.listener;
+  }
+  ByteBuffer args;
+  XrlArgsWriter(args).u32("bytes", 100000);
+  const XrlCmdMap::Command* fill = echo->router.find("echo/0.1/fill");
+  ASSERT_NE(fill, nullptr);
+  ByteBuffer bytes;
+  xrl_frame::append_hello(bytes, {"greedy", ""});
+  for (std::uint32_t i = 0; i < 1000; ++i) {
+    xrl_frame::append_request(bytes, i, fill->key, args.bytes());
+  }
+  const int fd = world.network().connect(where);
+  world.run_for(seconds(1));
+  LogCapture log;
+  while (!bytes.empty()) {
+    const auto wrote = world.network().write(fd, bytes.bytes());
+    if (wrote <= 0) break;
+    bytes.consume(static_cast<std::size_t>(wrote));
+    world.run_for(milliseconds(10));
+  }
+  world.run_for(seconds(20));
+  EXPECT_TRUE(log.take().empty());
+  world.run_for(seconds(20));
+  const auto lines = log.take_lines();
+  ASSERT_EQ(lines.size(), 1U) << "a peer that takes nothing for 30 s goes, with one line";
+  EXPECT_NE(lines[0].find("the peer takes no data"), std::string::npos) << lines[0];
+  world.network().close(fd);
+  EXPECT_EQ(answer_to("still there"), "100 still there");
+}
+
+}  // namespace
