@@ -1,0 +1,125 @@
+#include "framework/finder/finder_server.h"
+
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "framework/base/exceptions.h"
+#include "framework/base/xlog.h"
+
+namespace {
+
+constexpr const char* FINDER = "finder";
+constexpr std::string_view TARGET_DIED_METHOD = "finder_client/0.1/target_died";
+
+}  // namespace
+
+FinderServer::FinderServer(EventLoop& loop, const NetAddress& address, AllowList allowed,
+                           std::string cookie)
+    : _commands(FINDER),
+      _target(_commands, _registry, *this),
+      _listener(loop, _dispatcher, listener_options(std::move(allowed), std::move(cookie)), this),
+      _registry(open(address)),
+      _send_notices(loop, [this] { send_notices(); }) {
+  _dispatcher.set_commands(_commands);
+}
+
+FinderServer::~FinderServer() = default;
+
+XrlListener::Options FinderServer::listener_options(AllowList allowed, std::string cookie) const {
+  XrlListener::Options options = XrlListener::default_options();
+  options.hello = {FINDER, std::move(cookie)};
+  options.admit = [allowed = std::move(allowed)](const NetAddress& peer) {
+    return allowed.allows(peer);
+  };
+  // A daemon may be silent for months; who only asks comes again.
+  options.keep = [this](const XrlConnection& connection) {
+    return _registry.target_of(_sessions.at(&connection)) != nullptr;
+  };
+  return options;
+}
+
+FinderTarget FinderServer::open(const NetAddress& address) {
+  const int result = _listener.listen(address);
+  if (result < 0) {
+    throw XorpException("cannot listen on " + address.str() + ": " + std::strerror(-result));
+  }
+  FinderTarget own{FINDER, FINDER, {this->address().str()}, {}};
+  for (const auto& command : _commands.commands()) {
+    own.methods.push_back({command->method, command->key});
+  }
+  return own;
+}
+
+// ---------------------------------------------------------------- sessions
+
+void FinderServer::session_up(XrlConnection& connection) {
+  const std::optional<FinderSession> session = _registry.open_session();
+  // The listener keeps no more connections than there may be sessions.
+  XLOG_ASSERT(session.has_value(), std::to_string(_registry.session_count()) + " sessions");
+  _sessions.emplace(&connection, *session);
+  _connections.emplace(*session, &connection);
+}
+
+void FinderServer::session_down(XrlConnection& connection) {
+  const auto found = _sessions.find(&connection);
+  const FinderSession session = found->second;
+  _sessions.erase(found);
+  _connections.erase(session);
+  _registry.close_session(session);
+  collect_notices();
+}
+
+FinderSession FinderServer::current_session() {
+  return _sessions.at(_dispatcher.current());
+}
+
+XrlConnection* FinderServer::connection_of(FinderSession session) const {
+  const auto found = _connections.find(session);
+  return found == _connections.end() ? nullptr : found->second;
+}
+
+// ----------------------------------------------------------------- notices
+
+void FinderServer::notices_queued() {
+  collect_notices();
+  if (_waiting.size() > finder_limits::MAX_WAITING_NOTICES) send_notices();
+}
+
+void FinderServer::collect_notices() {
+  for (FinderNotice& notice : _registry.take_notices()) _waiting.push_back(std::move(notice));
+  if (!_waiting.empty()) _send_notices.schedule();
+}
+
+void FinderServer::send_notices() {
+  // The answer to the request that is being handled is half written: what its
+  // session is to be told waits until the answer is complete.
+  std::deque<FinderNotice> kept;
+  while (!_waiting.empty()) {
+    FinderNotice notice = std::move(_waiting.front());
+    _waiting.pop_front();
+    XrlConnection* const to = connection_of(notice.to);
+    if (to == nullptr) continue;
+    if (to == _dispatcher.current()) {
+      kept.push_back(std::move(notice));
+    } else if (to->bytes_to_write() > finder_limits::MAX_UNSENT_BYTES) {
+      to->close("the session takes no news");
+    } else {
+      send(*to, notice);
+    }
+  }
+  _waiting = std::move(kept);
+}
+
+void FinderServer::send(XrlConnection& to, const FinderNotice& notice) {
+  _args.clear();
+  XrlArgsWriter args(_args);
+  if (notice.kind == FinderNotice::Kind::TARGET_DIED) {
+    args.text("instance_name", notice.instance_name);
+    to.send_request(_next_sequence++, well_known_xrl_key(TARGET_DIED_METHOD), _args.bytes());
+  } else {
+    args.text("target_class", notice.class_name);
+    args.text("target_instance", notice.instance_name);
+    to.send_request(_next_sequence++, notice.key, _args.bytes());
+  }
+}
