@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "policy/policy_info.h"
 
@@ -12,6 +13,9 @@ class PolicyPortInfo : public PolicyInfo {
   PolicyPortInfo(PolicyTree& tree, std::string name);
 
   [[nodiscard]] const std::string& name() const { return std::get<std::string>(record_name()); }
+
+  // -1, and nothing changes, when memory runs out.
+  [[nodiscard]] int set_lag(bool member, std::string_view lag);
 
   std::uint32_t card_id;
   bool card_ready = false;

@@ -1,0 +1,45 @@
+// List arguments of commands: what they hold, and the checks of those that
+// map values to egress queues.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "framework/xrl/xrl_atom_list.h"
+
+inline constexpr std::uint32_t MAX_PRIORITY = 7;
+inline constexpr std::uint32_t MAX_DSCP = 63;
+inline constexpr std::uint32_t MAX_QUEUE = 7;
+
+// The elements in order.
+[[nodiscard]] inline std::vector<std::uint32_t> numbers_of(const XrlAtomList& list) {
+  std::vector<std::uint32_t> numbers;
+  numbers.reserve(list.size());
+  for (const std::uint32_t number : list.u32s()) numbers.push_back(number);
+  return numbers;
+}
+
+// The elements in order, as long as the list stays as it is.
+[[nodiscard]] inline std::vector<std::string_view> texts_of(const XrlAtomList& list) {
+  std::vector<std::string_view> texts;
+  texts.reserve(list.size());
+  for (const std::string_view text : list.texts()) texts.push_back(text);
+  return texts;
+}
+
+// Whether every number of the list is at most `max`.
+[[nodiscard]] inline bool are_all_within(const XrlAtomList& list, std::uint32_t max) {
+  for (const std::uint32_t number : list.u32s()) {
+    if (number > max) return false;
+  }
+  return true;
+}
+
+// Whether each key, at most `max_key`, stands beside a queue.
+[[nodiscard]] inline bool are_queue_pairs(const XrlAtomList& keys, std::uint32_t max_key,
+                                          const XrlAtomList& queues) {
+  return keys.size() == queues.size() && are_all_within(keys, max_key) &&
+         are_all_within(queues, MAX_QUEUE);
+}
