@@ -1,20 +1,28 @@
 #include "platform/class_watch.h"
 
+#include <chrono>
 #include <utility>
 
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_sender.h"
 
-// The finder is asked as often as a lost one is looked for: until our router
-// has registered there every attempt fails without leaving the process.
+namespace {
+
+// Until our router has registered, which takes about a millisecond where the
+// finder is up, an attempt fails without leaving the process and costs nothing.
+constexpr std::chrono::milliseconds FIRST_RETRY{10};
+constexpr std::chrono::milliseconds LONGEST_RETRY = xrl_limits::RECONNECT_MAX_LOOPBACK;
+
+}  // namespace
+
 ClassWatch::ClassWatch(EventLoop& loop, XrlSender& sender, std::string requester_instance,
                        std::string class_name)
     : _sender(sender),
       _requester_instance(std::move(requester_instance)),
       _class_name(std::move(class_name)),
       _retry(
-          loop, [this] { ask(); }, xrl_limits::RECONNECT_MIN, xrl_limits::RECONNECT_MAX_LOOPBACK) {
+          loop, [this] { ask(); }, FIRST_RETRY, LONGEST_RETRY) {
   ask();
 }
 
