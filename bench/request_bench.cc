@@ -63,17 +63,23 @@ class Load {
   Load(EventLoop& loop, XrlStdRouter& router)
       : _loop(loop),
         _client(&router),
-        _router(router),
         _answered_cb(callback([this](const XrlError& error, const std::uint32_t* number1,
                                      const std::uint32_t*, const bool*, const std::uint32_t*,
                                      const std::uint32_t*) { answered(error, number1); })) {}
 
+  // Asks until the daemon is there.
   void create_time_range() {
-    bool done = false;
-    const bool sent = _client.send_create_time_range(
-        "policy", NAME, 22, 6, true, 0, 0, callback([&](const XrlError&) { done = true; }));
-    if (!sent) std::exit(1);
-    while (!done) _loop.run();
+    bool created = false;
+    while (!created) {
+      bool answered = false;
+      const bool sent = _client.send_create_time_range("policy", NAME, 22, 6, true, 0, 0,
+                                                       callback([&](const XrlError& error) {
+                                                         answered = true;
+                                                         created = error.is_okay();
+                                                       }));
+      if (!sent) std::exit(1);
+      while (!answered) _loop.run();
+    }
   }
 
   double run(std::size_t requests, std::size_t in_flight) {
@@ -104,7 +110,6 @@ class Load {
 
   EventLoop& _loop;
   XrlPolicyConfigV0p1Client _client;
-  XrlStdRouter& _router;
   XrlPolicyConfigV0p1Client::GetTimeRangeCB _answered_cb;
   std::size_t _left = 0;
   std::size_t _unanswered = 0;
