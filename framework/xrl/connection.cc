@@ -60,7 +60,7 @@ NetAddress XrlConnection::local_address() const {
 
 void XrlConnection::send_request(std::uint32_t sequence, const XrlKey& key,
                                  std::span<const std::uint8_t> args) {
-  xrl_frame::append_request(_out, sequence, key, args);
+  xrl_frame::append_request(_answering ? _after_answer : _out, sequence, key, args);
   if (!_write_blocked) _flush.schedule();
 }
 
@@ -217,7 +217,12 @@ void XrlConnection::take_request(std::span<const std::uint8_t> body) {
     end(Cause::FAULT, "damaged: a request of " + std::to_string(body.size()) + " bytes");
     return;
   }
+  _answering = true;
   const XrlFilterAction action = _dispatcher->dispatch(*this, request, _out);
+  _answering = false;
+  _out.append(_after_answer.data(), _after_answer.size());
+  _after_answer.clear();
+  _after_answer.release_if_idle(0);
   if (action == XrlFilterAction::CLOSE) {
     close("closed by this side");
     return;
@@ -253,7 +258,8 @@ void XrlConnection::tell_partial_input() {
 }
 
 void XrlConnection::flush() {
-  if (_state == State::CLOSED || _state == State::CONNECTING) return;
+  // A half-written answer stays here, also in a turn nested in its handler.
+  if (_state == State::CLOSED || _state == State::CONNECTING || _answering) return;
   while (!_out.empty()) {
     const std::size_t size = _out.size();
     const std::ptrdiff_t count = _loop.network().write(_fd, _out.bytes());

@@ -73,10 +73,11 @@ class XrlConnection {
   [[nodiscard]] NetAddress local_address() const;
   // When the peer last sent anything (or when the connection began).
   [[nodiscard]] TimePoint last_heard() const { return _last_heard; }
-  [[nodiscard]] std::size_t bytes_to_write() const { return _out.size(); }
+  [[nodiscard]] std::size_t bytes_to_write() const { return _out.size() + _after_answer.size(); }
   [[nodiscard]] std::size_t partial_input_bytes() const { return _in.size(); }
 
-  // Only while UP.
+  // Only while UP. From a handler too: it leaves after the answer that the
+  // handler is about to give.
   void send_request(std::uint32_t sequence, const XrlKey& key, std::span<const std::uint8_t> args);
 
   // Closes at once; what was not written yet is lost. The delegate hears of
@@ -113,12 +114,14 @@ class XrlConnection {
   XrlDispatcher* _dispatcher;
   Delegate& _delegate;
   TimePoint _last_heard;
-  ByteBuffer _in;   // input that could not be run yet
-  ByteBuffer _out;  // not written yet
+  ByteBuffer _in;            // input that could not be run yet
+  ByteBuffer _out;           // not written yet
+  ByteBuffer _after_answer;  // what was sent while the end of _out is a half-written answer
   std::size_t _told_partial = 0;
   bool _was_up = false;
   bool _write_blocked = false;
   bool _parsing = false;
+  bool _answering = false;  // a handler is writing its answer at the end of _out
   std::optional<Watch> _watch;
   Deferred _flush;
   Timer _deadline;     // of the handshake; later of a stalled write
