@@ -20,7 +20,7 @@ std::size_t room(const std::uint8_t* at, const std::uint8_t* end) {
 
 template <std::size_t Size>
 std::array<std::uint8_t, Size> read_bytes(const std::uint8_t* at) {
-  std::array<std::uint8_t, Size> bytes;
+  std::array<std::uint8_t, Size> bytes{};
   std::memcpy(bytes.data(), at, Size);
   return bytes;
 }

@@ -185,6 +185,7 @@ TEST(XrlAtomList, BorrowedReadsWithoutACopy) {
 TEST(XrlAtomList, ACopyOfABorrowedOneOwnsItsElements) {
   std::string bytes = u32(5) + u32(6);
   const XrlAtomList list = XrlAtomList::borrow(XrlAtomType::U32, 2, bytes);
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is what is tried
   const XrlAtomList copy(list);
   XrlAtomList assigned;
   assigned = list;

@@ -9,8 +9,8 @@ namespace {
 
 struct Row {
   XrlError error;
-  std::uint32_t code;
-  const char* name;
+  std::uint32_t code = 0;
+  const char* name = nullptr;
 };
 
 const Row ROWS[] = {
