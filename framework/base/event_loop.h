@@ -3,8 +3,9 @@
 // run() is one turn, always in this order: due timers, then ready
 // descriptors, then deferred calls. When nothing is due it sleeps in the
 // kernel; it never spins. Time stands still within a turn: now() answers the
-// same value until the next one. A timer or a deferred call that is started
-// within a turn runs in a later turn, so a turn always ends.
+// same value until the next one. A timer that is armed within a turn and a call
+// that is deferred by a deferred call run in a later turn, so a turn always
+// ends.
 //
 // Timer, Watch and Deferred are handles. A callback runs only while its
 // handle lives and is armed; destroying the handle, also from inside a callback
@@ -51,7 +52,7 @@ class SharedCallback {
 
 }  // namespace event_loop_detail
 
-// Runs its callback once at a time, or periodically.
+// Runs its callback once for each time it is armed.
 class Timer {
  public:
   using Callback = std::function<void()>;

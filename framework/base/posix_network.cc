@@ -16,15 +16,13 @@ namespace {
 
 constexpr int STREAM_FLAGS = SOCK_NONBLOCK | SOCK_CLOEXEC;
 
-struct SocketAddress {
+struct SocketAddress {  // NOLINT(cppcoreguidelines-pro-type-member-init): one at a time
   union {
-    sockaddr any;
+    sockaddr_un local{};
     sockaddr_in tcp;
-    sockaddr_un local;
+    sockaddr any;
   };
   socklen_t length = 0;
-
-  SocketAddress() : local{} {}
 };
 
 // 0, or why there is no such socket address.
@@ -56,7 +54,9 @@ NetAddress from_socket_address(const SocketAddress& address) {
   }
   const std::size_t head = offsetof(sockaddr_un, sun_path);
   if (address.length <= head) return NetAddress::unix_path({});
-  std::string path(address.local.sun_path, address.length - head);
+  // The kernel counts a terminator that a path of full length has no room for.
+  const std::size_t length = std::min(address.length - head, sizeof(address.local.sun_path));
+  std::string path(address.local.sun_path, length);
   if (path.front() == '\0') {
     path.front() = '@';
   } else {

@@ -61,7 +61,7 @@ TEST(RefPtr, MovingHandsTheShareOn) {
   int live = 0;
   ref_ptr<Counted> one(new Counted(live));
   ref_ptr<Counted> two = std::move(one);
-  EXPECT_TRUE(one.is_empty());  // NOLINT(bugprone-use-after-move)
+  EXPECT_TRUE(one.is_empty());  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
   EXPECT_FALSE(two.is_empty());
   EXPECT_EQ(live, 1);
 }

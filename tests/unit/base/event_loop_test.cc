@@ -377,6 +377,7 @@ TEST_F(TimerTest, KeepTheirOrderThroughManyRandomChanges) {
     }
   }
   std::vector<std::size_t> expected;
+  expected.reserve(model.size());
   for (const auto& entry : model) expected.push_back(std::get<2>(entry));
   _kernel.time += seconds(100);
   _loop.run();

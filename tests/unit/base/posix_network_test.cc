@@ -6,7 +6,7 @@
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -247,6 +247,24 @@ TEST_F(PosixNetworkTest, AbstractNamesNeedNoFile) {
   ASSERT_GE(listener, 0);
   EXPECT_EQ(_network.local_address(listener), address);
   connected(listener);
+}
+
+TEST_F(PosixNetworkTest, APeerWhosePathFillsItsAddressIsNamedInFull) {
+  const NetAddress address = socket_file();
+  const int listener = listen(address);
+  sockaddr_un own{};
+  own.sun_family = AF_UNIX;
+  std::string path = _folder / "x";
+  path.resize(sizeof(own.sun_path), 'x');
+  std::copy(path.begin(), path.end(), own.sun_path);
+  const int client = opened(::socket(AF_UNIX, SOCK_STREAM, 0));
+  ASSERT_EQ(::bind(client, reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+  sockaddr_un there{};
+  there.sun_family = AF_UNIX;
+  std::copy(address.path.begin(), address.path.end(), there.sun_path);
+  ASSERT_EQ(::connect(client, reinterpret_cast<const sockaddr*>(&there), sizeof(there)), 0);
+  ASSERT_GE(accept(listener), 0);
+  EXPECT_EQ(_peer, NetAddress::unix_path(path));
 }
 
 TEST_F(PosixNetworkTest, ConnectingToAMissingSocketFileFailsAtOnce) {
