@@ -41,7 +41,7 @@ class Tidy:
         self.cache.mkdir(exist_ok=True)
         self.deps = included_files(build)
         version = subprocess.run(["clang-tidy", "--version"], check=True, capture_output=True).stdout
-        self.common = version + (tree.ROOT / ".clang-tidy").read_bytes()
+        self.common = version + "".join(map(tree.text, tree.files("*.clang-tidy"))).encode()
         self.contents = {}
 
     def digest(self, path):

@@ -2,19 +2,21 @@
 
 Every ```console block of DOCUMENT is carried out from the root of the tree:
 lines after "$ " are commands (a backslash at the end continues one), the lines
-below a command are what it must print, standard error included. "..." in them
-stands for anything, a line of its own for any number of lines. The programs are
-taken from DIRECTORY instead of build/release/bin.
+below a command are what it must print, standard error included and blanks at
+the end of a line aside. "..." in them stands for anything, a line of its own for
+any number of lines. The programs are taken from DIRECTORY instead of
+build/release/bin.
 
 A command that ends in "&" runs beside the following ones until the end of the
-document; what is shown below it is awaited. Such a program needs a moment to be
-ready, which a person who types gives it: the first command after it is repeated
-until it prints what is shown.
+document; what is shown below it is awaited. A request that only asks (get_...)
+is repeated until it prints what is shown: what it asks about may need a moment
+to arrive, which a person who types gives it.
 """
 
 import argparse
 import fcntl
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -41,7 +43,7 @@ class Step:
         pattern = ""
         for line in self.expected:
             pattern += r"(?:.*\n)*?" if line == "..." else \
-                ".*".join(re.escape(part) for part in line.split("...")) + r"\n"
+                ".*".join(re.escape(part) for part in line.rstrip().split("...")) + r" *\n"
         if printed and not printed.endswith("\n"):
             printed += "\n"
         return re.fullmatch(pattern, printed) is not None
@@ -76,6 +78,9 @@ class Shell:
         command = re.sub(r"^\./run\b", f"./run --bin {self.bin}", command)
         return command.replace(DOCUMENTED_BIN, self.bin)
 
+    def documented(self, printed):
+        return printed.replace(self.bin, DOCUMENTED_BIN)
+
     def start(self, command, output):
         return subprocess.Popen(
             ["bash", "-c", self.real(command)], cwd=tree.ROOT, stdin=subprocess.DEVNULL,
@@ -89,12 +94,13 @@ class Shell:
             except subprocess.TimeoutExpired:
                 os.killpg(process.pid, signal.SIGKILL)
             output.seek(0)
-            return output.read()
+            return self.documented(output.read())
 
     def run_beside(self, step):
         output = tempfile.NamedTemporaryFile("w+")
         self.background.append((self.start(step.command.rstrip().removesuffix("&"), output), output))
-        return until_it_matches(step, lambda: open(output.name, encoding="utf-8").read())
+        return until_it_matches(
+            step, lambda: self.documented(pathlib.Path(output.name).read_text(encoding="utf-8")))
 
     def end(self):
         for process, output in self.background:
@@ -114,16 +120,16 @@ def until_it_matches(step, look):
 
 
 def carry_out(document, shell):
-    problems, settled = [], True
+    problems = []
     for step in steps_of(document):
         print(f"$ {step.command}", flush=True)
         if step.command.rstrip().endswith("&"):
-            printed, settled = shell.run_beside(step), False
-        elif settled:
-            printed = shell.printed_by(step.command)
+            printed = shell.run_beside(step)
+        elif "/get_" in step.command:
+            printed = until_it_matches(
+                step, lambda command=step.command: shell.printed_by(command))
         else:
-            printed, settled = until_it_matches(
-                step, lambda command=step.command: shell.printed_by(command)), True
+            printed = shell.printed_by(step.command)
         print(printed, end="", flush=True)
         if not step.matches(printed):
             problems.append(f"{document}:{step.line_number}: shown otherwise:\n"
