@@ -39,8 +39,7 @@ INSTANTIATE_TEST_SUITE_P(Table, InvalidIPv4,
                                            "1.2.3.4.5", "1..2.3", "256.0.0.1", "1.2.3.999",
                                            "01.2.3.4", "1.2.3.04", "00.0.0.0", " 1.2.3.4",
                                            "1.2.3.4 ", "+1.2.3.4", "-1.2.3.4", "0x1.2.3.4",
-                                           "a.b.c.d", "1,2,3,4", "1.2.3.4/8", "::1", LONG_TEXT,
-                                           WITH_NUL));
+                                           "a.b.c.d", "1,2,3,4", "1.2.3.4/8", "::1"));
 
 TEST(IPv4, LoopbackIsItsFirstAddress) {
   EXPECT_EQ(IPv4::loopback().str(), "127.0.0.1");
@@ -104,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(Table, InvalidIPv6,
                                            "1:2:3:4:5:6:7:8:9", "1:2:3:4:5:6:7:", ":2:3:4:5:6:7:8",
                                            "1::2::3", "12345::", "g::", "fe80::1%eth0", "::1/128",
                                            " ::1", "::1 ", "::1.2.3", "::1.2.3.256", "::1.2.3.4:5",
-                                           "[::1]", "1.2.3.4", LONG_TEXT, WITH_NUL));
+                                           "[::1]", "1.2.3.4"));
 
 TEST(Mac, ParsesEitherCaseAndPrintsLowerCase) {
   Mac mac;
@@ -128,6 +127,17 @@ INSTANTIATE_TEST_SUITE_P(Table, InvalidMac,
                                            "00:11:22:33:44:5", "0:11:22:33:44:55",
                                            "00-11-22-33-44-55", "001122334455", "00:11:22:33:44:5g",
                                            "00:11:22:33:44:55 ", "00:11:22:33:4455:",
-                                           "00:11:22:33:44 55", "+0:11:22:33:44:55", LONG_TEXT));
+                                           "00:11:22:33:44 55", "+0:11:22:33:44:55"));
+
+TEST(Addresses, AreNeitherEndlessNorCutAtAZeroByte) {
+  IPv4 ipv4;
+  IPv6 ipv6;
+  Mac mac;
+  for (const std::string& text : {LONG_TEXT, WITH_NUL}) {
+    EXPECT_FALSE(IPv4::parse(text, ipv4));
+    EXPECT_FALSE(IPv6::parse(text, ipv6));
+    EXPECT_FALSE(Mac::parse(text, mac));
+  }
+}
 
 }  // namespace
