@@ -6,9 +6,6 @@
 
 namespace {
 
-const std::string LONG_TEXT(5000, '1');
-const std::string WITH_NUL("127.0.0.1\0", 10);
-
 class ValidIPv4 : public ::testing::TestWithParam<std::pair<const char*, std::uint32_t>> {};
 
 TEST_P(ValidIPv4, ParsesAndPrintsItselfAgain) {
@@ -129,15 +126,21 @@ INSTANTIATE_TEST_SUITE_P(Table, InvalidMac,
                                            "00:11:22:33:44:55 ", "00:11:22:33:4455:",
                                            "00:11:22:33:44 55", "+0:11:22:33:44:55"));
 
-TEST(Addresses, AreNeitherEndlessNorCutAtAZeroByte) {
+TEST(Addresses, AreNotCutAtAZeroByte) {
+  IPv4 ipv4;
+  IPv6 ipv6;
+  EXPECT_FALSE(IPv4::parse(std::string_view("127.0.0.1\0", 10), ipv4));
+  EXPECT_FALSE(IPv6::parse(std::string_view("::1\0", 4), ipv6));
+}
+
+TEST(Addresses, MayBeHandedTextsOfAnyLength) {
+  const std::string text(5000, '1');
   IPv4 ipv4;
   IPv6 ipv6;
   Mac mac;
-  for (const std::string& text : {LONG_TEXT, WITH_NUL}) {
-    EXPECT_FALSE(IPv4::parse(text, ipv4));
-    EXPECT_FALSE(IPv6::parse(text, ipv6));
-    EXPECT_FALSE(Mac::parse(text, mac));
-  }
+  EXPECT_FALSE(IPv4::parse(text, ipv4));
+  EXPECT_FALSE(IPv6::parse(text, ipv6));
+  EXPECT_FALSE(Mac::parse(text, mac));
 }
 
 }  // namespace
