@@ -33,7 +33,10 @@ XrlCmdError CardManagerTarget::card_manager_0_1_register_card_state(
     const XrlAtomList& /*card_states*/, std::string_view observer) {
   const Refusal refusal = _observers.add(observer);
   if (refusal.empty()) {
-    for (const auto& [card_id, state] : _model.cards()) _observers.tell(observer, card_id);
+    for (std::uint32_t id = FIRST_CARD_ID; id <= LAST_CARD_ID; ++id) _observers.tell(observer, id);
+    for (const auto& [id, state] : _model.cards()) {
+      if (id < FIRST_CARD_ID || id > LAST_CARD_ID) _observers.tell(observer, id);
+    }
   }
   return answer(refusal);
 }
@@ -50,5 +53,5 @@ void CardManagerTarget::card_changed(std::uint32_t card_id) {
 bool CardManagerTarget::tell_state(const std::string& observer, std::uint32_t card_id,
                                    const Teller::Done& done) {
   return XrlCardStateObserverV0p1Client(router().sender())
-      .send_card_state_change(observer, card_id, _model.cards().at(card_id), done);
+      .send_card_state_change(observer, card_id, _model.card_state(card_id), done);
 }

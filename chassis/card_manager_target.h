@@ -1,6 +1,8 @@
 // CardManagerTarget: the card manager, class "card_manager". Who registers is
 // told the state of every card and then each change, until it dies; which
-// states it registered for is not looked at.
+// states it registered for is not looked at. Card ids without a card are told
+// of too, as absent: the observer may know such a card from before a restart of
+// the card manager.
 #pragma once
 
 #include "chassis/interfaces/card_manager_tgt.h"

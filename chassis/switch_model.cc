@@ -78,6 +78,11 @@ Refusal SwitchModel::remove_member(std::string_view lag, std::string_view name) 
   return DONE;
 }
 
+std::uint32_t SwitchModel::card_state(std::uint32_t card_id) const {
+  const auto at = _cards.find(card_id);
+  return at == _cards.end() ? CARD_STATE_ABSENT : at->second;
+}
+
 Refusal SwitchModel::set_card_state(std::uint32_t card_id, std::uint32_t card_state) {
   if (!_cards.contains(card_id) && _cards.size() == MAX_CARDS) {
     return "the switch has no more cards.";

@@ -16,8 +16,13 @@
 #include "chassis/refusal.h"
 #include "platform/sif_mgr_if_tree.h"
 
-// The state of a card that is there and works.
+// The state of a card that is there and works, and of one that is not there.
 inline constexpr std::uint32_t CARD_STATE_PRESENT = 7;
+inline constexpr std::uint32_t CARD_STATE_ABSENT = 0;
+
+// The card ids of a stack of eight units (get_card_id()).
+inline constexpr std::uint32_t FIRST_CARD_ID = 16;
+inline constexpr std::uint32_t LAST_CARD_ID = 2063;
 
 inline constexpr std::uint32_t FIRST_VLAN_ID = 1;
 inline constexpr std::uint32_t LAST_VLAN_ID = 4094;
@@ -64,6 +69,8 @@ class SwitchModel {
   // State by card id. A card that was never mentioned is not there; one that
   // went away is, in the state it went with.
   [[nodiscard]] const std::map<std::uint32_t, std::uint32_t>& cards() const { return _cards; }
+  // CARD_STATE_ABSENT for a card that was never mentioned.
+  [[nodiscard]] std::uint32_t card_state(std::uint32_t card_id) const;
   // Tells the observers also when the state is what it was.
   [[nodiscard]] Refusal set_card_state(std::uint32_t card_id, std::uint32_t card_state);
 
