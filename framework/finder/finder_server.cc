@@ -20,7 +20,7 @@ FinderServer::FinderServer(EventLoop& loop, const NetAddress& address, AllowList
       _target(_commands, _registry, *this),
       _listener(loop, _dispatcher, listener_options(std::move(allowed), std::move(cookie)), this),
       _registry(open(address)),
-      _send_notices(loop, [this] { send_notices(); }) {
+      _send_later(loop, [this] { send_notices(); }) {
   _dispatcher.set_commands(_commands);
 }
 
@@ -67,51 +67,31 @@ void FinderServer::session_down(XrlConnection& connection) {
   _sessions.erase(found);
   _connections.erase(session);
   _registry.close_session(session);
-  collect_notices();
+  // Not at once: it may be send_notices() that closed the connection.
+  _send_later.schedule();
 }
 
 FinderSession FinderServer::current_session() {
   return _sessions.at(_dispatcher.current());
 }
 
-XrlConnection* FinderServer::connection_of(FinderSession session) const {
-  const auto found = _connections.find(session);
-  return found == _connections.end() ? nullptr : found->second;
-}
-
 // ----------------------------------------------------------------- notices
 
-void FinderServer::notices_queued() {
-  collect_notices();
-  if (_waiting.size() > finder_limits::MAX_WAITING_NOTICES) send_notices();
-}
-
-void FinderServer::collect_notices() {
-  for (FinderNotice& notice : _registry.take_notices()) _waiting.push_back(std::move(notice));
-  if (!_waiting.empty()) _send_notices.schedule();
-}
-
 void FinderServer::send_notices() {
-  // The answer to the request that is being handled is half written: what its
-  // session is to be told waits until the answer is complete.
-  std::deque<FinderNotice> kept;
-  while (!_waiting.empty()) {
-    FinderNotice notice = std::move(_waiting.front());
-    _waiting.pop_front();
-    XrlConnection* const to = connection_of(notice.to);
-    if (to == nullptr) continue;
-    if (to == _dispatcher.current()) {
-      kept.push_back(std::move(notice));
-    } else if (to->bytes_to_write() > finder_limits::MAX_UNSENT_BYTES) {
-      to->close("the session takes no news");
-    } else {
-      send(*to, notice);
+  for (auto notices = _registry.take_notices(); !notices.empty();
+       notices = _registry.take_notices()) {
+    for (const FinderNotice& notice : notices) {
+      const auto to = _connections.find(notice.to);
+      if (to != _connections.end()) send(*to->second, notice);
     }
   }
-  _waiting = std::move(kept);
 }
 
 void FinderServer::send(XrlConnection& to, const FinderNotice& notice) {
+  if (to.bytes_to_write() > finder_limits::MAX_UNSENT_BYTES) {
+    to.close("the session takes no news");
+    return;
+  }
   _args.clear();
   XrlArgsWriter args(_args);
   if (notice.kind == FinderNotice::Kind::TARGET_DIED) {

@@ -4,15 +4,14 @@
 //   BIRTH, DEATH   finder_event_observer/0.1, with the key the target registered
 //   TARGET_DIED    finder_client/0.1, with its well-known key
 //
-// News leave in the order the registry queued them and after the answer to the
-// request that caused them. A session that does not take what it is told is
-// closed, for it would be out of step for good; when it returns it registers
-// again and hears all anew.
+// News leave in the order the registry queued them; what the asking session
+// itself is told follows the answer to its request. A session that does not take
+// what it is told is closed, for it would be out of step for good; when it
+// returns it registers again and hears all anew.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -30,8 +29,6 @@ namespace finder_limits {
 
 // Bytes that a session has not taken yet when it is to be told something.
 inline constexpr std::size_t MAX_UNSENT_BYTES = 4U << 20U;
-// Notices that wait for the end of the turn; past it they leave at once.
-inline constexpr std::size_t MAX_WAITING_NOTICES = 16384;
 
 }  // namespace finder_limits
 
@@ -59,12 +56,9 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
   void session_down(XrlConnection& connection) override;
 
   FinderSession current_session() override;
-  void notices_queued() override;
+  void send_notices() override;
 
-  void collect_notices();
-  void send_notices();
   void send(XrlConnection& to, const FinderNotice& notice);
-  [[nodiscard]] XrlConnection* connection_of(FinderSession session) const;
 
   WellKnownCmdMap _commands;
   XrlFinderTarget _target;
@@ -73,8 +67,7 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
   FinderRegistry _registry;
   std::unordered_map<const XrlConnection*, FinderSession> _sessions;
   std::map<FinderSession, XrlConnection*> _connections;
-  std::deque<FinderNotice> _waiting;
   std::uint32_t _next_sequence = 0;
   ByteBuffer _args;
-  Deferred _send_notices;
+  Deferred _send_later;
 };

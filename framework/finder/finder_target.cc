@@ -9,7 +9,7 @@ constexpr std::uint32_t STATUS_READY = 3;
 }  // namespace
 
 XrlCmdError XrlFinderTarget::told(XrlCmdError answer) {
-  if (answer.is_okay()) _sessions.notices_queued();
+  if (answer.is_okay()) _sessions.send_notices();
   return answer;
 }
 

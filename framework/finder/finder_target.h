@@ -16,8 +16,8 @@ class XrlFinderTarget final : public XrlFinderTargetBase {
     virtual ~Sessions() = default;
     // Whose request is being handled.
     virtual FinderSession current_session() = 0;
-    // The registry may have queued notices.
-    virtual void notices_queued() = 0;
+    // Sends the notices that the registry may have queued.
+    virtual void send_notices() = 0;
   };
 
   // All must outlive it; the registry and the sessions are first used by the

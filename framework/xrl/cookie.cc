@@ -41,7 +41,7 @@ std::string problem_of_file(int fd) {
 // The whole file, or what is wrong with it.
 std::string read_all(int fd, std::string& content) {
   // With room for the line break and for one byte that shows there is more.
-  std::array<char, MAX_COOKIE_BYTES + 2> buffer;
+  std::array<char, MAX_COOKIE_BYTES + 2> buffer{};
   std::size_t size = 0;
   while (size < buffer.size()) {
     const ssize_t count = ::read(fd, buffer.data() + size, buffer.size() - size);

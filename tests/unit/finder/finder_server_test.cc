@@ -188,27 +188,33 @@ TEST_F(FinderServerTest, KeepsOrderWhenManyRequestsShareATurn) {
 }
 
 TEST_F(FinderServerTest, ClosesASessionThatTakesNoNews) {
+  // As long as names can be, to need fewer of them.
+  const std::string watched(finder_limits::MAX_NAME_BYTES, 'w');
+  const std::string instance(finder_limits::MAX_NAME_BYTES, 'i');
+  const XrlArgs birth = FinderPeer::registration(watched, instance);
+  const XrlArgs death = XrlArgs::parse("instance_name:txt=" + instance);
   const auto sleeper = peer();
   sleeper->register_target("policy", "policy-1");
-  sleeper->watch("policy-1", "vlan");
+  sleeper->watch("policy-1", watched);
   ASSERT_TRUE(_world.network().hold(_world.network().connections().front().id));
-  const auto vlan = peer();
+  const auto busy = peer();
   LogCapture log;
   Lines lines;
-  // Each pair of requests is news of more than 100 bytes; the rest is headroom.
-  const std::size_t pairs = finder_limits::MAX_UNSENT_BYTES / 100;
-  for (std::size_t i = 0; i < pairs && lines.empty(); ++i) {
-    vlan->send("finder/0.2/register_target", FinderPeer::registration("vlan", "vlan-1"));
-    vlan->send("finder/0.2/deregister_target", XrlArgs::parse("instance_name:txt=vlan-1"));
+  // A birth and a death are at least four names long together.
+  const std::size_t enough =
+      finder_limits::MAX_UNSENT_BYTES / (4 * finder_limits::MAX_NAME_BYTES) + 1024;
+  for (std::size_t i = 0; i < enough && lines.empty(); ++i) {
+    busy->send("finder/0.2/register_target", birth);
+    busy->send("finder/0.2/deregister_target", death);
     if (i % 256 == 0) {
-      vlan->call("finder/0.2/get_xrl_targets");
+      busy->call("finder/0.2/get_xrl_targets");
       lines = log.take_lines();
     }
   }
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_NE(lines[0].find(": the session takes no news"), std::string::npos) << lines[0];
   EXPECT_EQ(_server->registry().session_count(), 1U);
-  EXPECT_EQ(vlan->call("finder/0.2/get_xrl_targets"), "targets:list=:txt=finder");
+  EXPECT_EQ(busy->call("finder/0.2/get_xrl_targets"), "targets:list=:txt=finder");
 }
 
 TEST_F(FinderServerTest, RefusesToShareItsAddress) {
