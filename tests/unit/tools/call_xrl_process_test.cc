@@ -62,10 +62,10 @@ TEST_F(CallXrlProcess, WritesAnErrorToStandardErrorAndLeavesWithStatusOne) {
 }
 
 TEST_F(CallXrlProcess, OffersTheNearestMethod) {
-  const Result result = call({"finder://finder/finder/0.2/get_targets"});
+  const Result result = call({"finder://finder/finder/0.2/get_methds"});
   EXPECT_EQ(result.errors,
-            "call_xrl: NO_SUCH_METHOD 'finder/0.2' of 'finder' has no method 'get_targets'; is "
-            "'get_xrl_targets' meant?\n");
+            "call_xrl: NO_SUCH_METHOD 'finder/0.2' of 'finder' has no method 'get_methds'; is "
+            "'get_methods' meant?\n");
   EXPECT_EQ(result.status, 1);
 }
 
