@@ -20,9 +20,9 @@
 inline constexpr std::uint32_t CARD_STATE_PRESENT = 7;
 inline constexpr std::uint32_t CARD_STATE_ABSENT = 0;
 
-// The card ids of a stack of eight units (get_card_id()).
+// The card ids of a stack of four units (get_card_id()).
 inline constexpr std::uint32_t FIRST_CARD_ID = 16;
-inline constexpr std::uint32_t LAST_CARD_ID = 2063;
+inline constexpr std::uint32_t LAST_CARD_ID = 1039;
 
 inline constexpr std::uint32_t FIRST_VLAN_ID = 1;
 inline constexpr std::uint32_t LAST_VLAN_ID = 4094;
