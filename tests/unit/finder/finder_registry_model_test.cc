@@ -87,11 +87,9 @@ class Model {
     if (std::string refusal = not_own(session, requester); !refusal.empty()) return refusal;
     if (!is_plain(class_name)) return "the class name is malformed.";
     Entry& own = entry(session);
-    for (const std::string& method : {finder_samples::BIRTH, finder_samples::DEATH}) {
-      if (!has_method(own, method)) {
-        return "the instance '" + requester + "' has no method '" + method + "'.";
-      }
-    }
+    const std::string no_method = "the instance '" + requester + "' has no method '";
+    if (!has_method(own, finder_samples::BIRTH)) return no_method + finder_samples::BIRTH + "'.";
+    if (!has_method(own, finder_samples::DEATH)) return no_method + finder_samples::DEATH + "'.";
     std::erase(own.interests, class_name);
     own.interests.push_back(class_name);
     for (const Entry& e : _entries) {
