@@ -45,26 +45,35 @@ void set_requests(const std::vector<std::string>& texts, CallOptions& options) {
 CallOptions parse_call_options(int argc, const char* const* argv) {
   CLI::App app(
       "Sends requests to the targets that the finder knows, each once the one before is\n"
-      "answered, and prints the results.\n"
+      "answered, and prints the results; or fetches a log from policyd.\n"
       "Exit status: 0 all answered OKAY, 1 an error was answered or nobody could be asked,\n"
       "2 the command line is wrong.",
       "call_xrl");
   std::string finder;
   double patience_s = DEFAULT_PATIENCE_S;
   bool wait_for_targets = false;
+  std::string profile;
   std::vector<std::string> texts;
   app.add_option("-F", finder, "where the finder is (default 127.0.0.1:19999)")
       ->type_name("HOST[:PORT]");
-  app.add_option("-t", patience_s, "how long to wait for the finder (default 5)")
+  app.add_option("-t", patience_s,
+                 "how long to wait for the finder, and for each entry of a log "
+                 "(default 5)")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, MAX_PATIENCE_S));
-  app.add_flag("-w,--wait", wait_for_targets, "wait for targets that are not there yet, too");
-  app.add_option("XRL", texts,
-                 "finder://TARGET/INTERFACE/VERSION/METHOD?name:type=value&...\n"
-                 "or -: a request a line from standard input, many in flight, an answer a line "
-                 "in that order")
-      ->type_name("")
-      ->required();
+  CLI::Option* const wait =
+      app.add_flag("-w,--wait", wait_for_targets, "wait for targets that are not there yet, too");
+  CLI::Option* const requests =
+      app.add_option("XRL", texts,
+                     "finder://TARGET/INTERFACE/VERSION/METHOD?name:type=value&...\n"
+                     "or -: a request a line from standard input, many in flight, an answer a line "
+                     "in that order")
+          ->type_name("");
+  app.add_option("--profile", profile,
+                 "enable a profiling variable of policyd and print its log, an entry a line")
+      ->type_name("NAME")
+      ->excludes(wait)
+      ->excludes(requests);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
@@ -73,7 +82,10 @@ CallOptions parse_call_options(int argc, const char* const* argv) {
     throw CallUsage(USAGE_ERROR, error.what());
   }
 
+  if (texts.empty() && profile.empty()) throw CallUsage(USAGE_ERROR, "XRL is required");
+
   CallOptions options;
+  options.profile = profile;
   options.finder_host = FinderConstants::FINDER_DEFAULT_HOST().str();
   options.finder_port = FinderConstants::FINDER_DEFAULT_PORT();
   if (!finder.empty()) set_finder(finder, options);

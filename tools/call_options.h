@@ -16,6 +16,7 @@ struct CallOptions {
   Duration patience{};            // how long to wait for what is not there
   bool wait_for_targets = false;  // and not only for the finder
   bool from_input = false;        // requests come from standard input, not from `requests`
+  std::string profile;            // the profiling variable to fetch; empty: send requests
   std::vector<Xrl> requests;
 };
 

@@ -1,13 +1,14 @@
 // call_xrl: sends requests and prints their answers.
 #include <unistd.h>
 
-#include <cstdio>
 #include <iostream>
+#include <random>
 
 #include "framework/base/event_loop.h"
 #include "framework/base/exceptions.h"
 #include "framework/xrl/xrl_std_router.h"
 #include "tools/call_options.h"
+#include "tools/profile_fetch.h"
 #include "tools/request_pipe.h"
 #include "tools/request_sequence.h"
 
@@ -19,6 +20,12 @@ constexpr int SOME_FAILED = 1;
 int complain(const std::string& problem, int status) {
   std::cerr << "call_xrl: " << problem << std::endl;
   return status;
+}
+
+int no_finder(const CallOptions& options) {
+  return complain("NO_FINDER no finder answers at " + options.finder_host + ":" +
+                      std::to_string(options.finder_port) + ".",
+                  SOME_FAILED);
 }
 
 bool finder_answers(EventLoop& loop, const XrlRouter& router, Duration patience) {
@@ -44,15 +51,30 @@ int send_given(EventLoop& loop, XrlSender& sender, CallOptions& options) {
   return sequence.any_failed() ? SOME_FAILED : ALL_OKAY;
 }
 
-int run(CallOptions options) {
+int send_requests(CallOptions options) {
   EventLoop loop;
   XrlStdRouter router(loop, "", options.finder_host.c_str(), options.finder_port, false);
-  if (!finder_answers(loop, router, options.patience)) {
-    return complain("NO_FINDER no finder answers at " + options.finder_host + ":" +
-                        std::to_string(options.finder_port) + ".",
-                    SOME_FAILED);
-  }
+  if (!finder_answers(loop, router, options.patience)) return no_finder(options);
   return options.from_input ? pass_on_input(loop, router) : send_given(loop, router, options);
+}
+
+// Entries come as requests, so this process is a target while it fetches; its
+// name differs from that of any other which does the same.
+int fetch_profile(const CallOptions& options) {
+  const std::string name = "profile-client-" + std::to_string(std::random_device()());
+  EventLoop loop;
+  XrlStdRouter router(loop, name.c_str(), options.finder_host.c_str(), options.finder_port, false);
+  ProfileFetch fetch(loop, router, router,
+                     {"policy", options.profile, router.instance_name(), options.patience},
+                     std::cout, std::cerr);
+  if (!finder_answers(loop, router, options.patience)) return no_finder(options);
+  fetch.start();
+  while (!fetch.is_done()) loop.run();
+  return fetch.failed() ? SOME_FAILED : ALL_OKAY;
+}
+
+int run(CallOptions options) {
+  return options.profile.empty() ? send_requests(std::move(options)) : fetch_profile(options);
 }
 
 }  // namespace

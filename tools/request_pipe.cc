@@ -62,7 +62,7 @@ void RequestPipe::answer(std::uint64_t number, const XrlError& error, const XrlA
   --_unanswered;
   std::optional<std::string>& line = _answers[static_cast<std::size_t>(number - _first)];
   line = std::to_string(error.error_code()) + ' ';
-  *line += error.is_okay() ? results.str() : note_line(error);
+  *line += error.is_okay() ? results.str() : on_one_line(error.note());
   _held_bytes += line->size();
 }
 

@@ -70,7 +70,7 @@ void RequestSequence::methods_known(const XrlError& lookup, const XrlAtomList* m
 
 void RequestSequence::fail(const XrlError& error) {
   _any_failed = true;
-  _err << "call_xrl: " << xrl_error_name(error.code()) << ' ' << note_line(error) << std::endl;
+  _err << error_line(error) << std::endl;
   go_on();
 }
 

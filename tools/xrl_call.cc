@@ -29,9 +29,13 @@ bool send_xrl(XrlSender& sender, const Xrl& request, XrlAnswer answer) {
                      XrlReply{&deliver, ref_ptr<RefCounted>(new HeldAnswer(std::move(answer)))});
 }
 
-std::string note_line(const XrlError& error) {
-  std::string note = error.note();
+std::string on_one_line(std::string_view text) {
+  std::string line(text);
   const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
-  std::replace_if(note.begin(), note.end(), is_control, ' ');
-  return note;
+  std::replace_if(line.begin(), line.end(), is_control, ' ');
+  return line;
+}
+
+std::string error_line(const XrlError& error) {
+  return "call_xrl: " + std::string(xrl_error_name(error.code())) + ' ' + on_one_line(error.note());
 }

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "framework/xrl/xrl.h"
 #include "framework/xrl/xrl_error.h"
@@ -17,6 +18,9 @@ using XrlAnswer = std::function<void(const XrlError& error, const XrlArgs& resul
 // answered INTERNAL_ERROR.
 [[nodiscard]] bool send_xrl(XrlSender& sender, const Xrl& request, XrlAnswer answer);
 
-// The error's note on one line, whatever a target may have put into it: control
-// characters become blanks.
-[[nodiscard]] std::string note_line(const XrlError& error);
+// `text` on one line, whatever somebody may have put into it: control characters
+// become blanks.
+[[nodiscard]] std::string on_one_line(std::string_view text);
+
+// How call_xrl tells of an error: "call_xrl: COMMAND_FAILED the acl does not exist."
+[[nodiscard]] std::string error_line(const XrlError& error);

@@ -76,6 +76,22 @@ TEST(CallOptions, ADashMeansStandardInput) {
   EXPECT_TRUE(options.requests.empty());
 }
 
+TEST(CallOptions, FetchesALogInsteadOfSendingRequests) {
+  const CallOptions options = parse({"--profile", "policy_profile1", "-t", "2"});
+  EXPECT_EQ(options.profile, "policy_profile1");
+  EXPECT_EQ(options.patience, Duration(2s));
+  EXPECT_TRUE(options.requests.empty());
+  EXPECT_EQ(parse({REQUEST}).profile, "");
+}
+
+TEST(CallOptions, RefusesToFetchALogAndSendRequestsAtOnce) {
+  EXPECT_EQ(refusal({"--profile", "policy_profile1", REQUEST}).substr(0, 2), "2 ");
+  EXPECT_EQ(refusal({"--profile", "policy_profile1", "-"}).substr(0, 2), "2 ");
+  EXPECT_EQ(refusal({"--profile", "policy_profile1", "-w"}).substr(0, 2), "2 ");
+  EXPECT_EQ(refusal({"--profile"}).substr(0, 2), "2 ");
+  EXPECT_EQ(refusal({"--profile", ""}).substr(0, 2), "2 ");
+}
+
 TEST(CallOptions, HelpIsNoFault) {
   EXPECT_EQ(refusal({"-h"}).substr(0, 2), "0 ");
   EXPECT_NE(refusal({"--help"}).find("finder://TARGET/INTERFACE/VERSION/METHOD"),

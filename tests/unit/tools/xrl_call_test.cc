@@ -70,8 +70,13 @@ TEST(XrlCall, ARefusedSendNeverAnswers) {
   EXPECT_EQ(heard.times, 0);
 }
 
-TEST(XrlCall, ANoteIsKeptOnOneLine) {
-  EXPECT_EQ(note_line(XrlError::COMMAND_FAILED("no\nsuch\tthing\x7f.")), "no such thing .");
+TEST(XrlCall, ATextIsKeptOnOneLine) {
+  EXPECT_EQ(on_one_line("no\nsuch\tthing\x7f."), "no such thing .");
+}
+
+TEST(XrlCall, TellsOfAnErrorByItsNameOnOneLine) {
+  EXPECT_EQ(error_line(XrlError::COMMAND_FAILED("no\nsuch thing.")),
+            "call_xrl: COMMAND_FAILED no such thing.");
 }
 
 }  // namespace
