@@ -1,0 +1,66 @@
+#include "tests/integration/client.h"
+
+#include <memory>
+#include <optional>
+
+#include "framework/xrl/xrl.h"
+#include "tools/xrl_call.h"
+
+namespace {
+
+// Between two tries of a condition that does not hold yet.
+constexpr std::chrono::milliseconds BETWEEN_TRIES{5};
+
+std::string answer_text(const XrlError& error, const XrlArgs& results) {
+  const std::string rest = error.is_okay() ? results.str() : error.note();
+  return std::to_string(error.error_code()) + (rest.empty() ? "" : " " + rest);
+}
+
+}  // namespace
+
+Client::Client(const std::string& finder_host, std::uint16_t finder_port, const char* class_name)
+    : _router(_loop, class_name, finder_host.c_str(), finder_port, false) {}
+
+std::string Client::ask(const std::string& request) {
+  if (!turn_until([this] { return _router.ready(); })) return "not sent";
+  // Shared with the callback, which may run after the wait was given up.
+  const auto answer = std::make_shared<std::optional<std::string>>();
+  const bool sent = send_xrl(_router, Xrl::parse("finder://" + request),
+                             [answer](const XrlError& error, const XrlArgs& results) {
+                               *answer = answer_text(error, results);
+                             });
+  if (!sent) return "not sent";
+  turn_until([&] { return answer->has_value(); });
+  return answer->value_or("no answer");
+}
+
+bool Client::send(const std::string& request) {
+  return send_xrl(_router, Xrl::parse("finder://" + request),
+                  [](const XrlError& /*error*/, const XrlArgs& /*results*/) {});
+}
+
+bool Client::turn_until(const std::function<bool()>& done) {
+  bool late = false;
+  Timer limit(_loop, [&late] { late = true; });
+  limit.schedule_after(PATIENCE);
+  while (!done()) {
+    if (late) return false;
+    _loop.run();
+  }
+  return true;
+}
+
+bool Client::until(const std::function<bool()>& condition) {
+  bool late = false;
+  Timer limit(_loop, [&late] { late = true; });
+  limit.schedule_after(PATIENCE);
+  bool again = false;
+  Timer pace(_loop, [&again] { again = true; });
+  while (!condition()) {
+    if (late) return false;
+    again = false;
+    pace.schedule_after(BETWEEN_TRIES);
+    turn_until([&again] { return again; });
+  }
+  return true;
+}

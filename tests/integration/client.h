@@ -1,0 +1,43 @@
+// A client of real processes: it asks in the textual form, and waits by turning
+// an event loop of its own.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "framework/base/event_loop.h"
+#include "framework/xrl/xrl_std_router.h"
+
+class Client {
+ public:
+  // How long any wait may take before it is given up. Nothing waits this long
+  // when all is well.
+  static constexpr std::chrono::seconds PATIENCE{60};
+
+  // Registers in the background. With a class name it is a target itself.
+  Client(const std::string& finder_host, std::uint16_t finder_port, const char* class_name = "");
+
+  [[nodiscard]] EventLoop& loop() { return _loop; }
+  [[nodiscard]] XrlStdRouter& router() { return _router; }
+
+  // Sends "TARGET/INTERFACE/VERSION/METHOD?name:type=value&..." and waits for
+  // the answer: the code, and the results in textual form or the error's text
+  // ("100 flag:bool=true", "100", "102 the acl does not exist."). "not sent" and
+  // "no answer" tell what their words say.
+  std::string ask(const std::string& request);
+  // Sends it and remembers nothing of the answer; false when it cannot be sent.
+  bool send(const std::string& request);
+
+  // Turns the loop until `done` answers true (asked before each turn); false
+  // past PATIENCE.
+  bool turn_until(const std::function<bool()>& done);
+  // Tries `condition`, which asks, again and again until it answers true; false
+  // past PATIENCE.
+  bool until(const std::function<bool()>& condition);
+
+ private:
+  EventLoop _loop;
+  XrlStdRouter _router;
+};

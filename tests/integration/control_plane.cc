@@ -1,0 +1,95 @@
+#include "tests/integration/control_plane.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+#include "framework/base/network.h"
+
+namespace {
+
+const std::string LISTENING = "finder: listening on ";
+
+}  // namespace
+
+std::string program(const std::string& name) {
+  return std::string(POLICYD_BIN) + "/" + name;
+}
+
+std::vector<std::string> log_lines(const std::string& errors) {
+  static const std::regex TIME_AND_LINE(R"(^\S+Z (.*) \+\d+ (\w+ \w+: .*)$)");
+  std::vector<std::string> lines;
+  std::istringstream in(errors);
+  for (std::string line; std::getline(in, line);) {
+    lines.push_back(std::regex_replace(line, TIME_AND_LINE, "$1 +LINE $2"));
+  }
+  return lines;
+}
+
+ControlPlane::ControlPlane() {
+  std::string pattern = std::filesystem::temp_directory_path() / "policyd-test-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  _folder = pattern;
+  // A finder that is told to take any port finds one that is free.
+  finder = std::make_unique<ChildProcess>(std::vector<std::string>{program("finder"), "-p", "0"});
+  NetAddress address;
+  if (!NetAddress::parse(listening_address(), address)) throw std::runtime_error("no finder");
+  _host = address.host.str();
+  _port = address.port;
+  kill(finder);
+}
+
+ControlPlane::~ControlPlane() {
+  std::filesystem::remove_all(_folder);
+}
+
+std::string ControlPlane::listening_address() {
+  if (!finder->wait_for_output("\n")) return {};
+  const std::string line = finder->output();
+  return line.substr(0, line.find('\n')).substr(LISTENING.size());
+}
+
+std::string ControlPlane::finder_address() const {
+  return _host + ":" + std::to_string(_port);
+}
+
+void ControlPlane::start_finder() {
+  finder = std::make_unique<ChildProcess>(
+      std::vector<std::string>{program("finder"), "-i", _host, "-p", std::to_string(_port)});
+  if (listening_address() != finder_address()) throw std::runtime_error(finder->errors());
+}
+
+std::unique_ptr<ChildProcess> ControlPlane::make_policyd() const {
+  return std::make_unique<ChildProcess>(
+      std::vector<std::string>{program("policyd"), "-F", finder_address()});
+}
+
+void ControlPlane::start_policyd() {
+  policyd = make_policyd();
+}
+
+void ControlPlane::start_chassis(const std::string& description) {
+  const std::string file = _folder + "/switch.json";
+  std::ofstream(file) << description;
+  chassis = std::make_unique<ChildProcess>(
+      std::vector<std::string>{program("chassis"), "-F", finder_address(), file});
+}
+
+void ControlPlane::kill(std::unique_ptr<ChildProcess>& process) {
+  process->signal(SIGKILL);
+  process->wait();
+  process.reset();
+}
+
+Client& ControlPlane::client() {
+  if (!_client) _client = std::make_unique<Client>(_host, _port);
+  return *_client;
+}
+
+std::unique_ptr<XrlStdRouter> ControlPlane::make_router(const char* class_name) {
+  return std::make_unique<XrlStdRouter>(client().loop(), class_name, _host.c_str(), _port, false);
+}
