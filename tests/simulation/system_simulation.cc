@@ -116,7 +116,7 @@ void SystemSimulation::step() {
         run_while_policyd_starts();
         return _world.now() >= until;
       },
-      seconds(1));
+      seconds(3));
 }
 
 std::string SystemSimulation::drawn_interface() {
@@ -159,8 +159,12 @@ void SystemSimulation::change_the_switch() {
 
 void SystemSimulation::harm_the_network() {
   const std::uint64_t drawn = _world.random().below(10);
-  if (drawn < 6) {
+  if (drawn < 3) {
     static_cast<void>(_world.network().cut_random());
+  } else if (drawn < 6) {
+    // The youngest is the likeliest to carry what nobody will say again.
+    const auto connections = _world.network().connections();
+    if (!connections.empty()) static_cast<void>(_world.network().cut(connections.back().id));
   } else if (drawn < 8) {
     const auto connections = _world.network().connections();
     if (connections.empty()) return;

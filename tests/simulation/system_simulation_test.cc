@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int STEPS = 120;
+constexpr int STEPS = 300;
 
 class AfterTheFaultsStop : public testing::TestWithParam<int> {
  protected:
