@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "framework/xrl/buffer_budget.h"
 #include "framework/xrl/cookie.h"
 #include "framework/xrl/dispatcher.h"
 #include "framework/xrl/limits.h"
@@ -18,7 +19,39 @@ namespace {
 std::array<std::uint8_t, xrl_limits::MAX_READ_PER_TURN> shared_input;
 bool shared_input_in_use = false;
 
-constexpr std::size_t KEPT_OUTPUT_BYTES = 64U << 10U;
+class SharedInputUse {
+ public:
+  explicit SharedInputUse(bool use) : _use(use) {
+    if (use) shared_input_in_use = true;
+  }
+  ~SharedInputUse() {
+    if (_use) shared_input_in_use = false;
+  }
+  SharedInputUse(const SharedInputUse&) = delete;
+  SharedInputUse& operator=(const SharedInputUse&) = delete;
+
+ private:
+  bool _use;
+};
+
+// Whether the requests of one connection have had their time. Looks at the
+// clock now and then only, and not at all for a few requests.
+class TimeSlice {
+ public:
+  explicit TimeSlice(Kernel& kernel) : _kernel(kernel) {}
+  [[nodiscard]] bool is_over() {
+    if (++_requests % xrl_limits::REQUESTS_PER_LOOK != 0) return false;
+    const TimePoint now = _kernel.now();
+    if (_requests == xrl_limits::REQUESTS_PER_LOOK) _began = now;
+    return now - _began > xrl_limits::MAX_TIME_PER_TURN;
+  }
+
+ private:
+  Kernel& _kernel;
+  unsigned _requests = 0;
+  TimePoint _began{};
+};
+
 constexpr std::size_t MIN_READ = 16U << 10U;
 
 std::string errno_text(std::ptrdiff_t negative_errno) {
@@ -28,7 +61,8 @@ std::string errno_text(std::ptrdiff_t negative_errno) {
 }  // namespace
 
 XrlConnection::XrlConnection(EventLoop& loop, int fd, Side side, NetAddress peer,
-                             xrl_frame::Hello hello, XrlDispatcher* dispatcher, Delegate& delegate)
+                             xrl_frame::Hello hello, XrlDispatcher* dispatcher, Delegate& delegate,
+                             XrlBufferBudget* budget)
     : _loop(loop),
       _fd(fd),
       _state(side == Side::ACCEPTED ? State::HANDSHAKE : State::CONNECTING),
@@ -36,8 +70,9 @@ XrlConnection::XrlConnection(EventLoop& loop, int fd, Side side, NetAddress peer
       _hello(std::move(hello)),
       _dispatcher(dispatcher),
       _delegate(delegate),
+      _budget(budget),
       _last_heard(loop.now()),
-      _flush(loop, [this] { flush(); }),
+      _flush(loop, [this] { guarded(&XrlConnection::flush); }),
       _deadline(loop, [this] { on_deadline(); }) {
   _watch.emplace(loop, fd, side == Side::ACCEPTED ? IoInterest::READ : IoInterest::WRITE,
                  [this](IoInterest ready) { on_ready(ready); });
@@ -48,8 +83,8 @@ XrlConnection::XrlConnection(EventLoop& loop, int fd, Side side, NetAddress peer
 
 XrlConnection::~XrlConnection() {
   if (_state == State::CLOSED) return;
-  _in.clear();
-  tell_partial_input();
+  _state = State::CLOSED;
+  account();
   _watch.reset();
   _loop.network().close(_fd);
 }
@@ -61,7 +96,32 @@ NetAddress XrlConnection::local_address() const {
 void XrlConnection::send_request(std::uint32_t sequence, const XrlKey& key,
                                  std::span<const std::uint8_t> args) {
   xrl_frame::append_request(_answering ? _after_answer : _out, sequence, key, args);
+  account();
   if (!_write_blocked) _flush.schedule();
+}
+
+void XrlConnection::hand_over() {
+  // A broken connection is told of by the next flush.
+  if (_state == State::UP && !_answering) static_cast<void>(write_out());
+}
+
+std::size_t XrlConnection::buffered_bytes() const {
+  if (_state == State::CLOSED) return 0;
+  return _in.capacity() + (_dispatcher != nullptr ? _out.capacity() : 0);
+}
+
+void XrlConnection::account() {
+  const std::size_t bytes = buffered_bytes();
+  if (bytes == _accounted || _budget == nullptr) return;
+  _accounted = bytes;
+  _budget->account(*this, bytes);
+}
+
+bool XrlConnection::keep_budget() {
+  if (_budget == nullptr) return true;
+  const auto life = _lifeline.token();
+  _budget->enforce();
+  return life->alive && _state != State::CLOSED;
 }
 
 void XrlConnection::end(Cause cause, const std::string& reason) {
@@ -71,8 +131,11 @@ void XrlConnection::end(Cause cause, const std::string& reason) {
   _flush.cancel();
   _deadline.cancel();
   _loop.network().close(_fd);
-  _in.clear();
-  tell_partial_input();
+  if (!_parsing) {
+    _in = ByteBuffer();
+    _out = ByteBuffer();
+  }
+  account();
   _delegate.connection_down(*this, cause, reason);
 }
 
@@ -82,8 +145,12 @@ void XrlConnection::on_ready(IoInterest ready) {
     return;
   }
   const auto life = _lifeline.token();
-  if (wants_write(ready) && _write_blocked) flush();
-  if (life->alive && wants_read(ready) && _state != State::CLOSED) read_some();
+  if (wants_write(ready) && _write_blocked) guarded(&XrlConnection::flush);
+  if (!life->alive || _state == State::CLOSED) return;
+  if (wants_read(ready)) guarded(&XrlConnection::read_some);
+  // In a turn nested in one of our own handlers it stays ready for what has to
+  // wait, and must not keep the loop awake.
+  if (life->alive && _state != State::CLOSED && _parsing) update_interest();
 }
 
 void XrlConnection::finish_connecting() {
@@ -101,26 +168,35 @@ void XrlConnection::on_deadline() {
   end(Cause::FAULT, _state == State::UP ? "the peer takes no data" : "no handshake in time");
 }
 
-bool XrlConnection::reading_is_paused() const {
-  return _out.size() > xrl_limits::REPLY_BYTES_HIGH_WATER && _state == State::UP;
+// Who asks for more than it takes is not read until it has taken it. Where this
+// side only asks, it reads on: two sides that wait for each other to read would
+// wait for ever.
+bool XrlConnection::owes_too_much() const {
+  return _dispatcher != nullptr && _out.size() > xrl_limits::REPLY_BYTES_HIGH_WATER &&
+         _state == State::UP;
+}
+
+void XrlConnection::guarded(void (XrlConnection::*step)()) {
+  const auto life = _lifeline.token();
+  try {
+    (this->*step)();
+  } catch (const std::bad_alloc&) {
+    if (!life->alive) return;
+    _parsing = false;
+    end(Cause::FAULT, "out of memory");
+  }
 }
 
 void XrlConnection::read_some() {
   // A turn nested in one of our own handlers must not run the next request.
   if (_parsing) return;
   const auto life = _lifeline.token();
-  try {
-    std::size_t budget = xrl_limits::MAX_READ_PER_TURN;
-    while (budget > 0 && !reading_is_paused() && read_once(budget)) {
-    }
-  } catch (const std::bad_alloc&) {
-    if (!life->alive) return;
-    _parsing = false;
-    end(Cause::FAULT, "out of memory");
+  std::size_t budget = xrl_limits::MAX_READ_PER_TURN;
+  while (budget > 0 && may_read() && read_once(budget)) {
   }
   if (!life->alive || _state == State::CLOSED) return;
-  tell_partial_input();
-  if (_state != State::CLOSED) update_interest();
+  account();
+  if (keep_budget()) update_interest();
 }
 
 bool XrlConnection::read_once(std::size_t& budget) {
@@ -142,9 +218,8 @@ bool XrlConnection::read_once(std::size_t& budget) {
   _last_heard = _loop.now();
   if (!shared) _in.commit(bytes);
 
-  if (shared) shared_input_in_use = true;
+  const SharedInputUse use(shared);
   const auto taken = parse(shared ? into.first(bytes) : _in.bytes());
-  if (shared) shared_input_in_use = false;
   if (!taken) return false;
   if (shared) {
     _in.append(into.data() + *taken, bytes - *taken);
@@ -157,9 +232,11 @@ bool XrlConnection::read_once(std::size_t& budget) {
 
 std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> bytes) {
   const auto life = _lifeline.token();
+  TimeSlice slice(_loop.kernel());
   _parsing = true;
+  _backlog = false;
   std::size_t at = 0;
-  while (bytes.size() - at >= xrl_frame::LENGTH_BYTES && !reading_is_paused()) {
+  while (bytes.size() - at >= xrl_frame::LENGTH_BYTES && may_read()) {
     const std::uint32_t length = load_u32(bytes.data() + at);
     const std::uint32_t limit =
         _state == State::UP ? xrl_limits::MAX_FRAME_BYTES : xrl_limits::MAX_HELLO_BYTES;
@@ -171,11 +248,15 @@ std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> by
       take_frame(bytes.subspan(at + xrl_frame::LENGTH_BYTES, length));
     }
     if (!life->alive) return std::nullopt;
-    if (_state == State::CLOSED) {
-      _parsing = false;
+    if (_state == State::CLOSED || !keep_budget()) {
+      if (life->alive) _parsing = false;
       return std::nullopt;
     }
     at += xrl_frame::LENGTH_BYTES + length;
+    if (slice.is_over()) {
+      _backlog = true;
+      _flush.schedule();
+    }
   }
   _parsing = false;
   return at;
@@ -223,6 +304,7 @@ void XrlConnection::take_request(std::span<const std::uint8_t> body) {
   _out.append(_after_answer.data(), _after_answer.size());
   _after_answer.clear();
   _after_answer.release_if_idle(0);
+  account();
   if (action == XrlFilterAction::CLOSE) {
     close("closed by this side");
     return;
@@ -249,64 +331,62 @@ void XrlConnection::take_reply(std::span<const std::uint8_t> body) {
   _delegate.reply_arrived(*this, reply.sequence, error, none);
 }
 
-void XrlConnection::tell_partial_input() {
-  const auto change =
-      static_cast<std::ptrdiff_t>(_in.size()) - static_cast<std::ptrdiff_t>(_told_partial);
-  if (change == 0) return;
-  _told_partial = _in.size();
-  _delegate.partial_input_changed(*this, change);
-}
-
 void XrlConnection::flush() {
   // A half-written answer stays here, also in a turn nested in its handler.
   if (_state == State::CLOSED || _state == State::CONNECTING || _answering) return;
+  const std::ptrdiff_t problem = write_out();
+  if (problem < 0) {
+    end(Cause::PEER, errno_text(problem));
+    return;
+  }
+  const auto life = _lifeline.token();
+  if (!_in.empty()) parse_held_input();
+  if (life->alive && _state != State::CLOSED && keep_budget()) update_interest();
+}
+
+std::ptrdiff_t XrlConnection::write_out() {
   while (!_out.empty()) {
     const std::size_t size = _out.size();
     const std::ptrdiff_t count = _loop.network().write(_fd, _out.bytes());
     if (count == -EINTR) continue;
-    if (count < 0 && count != -EAGAIN) {
-      end(Cause::PEER, errno_text(count));
-      return;
-    }
+    if (count < 0 && count != -EAGAIN) return count;
     if (count > 0) {
       _out.consume(static_cast<std::size_t>(count));
-      if (_write_blocked && _state == State::UP) {
-        _deadline.schedule_after(xrl_limits::WRITE_STALL_TIMEOUT);
-      }
+      if (_write_blocked) start_stall_deadline();
     }
     if (count < static_cast<std::ptrdiff_t>(size)) {
-      if (!_write_blocked && _state == State::UP) {
-        _deadline.schedule_after(xrl_limits::WRITE_STALL_TIMEOUT);
-      }
+      if (!_write_blocked) start_stall_deadline();
       _write_blocked = true;
-      break;
+      return 0;
     }
   }
-  if (_out.empty()) {
-    _out.release_if_idle(KEPT_OUTPUT_BYTES);
-    if (_write_blocked && _state == State::UP) _deadline.cancel();
-    _write_blocked = false;
-  }
-  const auto life = _lifeline.token();
-  if (!_in.empty()) parse_held_input();
-  if (life->alive && _state != State::CLOSED) update_interest();
+  _out.release_if_idle(xrl_limits::KEPT_OUTPUT_BYTES);
+  account();
+  if (_write_blocked && _state == State::UP) _deadline.cancel();
+  _write_blocked = false;
+  return 0;
 }
 
-// Requests that were held back while the peer took none of its replies.
+void XrlConnection::start_stall_deadline() {
+  if (_state == State::UP) _deadline.schedule_after(xrl_limits::WRITE_STALL_TIMEOUT);
+}
+
+// Requests that were held back: the peer took none of its replies, or their
+// time was over.
 void XrlConnection::parse_held_input() {
-  if (_parsing || reading_is_paused()) return;
+  if (_parsing || owes_too_much()) return;
   const auto taken = parse(_in.bytes());
   if (!taken) return;
   _in.consume(*taken);
   _in.release_if_idle(0);
-  tell_partial_input();
+  account();
 }
 
 void XrlConnection::update_interest() {
-  const bool write = _write_blocked || _state == State::CONNECTING;
-  if (reading_is_paused()) {
-    _watch->set_interest(write ? IoInterest::WRITE : IoInterest::NONE);
-  } else {
+  const bool write = (_write_blocked && !_answering) || _state == State::CONNECTING;
+  if (may_read() && !_parsing) {
     _watch->set_interest(write ? IoInterest::READ_WRITE : IoInterest::READ);
+  } else {
+    _watch->set_interest(write ? IoInterest::WRITE : IoInterest::NONE);
   }
 }

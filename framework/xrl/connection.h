@@ -3,9 +3,10 @@
 // that either may send requests and answers those of the other.
 //
 // It reads what is there, a bounded amount a turn, and runs each request's
-// handler as it is decoded. What is written during a turn leaves in one system
-// call at its end. Damage, a wrong cookie, a handshake that takes too long or a
-// peer that takes no bytes for too long closes it.
+// handler as it is decoded, for a bounded time a turn. What is written during a
+// turn leaves in one system call at its end. Damage, a wrong cookie, a handshake
+// that takes too long, a peer that takes no bytes for too long or more buffered
+// bytes than the budget allows close it.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +22,7 @@
 #include "framework/xrl/frame.h"
 
 class XrlArgsReader;
+class XrlBufferBudget;
 class XrlDispatcher;
 
 class XrlConnection {
@@ -42,12 +44,6 @@ class XrlConnection {
     // call but need not outlive the turn.
     virtual void connection_down(XrlConnection& connection, Cause cause,
                                  const std::string& reason) = 0;
-    // The connection holds `change` more bytes (or fewer, when negative) of a
-    // frame whose rest has not come.
-    virtual void partial_input_changed(XrlConnection& connection, std::ptrdiff_t change) {
-      static_cast<void>(connection);
-      static_cast<void>(change);
-    }
   };
 
   enum class Side : std::uint8_t { ACCEPTED, CONNECTING };
@@ -55,10 +51,10 @@ class XrlConnection {
 
   // Takes over `fd`: an accepted stream, or one that connect() answered.
   // `hello` is what this side says; a peer whose cookie differs is refused.
-  // `dispatcher` (may be null: requests are damage then) and `delegate` must
-  // outlive the connection.
+  // `dispatcher` (may be null: requests are damage then), `delegate` and
+  // `budget` (may be null: nobody counts) must outlive the connection.
   XrlConnection(EventLoop& loop, int fd, Side side, NetAddress peer, xrl_frame::Hello hello,
-                XrlDispatcher* dispatcher, Delegate& delegate);
+                XrlDispatcher* dispatcher, Delegate& delegate, XrlBufferBudget* budget = nullptr);
   ~XrlConnection();
   XrlConnection(const XrlConnection&) = delete;
   XrlConnection& operator=(const XrlConnection&) = delete;
@@ -74,11 +70,18 @@ class XrlConnection {
   // When the peer last sent anything (or when the connection began).
   [[nodiscard]] TimePoint last_heard() const { return _last_heard; }
   [[nodiscard]] std::size_t bytes_to_write() const { return _out.size() + _after_answer.size(); }
-  [[nodiscard]] std::size_t partial_input_bytes() const { return _in.size(); }
+  // Memory that the peer makes this side hold. What this side asks of it of its
+  // own accord does not count.
+  [[nodiscard]] std::size_t buffered_bytes() const;
+  // Something that arrived is being run.
+  [[nodiscard]] bool is_running() const { return _parsing; }
 
   // Only while UP. From a handler too: it leaves after the answer that the
   // handler is about to give.
   void send_request(std::uint32_t sequence, const XrlKey& key, std::span<const std::uint8_t> args);
+
+  // Writes what the peer takes now. No callback runs.
+  void hand_over();
 
   // Closes at once; what was not written yet is lost. The delegate hears of
   // it. Closing twice is closing once.
@@ -89,6 +92,8 @@ class XrlConnection {
   void on_ready(IoInterest ready);
   void finish_connecting();
   void on_deadline();
+  // Runs a step; when memory does not suffice for it, the connection ends.
+  void guarded(void (XrlConnection::*step)());
   void read_some();
   // One read; answers whether there may be more to read now.
   [[nodiscard]] bool read_once(std::size_t& budget);
@@ -99,11 +104,17 @@ class XrlConnection {
   void take_hello(std::span<const std::uint8_t> body);
   void take_request(std::span<const std::uint8_t> body);
   void take_reply(std::span<const std::uint8_t> body);
-  void tell_partial_input();
+  void account();
+  // False when this connection did not survive.
+  [[nodiscard]] bool keep_budget();
   void flush();
+  // 0, or why the connection is broken.
+  [[nodiscard]] std::ptrdiff_t write_out();
+  void start_stall_deadline();
   void parse_held_input();
   void update_interest();
-  [[nodiscard]] bool reading_is_paused() const;
+  [[nodiscard]] bool owes_too_much() const;
+  [[nodiscard]] bool may_read() const { return !_backlog && !owes_too_much(); }
 
   EventLoop& _loop;
   int _fd;
@@ -113,14 +124,16 @@ class XrlConnection {
   std::string _peer_instance;
   XrlDispatcher* _dispatcher;
   Delegate& _delegate;
+  XrlBufferBudget* _budget;
   TimePoint _last_heard;
   ByteBuffer _in;            // input that could not be run yet
   ByteBuffer _out;           // not written yet
   ByteBuffer _after_answer;  // what was sent while the end of _out is a half-written answer
-  std::size_t _told_partial = 0;
+  std::size_t _accounted = 0;
   bool _was_up = false;
   bool _write_blocked = false;
   bool _parsing = false;
+  bool _backlog = false;    // whole frames wait for the next turn
   bool _answering = false;  // a handler is writing its answer at the end of _out
   std::optional<Watch> _watch;
   Deferred _flush;

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <utility>
 
 #include "framework/xrl/limits.h"
 
@@ -67,8 +68,12 @@ XrlFilterAction XrlDispatcher::dispatch(XrlConnection& from, const xrl_frame::Re
     const XrlFilterAction action = _filter(*command);
     if (action != XrlFilterAction::HANDLE) return action;
   }
-  _current = &from;
+  // Back to what it was, also when the handler is left by an exception.
+  struct Restore {
+    XrlConnection*& current;
+    XrlConnection* before;
+    ~Restore() { current = before; }
+  } const restore{_current, std::exchange(_current, &from)};
   run_handler(*command, request, out);
-  _current = nullptr;
   return XrlFilterAction::HANDLE;
 }

@@ -81,21 +81,22 @@ class FinderClient::Notices final : public XrlFinderSessionTargetBase {
 };
 
 FinderClient::FinderClient(EventLoop& loop, Identity identity, const XrlCmdMap& commands,
-                           XrlDispatcher& dispatcher, Owner& owner)
+                           XrlDispatcher& dispatcher, Owner& owner, XrlBufferBudget& budget)
     : _loop(loop),
       _identity(std::move(identity)),
       _commands(commands),
       _owner(owner),
+      _budget(budget),
       _retry_delay(xrl_limits::RECONNECT_MIN),
       _notice_commands(std::make_unique<WellKnownCmdMap>(_identity.hello.instance)),
       _notices(std::make_unique<Notices>(*_notice_commands, owner, dispatcher)),
       _session_sender(std::make_unique<Sender>(*this, Purpose::SESSION)),
       _lookup_sender(std::make_unique<Sender>(*this, Purpose::LOOKUP)),
+      _closed(loop),
       _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return timeout_error(); }),
       _retry(loop, [this] { connect(); }),
       _register_again(loop, [this] { register_target(); }),
-      _register(loop, [this] { register_target(); }),
-      _bury(loop, [this] { _closed.reset(); }) {
+      _register(loop, [this] { register_target(); }) {
   static_cast<void>(IPv4::parse(_identity.finder_host, _address));
   _retry.schedule_at(loop.now());
 }
@@ -117,7 +118,10 @@ bool FinderClient::send(std::string_view method, std::span<const std::uint8_t> a
 bool FinderClient::send_for(Purpose purpose, std::string_view method,
                             std::span<const std::uint8_t> args, XrlReply reply) {
   if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS) forget_finished();
-  if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS) return false;
+  if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS ||
+      _calls.span() >= xrl_limits::MAX_REQUESTS_SPANNED) {
+    return false;
+  }
   const std::uint32_t sequence = _calls.add(std::move(reply));
   const auto at =
       _requests.emplace(sequence, Request{purpose, std::string(method), {args.begin(), args.end()}})
@@ -180,8 +184,9 @@ void FinderClient::connect() {
     return;
   }
   XrlConnection::Delegate& self = *this;
-  _connection = std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::CONNECTING, finder,
-                                                _identity.hello, &_notices->dispatcher(), self);
+  _connection =
+      std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::CONNECTING, finder,
+                                      _identity.hello, &_notices->dispatcher(), self, &_budget);
 }
 
 Duration FinderClient::longest_retry() const {
@@ -310,8 +315,7 @@ void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause,
               static_cast<unsigned>(_identity.finder_port), reason.c_str());
   }
   _ready = false;
-  _closed = std::move(_connection);
-  _bury.schedule();
+  _closed.add(std::move(_connection));
   _register_again.cancel();
   retry_later();
 

@@ -20,6 +20,7 @@
 #include "framework/base/callback.h"
 #include "framework/base/event_loop.h"
 #include "framework/base/network.h"
+#include "framework/xrl/closed_connections.h"
 #include "framework/xrl/connection.h"
 #include "framework/xrl/dispatcher.h"
 #include "framework/xrl/xrl_calls.h"
@@ -50,10 +51,10 @@ class FinderClient final : private XrlConnection::Delegate {
   };
 
   // The commands, the dispatcher that runs what the finder asks of this
-  // target, and the owner must outlive it. The first attempt is made in the
+  // target, the owner and the budget must outlive it. The first attempt is made in the
   // next turn.
   FinderClient(EventLoop& loop, Identity identity, const XrlCmdMap& commands,
-               XrlDispatcher& dispatcher, Owner& owner);
+               XrlDispatcher& dispatcher, Owner& owner, XrlBufferBudget& budget);
   ~FinderClient() override;
 
   // Registered at least once (a client only: had a session at least once).
@@ -122,6 +123,7 @@ class FinderClient final : private XrlConnection::Delegate {
   Identity _identity;
   const XrlCmdMap& _commands;
   Owner& _owner;
+  XrlBufferBudget& _budget;
   IPv4 _address;
   bool _ready = false;  // a session stands and the target is registered
   bool _was_ready = false;
@@ -134,12 +136,11 @@ class FinderClient final : private XrlConnection::Delegate {
   std::unique_ptr<Sender> _session_sender;
   std::unique_ptr<Sender> _lookup_sender;
   std::unique_ptr<XrlConnection> _connection;
-  std::unique_ptr<XrlConnection> _closed;  // until the end of the turn
+  XrlClosedConnections _closed;
   XrlCalls _calls;
   std::map<std::uint32_t, Request> _requests;  // by sequence number, while unanswered
   Timer _retry;
   Timer _register_again;  // after a refusal
   Deferred _register;
-  Deferred _bury;
   Lifeline _lifeline;
 };

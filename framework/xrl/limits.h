@@ -30,12 +30,24 @@ inline constexpr std::size_t MAX_LIST_DEPTH = 8;
 inline constexpr std::size_t MAX_CONNECTIONS = 4096;
 // Of these, connections still in the handshake.
 inline constexpr std::size_t MAX_HANDSHAKES = 256;
-// Bytes of incomplete frames that one listener holds over all connections;
-// past it the connection that holds most goes.
-inline constexpr std::size_t MAX_PARTIAL_INPUT_BYTES = 64U << 20U;
+// Memory that all peers of one process together make it hold for unfinished
+// frames and for what they have not taken; past it the connection that holds
+// most goes. Room for the largest frame four times over, each in a buffer that
+// has grown to twice what it holds.
+inline constexpr std::size_t MAX_BUFFERED_BYTES = 128U << 20U;
+// Buffer that a connection keeps for its next answers while it has none.
+inline constexpr std::size_t KEPT_OUTPUT_BYTES = 8U << 10U;
 
+// Targets that one router has connections to or asks for; past it the one that
+// was asked longest ago goes, unless each awaits a reply: then send() answers
+// false. A switch has a few dozen targets.
+inline constexpr std::size_t MAX_PEERS = 512;
 // Requests to one peer that await a reply; past it send() answers false.
 inline constexpr std::size_t MAX_REQUESTS_IN_FLIGHT = 65536;
+// Requests to one peer from the oldest that awaits a reply to the youngest,
+// those between that were answered included; likewise. A peer that leaves one
+// unanswered while it answers the rest is behind it.
+inline constexpr std::size_t MAX_REQUESTS_SPANNED = 1U << 20U;
 // Bytes of requests to one peer that wait to be written; likewise.
 inline constexpr std::size_t MAX_REQUEST_BYTES_QUEUED = 32U << 20U;
 // Requests to the finder that await an answer; likewise.
@@ -45,6 +57,11 @@ inline constexpr std::size_t MAX_FINDER_REQUESTS = 4096;
 inline constexpr std::size_t REPLY_BYTES_HIGH_WATER = 1U << 20U;
 // Bytes taken from one connection in one turn, so that none starves others.
 inline constexpr std::size_t MAX_READ_PER_TURN = 256U << 10U;
+// Time that the requests of one connection take in one turn, likewise: what
+// is left of them waits for the next turn.
+inline constexpr std::chrono::milliseconds MAX_TIME_PER_TURN{5};
+// Requests between two looks at the clock.
+inline constexpr unsigned REQUESTS_PER_LOOK = 16;
 
 // From sending a request to giving up on its reply.
 inline constexpr std::chrono::seconds REPLY_TIMEOUT{30};

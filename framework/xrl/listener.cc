@@ -17,7 +17,8 @@ XrlListener::Options XrlListener::default_options() {
           .admit = nullptr,
           .keep = nullptr,
           .max_connections = xrl_limits::MAX_CONNECTIONS,
-          .max_handshakes = xrl_limits::MAX_HANDSHAKES};
+          .max_handshakes = xrl_limits::MAX_HANDSHAKES,
+          .max_buffered_bytes = xrl_limits::MAX_BUFFERED_BYTES};
 }
 
 XrlListener::XrlListener(EventLoop& loop, XrlDispatcher& dispatcher, Options options,
@@ -26,7 +27,8 @@ XrlListener::XrlListener(EventLoop& loop, XrlDispatcher& dispatcher, Options opt
       _dispatcher(dispatcher),
       _options(std::move(options)),
       _observer(observer),
-      _bury(loop, [this] { _closed.clear(); }) {}
+      _budget(_options.max_buffered_bytes),
+      _closed(loop) {}
 
 XrlListener::~XrlListener() {
   _connections.clear();
@@ -74,8 +76,9 @@ void XrlListener::admit(int fd, const NetAddress& peer) {
   }
   ++_handshakes;
   XrlConnection::Delegate& self = *this;
-  _connections.push_back(std::make_unique<XrlConnection>(
-      _loop, fd, XrlConnection::Side::ACCEPTED, peer, _options.hello, &_dispatcher, self));
+  _connections.push_back(std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::ACCEPTED,
+                                                         peer, _options.hello, &_dispatcher, self,
+                                                         &_budget));
 }
 
 bool XrlListener::make_room() {
@@ -120,17 +123,6 @@ void XrlListener::connection_down(XrlConnection& connection, XrlConnection::Caus
   const auto at = std::find_if(_connections.begin(), _connections.end(),
                                [&](const auto& held) { return held.get() == &connection; });
   std::swap(*at, _connections.back());
-  _closed.push_back(std::move(_connections.back()));
+  _closed.add(std::move(_connections.back()));
   _connections.pop_back();
-  _bury.schedule();
-}
-
-void XrlListener::partial_input_changed(XrlConnection&, std::ptrdiff_t change) {
-  _partial_input += change;
-  if (_partial_input <= static_cast<std::ptrdiff_t>(xrl_limits::MAX_PARTIAL_INPUT_BYTES)) return;
-  const auto largest =
-      std::max_element(_connections.begin(), _connections.end(), [](const auto& a, const auto& b) {
-        return a->partial_input_bytes() < b->partial_input_bytes();
-      });
-  if (largest != _connections.end()) (*largest)->close("too much unfinished input");
 }

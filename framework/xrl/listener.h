@@ -3,7 +3,8 @@
 //
 // When the limit of connections is reached, a new one takes the place of the
 // one that has been silent longest, first of those still in the handshake, so
-// a flood of idle peers cannot lock an honest one out. Each connection that is
+// a flood of idle peers cannot lock an honest one out. When what they all make it
+// hold in buffers passes its limit, the one that makes it hold most goes. Each connection that is
 // refused or damaged costs one log line.
 #pragma once
 
@@ -15,6 +16,8 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/base/network.h"
+#include "framework/xrl/buffer_budget.h"
+#include "framework/xrl/closed_connections.h"
 #include "framework/xrl/connection.h"
 
 class XrlListener : private XrlConnection::Delegate {
@@ -35,6 +38,7 @@ class XrlListener : private XrlConnection::Delegate {
     std::function<bool(const XrlConnection&)> keep;
     std::size_t max_connections;
     std::size_t max_handshakes;
+    std::size_t max_buffered_bytes;
   };
   [[nodiscard]] static Options default_options();
 
@@ -48,6 +52,8 @@ class XrlListener : private XrlConnection::Delegate {
   // Where it listens, in the order of listen(), with the port it got.
   [[nodiscard]] const std::vector<NetAddress>& addresses() const { return _addresses; }
   [[nodiscard]] std::size_t connections() const { return _connections.size(); }
+  // That of its connections, for others of the same process to share.
+  [[nodiscard]] XrlBufferBudget& budget() { return _budget; }
 
  private:
   struct Socket {
@@ -64,7 +70,6 @@ class XrlListener : private XrlConnection::Delegate {
                      XrlArgsReader& results) override;
   void connection_down(XrlConnection& connection, XrlConnection::Cause cause,
                        const std::string& reason) override;
-  void partial_input_changed(XrlConnection& connection, std::ptrdiff_t change) override;
 
   EventLoop& _loop;
   XrlDispatcher& _dispatcher;
@@ -72,9 +77,8 @@ class XrlListener : private XrlConnection::Delegate {
   Observer* _observer;
   std::vector<Socket> _sockets;
   std::vector<NetAddress> _addresses;
+  XrlBufferBudget _budget;
   std::vector<std::unique_ptr<XrlConnection>> _connections;
-  std::vector<std::unique_ptr<XrlConnection>> _closed;  // until the end of the turn
+  XrlClosedConnections _closed;
   std::size_t _handshakes = 0;
-  std::ptrdiff_t _partial_input = 0;
-  Deferred _bury;
 };

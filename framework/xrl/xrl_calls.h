@@ -28,6 +28,8 @@ class XrlCalls {
   // Answers the call's sequence number; numbers rise by one and wrap.
   std::uint32_t add(XrlReply reply);
   [[nodiscard]] std::size_t pending() const { return _pending; }
+  // From the oldest pending call to the youngest; memory grows with it.
+  [[nodiscard]] std::size_t span() const { return _next - _first; }
   [[nodiscard]] bool is_pending(std::uint32_t sequence) const;
 
   // False when no such call is pending. The callback may add further calls,

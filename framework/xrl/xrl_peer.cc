@@ -25,20 +25,26 @@ std::vector<NetAddress> usable_addresses(const std::vector<NetAddress>& all, IPv
 }  // namespace
 
 XrlPeer::XrlPeer(EventLoop& loop, std::string target, xrl_frame::Hello hello, FinderClient& finder,
-                 Owner& owner)
+                 Owner& owner, XrlBufferBudget& budget)
     : _loop(loop),
       _target(std::move(target)),
       _hello(std::move(hello)),
       _finder(finder),
       _owner(owner),
+      _budget(budget),
+      _last_asked(loop.now()),
+      _closed(loop),
       _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return timeout_error(); }),
-      _refuse(loop, [this] { refuse_now(); }),
-      _bury(loop, [this] { _closed.clear(); }) {}
+      _refuse(loop, [this] { refuse_now(); }) {}
 
 XrlPeer::~XrlPeer() = default;
 
 bool XrlPeer::send(std::string_view method, std::span<const std::uint8_t> args, XrlReply reply) {
-  if (_calls.pending() >= xrl_limits::MAX_REQUESTS_IN_FLIGHT) return false;
+  if (_calls.pending() >= xrl_limits::MAX_REQUESTS_IN_FLIGHT ||
+      _calls.span() >= xrl_limits::MAX_REQUESTS_SPANNED) {
+    return false;
+  }
+  _last_asked = _loop.now();
   if (_connected) {
     if (_connection->bytes_to_write() + args.size() > xrl_limits::MAX_REQUEST_BYTES_QUEUED) {
       return false;
@@ -157,7 +163,7 @@ void XrlPeer::try_next_address() {
     if (fd < 0) continue;
     XrlConnection::Delegate& self = *this;
     _connection = std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::CONNECTING,
-                                                  address, _hello, nullptr, self);
+                                                  address, _hello, nullptr, self, &_budget);
     return;
   }
   const bool was_fresh = std::exchange(_resolution_is_fresh, false);
@@ -191,8 +197,7 @@ void XrlPeer::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlErr
 }
 
 void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, const std::string& reason) {
-  _closed.push_back(std::move(_connection));
-  _bury.schedule();
+  _closed.add(std::move(_connection));
   if (!std::exchange(_connected, false)) {
     // Nobody listens at that address, or a stranger does.
     _connect_problem = reason;

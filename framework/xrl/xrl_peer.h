@@ -18,6 +18,7 @@
 
 #include "framework/base/callback.h"
 #include "framework/base/event_loop.h"
+#include "framework/xrl/closed_connections.h"
 #include "framework/xrl/connection.h"
 #include "framework/xrl/finder_client.h"
 #include "framework/xrl/xrl_calls.h"
@@ -37,9 +38,9 @@ class XrlPeer final : private XrlConnection::Delegate {
     [[nodiscard]] virtual IPv4 local_host() const = 0;
   };
 
-  // The finder client and the owner must outlive it.
+  // The finder client, the owner and the budget must outlive it.
   XrlPeer(EventLoop& loop, std::string target, xrl_frame::Hello hello, FinderClient& finder,
-          Owner& owner);
+          Owner& owner, XrlBufferBudget& budget);
   ~XrlPeer() override;
 
   // As XrlSender::send(), with this target.
@@ -47,6 +48,7 @@ class XrlPeer final : private XrlConnection::Delegate {
                           XrlReply reply);
   [[nodiscard]] const std::string& target() const { return _target; }
   [[nodiscard]] std::size_t pending() const { return _calls.pending(); }
+  [[nodiscard]] TimePoint last_asked() const { return _last_asked; }
   // Nothing is pending, no connection stands, and nothing is known of the
   // target that would be missed.
   [[nodiscard]] bool is_idle() const {
@@ -91,6 +93,7 @@ class XrlPeer final : private XrlConnection::Delegate {
   xrl_frame::Hello _hello;
   FinderClient& _finder;
   Owner& _owner;
+  XrlBufferBudget& _budget;
 
   FinderClient::Resolution _resolution;  // no instance: not known
   bool _resolution_is_fresh = false;     // nothing was tried with it yet
@@ -98,17 +101,17 @@ class XrlPeer final : private XrlConnection::Delegate {
   bool _resolving = false;
   bool _connected = false;  // _connection stands and leads to the right instance
   std::size_t _next_address = 0;
+  TimePoint _last_asked;
   std::string _connect_problem;
   std::string _last_method;  // the method whose key was looked up last
   const XrlKey* _last_key = nullptr;
 
   std::unique_ptr<XrlConnection> _connection;
-  std::vector<std::unique_ptr<XrlConnection>> _closed;  // until the end of the turn
+  XrlClosedConnections _closed;
   XrlCalls _calls;
   std::deque<Waiting> _waiting;
   std::size_t _waiting_bytes = 0;
   std::vector<std::pair<std::uint32_t, XrlError>> _refused;  // to be told at the end of the turn
   Deferred _refuse;
-  Deferred _bury;
   Lifeline _lifeline;
 };

@@ -44,7 +44,7 @@ XrlStdRouter::XrlStdRouter(EventLoop& loop, const char* class_name, const char* 
   FinderClient::Owner& self = *this;
   _finder = std::make_unique<FinderClient>(
       loop, FinderClient::Identity{finder_host, finder_port, class_name, _hello}, *this,
-      _dispatcher, self);
+      _dispatcher, self, _listener->budget());
 }
 
 XrlStdRouter::~XrlStdRouter() = default;
@@ -58,21 +58,39 @@ std::size_t XrlStdRouter::pending() const {
 bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlReply reply) {
   if (!_finder->was_ready() || _args_past_limit) return false;
   if (target == "finder") return _finder->send(method, _args.bytes(), std::move(reply));
-  return peer_for(target).send(method, _args.bytes(), std::move(reply));
+  XrlPeer* const peer = peer_for(target);
+  return peer != nullptr && peer->send(method, _args.bytes(), std::move(reply));
 }
 
-XrlPeer& XrlStdRouter::peer_for(std::string_view target) {
-  if (_last_peer != nullptr && _last_peer->target() == target) return *_last_peer;
+XrlPeer* XrlStdRouter::peer_for(std::string_view target) {
+  if (_last_peer != nullptr && _last_peer->target() == target) return _last_peer;
   auto found = _peers.find(target);
   if (found == _peers.end()) {
+    if (_peers.size() >= xrl_limits::MAX_PEERS && !drop_one_peer()) return nullptr;
     XrlPeer::Owner& self = *this;
     found = _peers
-                .emplace(std::string(target), std::make_unique<XrlPeer>(_loop, std::string(target),
-                                                                        _hello, *_finder, self))
+                .emplace(std::string(target),
+                         std::make_unique<XrlPeer>(_loop, std::string(target), _hello, *_finder,
+                                                   self, _listener->budget()))
                 .first;
   }
   _last_peer = found->second.get();
-  return *_last_peer;
+  return _last_peer;
+}
+
+// The one that was asked longest ago; those that owe an answer stay.
+bool XrlStdRouter::drop_one_peer() {
+  auto oldest = _peers.end();
+  for (auto at = _peers.begin(); at != _peers.end(); ++at) {
+    if (at->second->pending() != 0) continue;
+    if (oldest == _peers.end() || at->second->last_asked() < oldest->second->last_asked()) {
+      oldest = at;
+    }
+  }
+  if (oldest == _peers.end()) return false;
+  _last_peer = nullptr;
+  _peers.erase(oldest);
+  return true;
 }
 
 // Names that were asked for once must not pile up.

@@ -64,7 +64,9 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   void peer_is_idle() override { _sweep.schedule(); }
   [[nodiscard]] IPv4 local_host() const override { return _local_host; }
 
-  [[nodiscard]] XrlPeer& peer_for(std::string_view target);
+  // Null when there are too many already.
+  [[nodiscard]] XrlPeer* peer_for(std::string_view target);
+  bool drop_one_peer();
   void drop_idle_peers();
   [[nodiscard]] bool listens_on(IPv4 host) const;
 

@@ -64,11 +64,12 @@ std::string args(const std::string& text) {
 
 std::string nested_lists(std::string_view name, std::size_t depth) {
   constexpr char LIST = 11;
-  std::string value = std::string(1, '\0') + u32(0) + u32(0);
-  for (std::size_t level = 1; level < depth; ++level) {
-    value = std::string(1, LIST) + u32(1) + u32(static_cast<std::uint32_t>(value.size())) + value;
+  constexpr std::size_t HEAD = 9;
+  std::string bytes = std::string(1, LIST) + static_cast<char>(name.size()) + std::string(name);
+  for (std::size_t inner = depth - 1; inner > 0; --inner) {
+    bytes += LIST + u32(1) + u32(static_cast<std::uint32_t>(HEAD * inner));
   }
-  return std::string(1, LIST) + static_cast<char>(name.size()) + std::string(name) + value;
+  return bytes + '\0' + u32(0) + u32(0);
 }
 
 std::vector<std::string> frames_of(std::string_view stream) {

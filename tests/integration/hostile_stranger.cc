@@ -14,6 +14,10 @@ Stranger::Stranger(EventLoop& loop, const NetAddress& to)
   _watch.emplace(loop, _fd, IoInterest::WRITE, [this](IoInterest ready) { on_ready(ready); });
 }
 
+Stranger::Stranger(EventLoop& loop, int fd) : _loop(loop), _fd(fd), _connected(true) {
+  _watch.emplace(loop, _fd, IoInterest::READ, [this](IoInterest ready) { on_ready(ready); });
+}
+
 Stranger::~Stranger() {
   end();
 }
@@ -96,4 +100,24 @@ void Stranger::end() {
   if (!_watch) return;
   _watch.reset();
   _loop.network().close(_fd);
+}
+
+StrangerHost::StrangerHost(EventLoop& loop)
+    : _loop(loop), _fd(loop.network().listen(NetAddress::tcp(IPv4::loopback(), 0))) {
+  _watch.emplace(loop, _fd, IoInterest::READ, [this](IoInterest /*ready*/) { accept(); });
+}
+
+StrangerHost::~StrangerHost() {
+  _watch.reset();
+  _loop.network().close(_fd);
+}
+
+NetAddress StrangerHost::address() const {
+  return _loop.network().local_address(_fd);
+}
+
+void StrangerHost::accept() {
+  NetAddress peer;
+  const int fd = _loop.network().accept(_fd, peer);
+  if (fd >= 0) _strangers.push_back(std::make_unique<Stranger>(_loop, fd));
 }

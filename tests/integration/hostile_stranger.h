@@ -2,7 +2,7 @@
 // On a simulated or on a real event loop, which turns it.
 #pragma once
 
-#include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,14 +13,17 @@
 
 class Stranger {
  public:
+  // Connects to that address.
   Stranger(EventLoop& loop, const NetAddress& to);
+  // Takes over an accepted stream.
+  Stranger(EventLoop& loop, int fd);
   ~Stranger();
   Stranger(const Stranger&) = delete;
   Stranger& operator=(const Stranger&) = delete;
 
   // The bytes leave as the other side takes them.
   void say(std::string_view bytes);
-  // From now on, or until it is to read again.
+  // Whether it reads what comes, which it does at first.
   void set_reading(bool reading);
   // Ends the connection from this side.
   void leave();
@@ -49,5 +52,29 @@ class Stranger {
   ByteBuffer _out;
   std::string _in;
   std::vector<std::string> _frames;
+  std::optional<Watch> _watch;
+};
+
+// A place where others connect to strangers.
+class StrangerHost {
+ public:
+  // On a free port of this host.
+  explicit StrangerHost(EventLoop& loop);
+  ~StrangerHost();
+  StrangerHost(const StrangerHost&) = delete;
+  StrangerHost& operator=(const StrangerHost&) = delete;
+
+  [[nodiscard]] NetAddress address() const;
+  // Those that were connected to, in that order.
+  [[nodiscard]] const std::vector<std::unique_ptr<Stranger>>& strangers() const {
+    return _strangers;
+  }
+
+ private:
+  void accept();
+
+  EventLoop& _loop;
+  int _fd;
+  std::vector<std::unique_ptr<Stranger>> _strangers;
   std::optional<Watch> _watch;
 };
