@@ -1,5 +1,6 @@
 #include "framework/finder/finder_server.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -15,10 +16,11 @@ constexpr std::string_view TARGET_DIED_METHOD = "finder_client/0.1/target_died";
 }  // namespace
 
 FinderServer::FinderServer(EventLoop& loop, const NetAddress& address, AllowList allowed,
-                           std::string cookie)
+                           std::string cookie, std::size_t max_sessions)
     : _commands(FINDER),
       _target(_commands, _registry, *this),
-      _listener(loop, _dispatcher, listener_options(std::move(allowed), std::move(cookie)), this),
+      _listener(loop, _dispatcher,
+                listener_options(std::move(allowed), std::move(cookie), max_sessions), this),
       _registry(open(address)),
       _send_later(loop, [this] { send_notices(); }) {
   _dispatcher.set_commands(_commands);
@@ -26,9 +28,11 @@ FinderServer::FinderServer(EventLoop& loop, const NetAddress& address, AllowList
 
 FinderServer::~FinderServer() = default;
 
-XrlListener::Options FinderServer::listener_options(AllowList allowed, std::string cookie) const {
+XrlListener::Options FinderServer::listener_options(AllowList allowed, std::string cookie,
+                                                    std::size_t max_sessions) const {
   XrlListener::Options options = XrlListener::default_options();
   options.hello = {FINDER, std::move(cookie)};
+  options.max_connections = std::min(max_sessions, finder_limits::MAX_SESSIONS);
   options.admit = [allowed = std::move(allowed)](const NetAddress& peer) {
     return allowed.allows(peer);
   };

@@ -36,9 +36,11 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
  public:
   // Listens from here on. A peer that `allowed` does not allow is refused, and
   // so is one that does not show `cookie` (which may be empty: none is asked
-  // for). Throws XorpException, whose text names address and reason, when it
-  // cannot listen.
-  FinderServer(EventLoop& loop, const NetAddress& address, AllowList allowed, std::string cookie);
+  // for). Of more than `max_sessions` (at most MAX_SESSIONS) peers the one that
+  // registered nothing and was silent longest goes. Throws XorpException, whose
+  // text names address and reason, when it cannot listen.
+  FinderServer(EventLoop& loop, const NetAddress& address, AllowList allowed, std::string cookie,
+               std::size_t max_sessions = finder_limits::MAX_SESSIONS);
   ~FinderServer() override;
   FinderServer(const FinderServer&) = delete;
   FinderServer& operator=(const FinderServer&) = delete;
@@ -48,7 +50,8 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
   [[nodiscard]] const FinderRegistry& registry() const { return _registry; }
 
  private:
-  [[nodiscard]] XrlListener::Options listener_options(AllowList allowed, std::string cookie) const;
+  [[nodiscard]] XrlListener::Options listener_options(AllowList allowed, std::string cookie,
+                                                      std::size_t max_sessions) const;
   // Listens and answers the target that the finder itself is.
   [[nodiscard]] FinderTarget open(const NetAddress& address);
 

@@ -217,6 +217,38 @@ TEST_F(FinderServerTest, ClosesASessionThatTakesNoNews) {
   EXPECT_EQ(busy->call("finder/0.2/get_xrl_targets"), "targets:list=:txt=finder");
 }
 
+TEST_F(FinderServerTest, MakesRoomByClosingWhoOnlyAsksAndNeverARegisteredTarget) {
+  _server.reset();
+  _server = std::make_unique<FinderServer>(_world.loop(), LOOPBACK, AllowList(), "", 3);
+  const auto daemon = peer();
+  daemon->register_target("policy", "policy-1");
+  const auto silent = peer();
+  silent->call("finder/0.2/get_xrl_targets");
+  const auto asker = peer();
+  asker->call("finder/0.2/get_xrl_targets");
+  LogCapture log;
+  const auto late = peer();
+  EXPECT_EQ(late->call("finder/0.2/get_xrl_targets"), "targets:list=:txt=finder,:txt=policy");
+  _world.run_for(seconds(1));
+  EXPECT_TRUE(daemon->is_up());
+  EXPECT_FALSE(silent->is_up());
+  EXPECT_TRUE(asker->is_up());
+  EXPECT_EQ(log.take_lines().size(), 1U);
+}
+
+TEST_F(FinderServerTest, RefusesMoreRegisteredTargetsThanItHasRoomFor) {
+  _server.reset();
+  _server = std::make_unique<FinderServer>(_world.loop(), LOOPBACK, AllowList(), "", 1);
+  const auto daemon = peer();
+  daemon->register_target("policy", "policy-1");
+  LogCapture log;
+  const auto late = peer();
+  _world.run_for(seconds(1));
+  EXPECT_FALSE(late->is_up());
+  EXPECT_EQ(daemon->call("finder/0.2/get_xrl_targets"), "targets:list=:txt=finder,:txt=policy");
+  EXPECT_EQ(log.take_lines().size(), 1U);
+}
+
 TEST_F(FinderServerTest, RefusesToShareItsAddress) {
   try {
     const FinderServer second(_world.loop(), LOOPBACK, AllowList(), "");
