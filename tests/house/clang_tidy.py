@@ -11,6 +11,7 @@ import hashlib
 import json
 import os
 import pathlib
+import shlex
 import subprocess
 import sys
 
@@ -52,7 +53,8 @@ class Tidy:
     def mark(self, command):
         key = hashlib.sha256(self.common + command["command"].encode())
         key.update(self.digest(pathlib.Path(command["file"])))
-        for path in self.deps.get(command["output"], []):
+        words = shlex.split(command["command"])
+        for path in self.deps.get(words[words.index("-o") + 1], []):
             key.update(str(path).encode() + self.digest(path))
         return self.cache / key.hexdigest()
 
