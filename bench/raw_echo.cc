@@ -3,16 +3,19 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/epoll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "bench/measure.h"
 #include "framework/xrl/byte_order.h"
 
 namespace {
@@ -102,17 +105,7 @@ class FramedStream {
   std::vector<std::uint8_t> _out;
 };
 
-}  // namespace
-
-void serve_raw_echo(EchoSizes sizes) {
-  const int listener = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address = loopback(0);
-  socklen_t size = sizeof address;
-  if (bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0) fail("echo: bind");
-  if (listen(listener, 16) != 0) fail("echo: listen");
-  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-  std::printf("echo: listening on %u\n", static_cast<unsigned>(ntohs(address.sin_port)));
-  std::fflush(stdout);
+[[noreturn]] void serve(int listener, EchoSizes sizes) {
   for (;;) {
     FramedStream stream(accept(listener, nullptr, nullptr));
     while (const std::size_t frames = stream.receive()) {
@@ -122,20 +115,46 @@ void serve_raw_echo(EchoSizes sizes) {
   }
 }
 
-double run_raw_echo(std::uint16_t port, EchoSizes sizes, std::size_t requests,
-                    std::size_t in_flight) {
+}  // namespace
+
+RawEcho::RawEcho(EchoSizes sizes, int server_cpu) : _sizes(sizes) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = loopback(0);
+  socklen_t size = sizeof address;
+  if (bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      listen(listener, 16) != 0 ||
+      getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    fail("echo: listen");
+  }
+  _port = ntohs(address.sin_port);
+  _server = fork();
+  if (_server < 0) fail("echo: fork");
+  if (_server == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    run_on_cpu(server_cpu);
+    serve(listener, sizes);
+  }
+  close(listener);
+}
+
+RawEcho::~RawEcho() {
+  kill(_server, SIGKILL);
+  waitpid(_server, nullptr, 0);
+}
+
+double RawEcho::run(std::size_t requests, std::size_t in_flight) const {
   const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  const sockaddr_in address = loopback(port);
+  const sockaddr_in address = loopback(_port);
   if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     fail("echo: connect");
   }
   FramedStream stream(fd);
-  const auto start = std::chrono::steady_clock::now();
+  const Stopwatch watch;
   std::size_t sent = 0;
   std::size_t answered = 0;
   while (answered < requests) {
     while (sent < requests && sent - answered < in_flight) {
-      stream.queue_frame(sizes.request_bytes);
+      stream.queue_frame(_sizes.request_bytes);
       ++sent;
     }
     stream.flush();
@@ -143,5 +162,5 @@ double run_raw_echo(std::uint16_t port, EchoSizes sizes, std::size_t requests,
     if (frames == 0) fail("echo: ended");
     answered += frames;
   }
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return watch.seconds();
 }

@@ -4,6 +4,8 @@
 // produced in one call, as any framework on this machine has to.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -12,11 +14,22 @@ struct EchoSizes {
   std::size_t reply_bytes;
 };
 
-// Listens on loopback, prints "echo: listening on PORT", serves one connection
-// until it ends, and returns.
-void serve_raw_echo(EchoSizes sizes);
+// A server in a process of its own, and a client of it in this one.
+class RawEcho {
+ public:
+  // The server runs on that CPU; it ends with this object.
+  RawEcho(EchoSizes sizes, int server_cpu);
+  ~RawEcho();
+  RawEcho(const RawEcho&) = delete;
+  RawEcho& operator=(const RawEcho&) = delete;
 
-// Sends `requests` frames with at most `in_flight` unanswered and returns the
-// seconds it took.
-double run_raw_echo(std::uint16_t port, EchoSizes sizes, std::size_t requests,
-                    std::size_t in_flight);
+  // Sends `requests` frames over a connection of their own, with at most
+  // `in_flight` unanswered, and answers the seconds from the first to the
+  // last answer.
+  [[nodiscard]] double run(std::size_t requests, std::size_t in_flight) const;
+
+ private:
+  EchoSizes _sizes;
+  pid_t _server;
+  std::uint16_t _port;
+};
