@@ -92,6 +92,8 @@ void FinderServer::send_notices() {
 }
 
 void FinderServer::send(XrlConnection& to, const FinderNotice& notice) {
+  // What arose within this turn is not the session's fault.
+  if (to.bytes_to_write() > finder_limits::MAX_UNSENT_BYTES) to.hand_over();
   if (to.bytes_to_write() > finder_limits::MAX_UNSENT_BYTES) {
     to.close("the session takes no news");
     return;
