@@ -1,10 +1,11 @@
 // chassis: runs the simulated switch that a file describes.
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
-#include <iterator>
+#include <string>
 
 #include "chassis/chassis.h"
 #include "framework/base/comm.h"
@@ -47,10 +48,15 @@ int read_command_line(int argc, char** argv, Options& options, bool& leave) {
 }
 
 SwitchDescription read_description(const std::string& file) {
-  std::ifstream in(file);
-  if (!in) throw DescriptionError("the file cannot be read.");
-  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  if (in.bad()) throw DescriptionError("the file cannot be read.");
+  std::ifstream in(file, std::ios::binary);
+  std::string text;
+  std::array<char, 65536> chunk{};
+  while (in) {
+    in.read(chunk.data(), chunk.size());
+    text.append(chunk.data(), static_cast<std::size_t>(in.gcount()));
+  }
+  // At the end of a file that was opened and read whole.
+  if (!in.eof()) throw DescriptionError("the file cannot be read.");
   return parse_description(text);
 }
 

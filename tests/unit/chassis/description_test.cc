@@ -117,7 +117,6 @@ TEST(Description, MembersAreKnownInterfacesOfOneAggregate) {
 }
 
 TEST(Description, DeepNestingIsRefusedLikeAnyOtherMistake) {
-  EXPECT_EQ(
-      problem_of("{\"vlans\": [" + std::string(100000, '[') + std::string(100000, ']') + "]}"),
-      "vlans[0]: a number from 0 to 4294967295 is expected.");
+  EXPECT_EQ(problem_of("{\"vlans\": [" + std::string(10000, '[') + std::string(10000, ']') + "]}"),
+            "vlans[0]: a number from 0 to 4294967295 is expected.");
 }
