@@ -1,11 +1,13 @@
-// PackedMap: an ordered map of small plain values that costs few bytes an
-// entry and whose operations cost the logarithm of its size.
+// PackedMap: an ordered map of small values, plain ones or owning pointers, that
+// costs few bytes an entry and whose operations cost the logarithm of its size.
 //
 // The entries lie sorted in runs of at most RUN_CAPACITY, and the runs in
-// order in an array: finding one is two binary searches, changing one moves
-// part of one run. A run grows by half, so small maps stay small and a growing
-// map never takes more than half as much again as its entries; entries that
-// come in ascending or descending order fill their runs.
+// order in an array, each beside its first key: finding an entry is two binary
+// searches, of which only the second looks into a run, and changing one moves
+// part of one run. On a large map that is a few looks at cold memory, where a
+// tree of single entries takes one at every level. A run grows by half, so small maps stay small
+// and a growing map never takes more than half as much again as its entries; entries that come in
+// ascending or descending order fill their runs.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +21,7 @@
 
 template <typename Key, typename Value, typename Less = std::less<Key>>
 class PackedMap {
-  static_assert(std::is_trivially_copyable_v<Key> && std::is_trivially_copyable_v<Value>);
+  static_assert(std::is_trivially_copyable_v<Key> && std::is_nothrow_move_assignable_v<Value>);
 
  public:
   struct Entry {
@@ -53,23 +55,24 @@ class PackedMap {
 
   // `key` must not be in the map. When memory runs out it throws
   // std::bad_alloc and the map is as it was.
-  void insert(const Key& key, const Value& value) {
+  void insert(const Key& key, Value value) {
     const std::size_t index = run_for(key);
     Run& run = run_at(index);
     const std::uint32_t place = lower_bound(run, key);
+    Entry entry{key, std::move(value)};
     if (run.size < RUN_CAPACITY) {
-      run.insert(place, {key, value});
+      run.insert(place, std::move(entry));
     } else if (place == RUN_CAPACITY) {
-      insert_after_full_run(index, {key, value});
+      insert_after_full_run(index, std::move(entry));
     } else if (place == 0) {
-      insert_run(0, Run(1)).insert(0, {key, value});
+      insert_run(0, Run(1)).insert(0, std::move(entry));
     } else {
-      split_and_insert(index, place, {key, value});
+      split_and_insert(index, place, std::move(entry));
     }
     ++_size;
   }
 
-  // False when `key` is not in the map.
+  // Destroys the value. False when `key` is not in the map.
   bool erase(const Key& key) noexcept {
     const std::size_t index = run_for(key);
     Run& run = run_at(index);
@@ -109,31 +112,39 @@ class PackedMap {
     explicit Run(std::uint32_t room)
         : entries(std::make_unique_for_overwrite<Entry[]>(room)), capacity(room) {}
 
-    void insert(std::uint32_t place, const Entry& entry) {
+    void insert(std::uint32_t place, Entry entry) {
       if (size == capacity) {
         Run larger(larger_capacity(size));
-        std::copy_n(entries.get(), size, larger.entries.get());
+        std::move(entries.get(), entries.get() + size, larger.entries.get());
         entries = std::move(larger.entries);
         capacity = larger.capacity;
       }
-      std::copy_backward(entries.get() + place, entries.get() + size, entries.get() + size + 1);
-      entries[place] = entry;
+      std::move_backward(entries.get() + place, entries.get() + size, entries.get() + size + 1);
+      entries[place] = std::move(entry);
       ++size;
+      note_first();
     }
     void erase(std::uint32_t place) noexcept {
-      std::copy(entries.get() + place + 1, entries.get() + size, entries.get() + place);
+      std::move(entries.get() + place + 1, entries.get() + size, entries.get() + place);
       --size;
+      entries[size].value = Value();
+      note_first();
     }
     // Moves the entries from `place` on to the end of `to`, which has room.
     void move_tail(std::uint32_t place, Run& to) noexcept {
-      std::copy(entries.get() + place, entries.get() + size, to.entries.get() + to.size);
+      std::move(entries.get() + place, entries.get() + size, to.entries.get() + to.size);
       to.size += size - place;
       size = place;
+      to.note_first();
+    }
+    void note_first() noexcept {
+      if (size != 0) first_key = entries[0].key;
     }
 
     std::unique_ptr<Entry[]> entries;
     std::uint32_t size = 0;
     std::uint32_t capacity = 0;
+    Key first_key{};  // of entries[0], when there is one
   };
 
   [[nodiscard]] Run& run_at(std::size_t index) { return index == 0 ? _first : _others[index - 1]; }
@@ -145,7 +156,7 @@ class PackedMap {
   [[nodiscard]] std::size_t run_for(const Key& key) const {
     const auto after = std::upper_bound(
         _others.begin(), _others.end(), key,
-        [](const Key& wanted, const Run& run) { return Less()(wanted, run.entries[0].key); });
+        [](const Key& wanted, const Run& run) { return Less()(wanted, run.first_key); });
     return static_cast<std::size_t>(after - _others.begin());
   }
 
@@ -180,16 +191,16 @@ class PackedMap {
     }
   }
 
-  void insert_after_full_run(std::size_t index, const Entry& entry) {
+  void insert_after_full_run(std::size_t index, Entry entry) {
     if (index < _others.size() && _others[index].size < RUN_CAPACITY) {
-      _others[index].insert(0, entry);
+      _others[index].insert(0, std::move(entry));
     } else {
-      insert_run(index + 1, Run(1)).insert(0, entry);
+      insert_run(index + 1, Run(1)).insert(0, std::move(entry));
     }
   }
 
   // Neither half keeps more room than a run that grew to its size would have.
-  void split_and_insert(std::size_t index, std::uint32_t place, const Entry& entry) {
+  void split_and_insert(std::size_t index, std::uint32_t place, Entry entry) {
     constexpr std::uint32_t MIDDLE = RUN_CAPACITY / 2;
     Run lower(larger_capacity(MIDDLE));
     Run& upper = insert_run(index + 1, Run(larger_capacity(MIDDLE)));
@@ -198,9 +209,9 @@ class PackedMap {
     full.move_tail(0, lower);
     full = std::move(lower);
     if (place <= MIDDLE) {
-      full.insert(place, entry);
+      full.insert(place, std::move(entry));
     } else {
-      upper.insert(place - MIDDLE, entry);
+      upper.insert(place - MIDDLE, std::move(entry));
     }
   }
 

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -68,7 +67,7 @@ class PolicyAclInfo {
   std::uint32_t _id;
   std::uint32_t _type;
   PolicyDescription _description;
-  std::map<std::uint32_t, std::unique_ptr<PolicyRuleInfo>> _rules;
+  PackedMap<std::uint32_t, std::unique_ptr<PolicyRuleInfo>> _rules;
   // The records that hold bindings of this ACL's rules, each with how many.
   PackedMap<const PolicyRecordName*, std::uint32_t, InWalkOrder> _users;
 };

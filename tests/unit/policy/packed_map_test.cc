@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -63,6 +65,27 @@ TEST(PackedMap, ClearedItCanBeFilledAgain) {
   EXPECT_EQ(contents(map), Model{});
   map.insert(7, 70);
   EXPECT_EQ(contents(map), (Model{{7, 70}}));
+}
+
+TEST(PackedMap, AnOwnedValueLivesAsLongAsItsEntryAndStaysWhereItIs) {
+  constexpr std::uint32_t COUNT = 3 * Map::RUN_CAPACITY;
+  PackedMap<std::uint32_t, std::shared_ptr<std::uint32_t>> map;
+  std::vector<std::weak_ptr<std::uint32_t>> values(COUNT);
+  for (std::uint32_t i = 0; i < COUNT; ++i) {
+    const std::uint32_t key = (i * 101) % COUNT;
+    auto value = std::make_shared<std::uint32_t>(key);
+    values[key] = value;
+    map.insert(key, std::move(value));
+  }
+  for (std::uint32_t key = 0; key < COUNT; ++key) {
+    ASSERT_EQ(map.find(key)->get(), values[key].lock().get());
+    if (key % 3 == 0) {
+      ASSERT_TRUE(map.erase(key));
+    }
+    ASSERT_EQ(values[key].expired(), key % 3 == 0);
+  }
+  map.clear();
+  for (const auto& value : values) EXPECT_TRUE(value.expired());
 }
 
 // Orders in which keys come and go; each runs over several times as many
