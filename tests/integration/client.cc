@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "framework/xrl/xrl.h"
 #include "tools/xrl_call.h"
@@ -25,18 +26,16 @@ std::string Client::ask(const std::string& request) {
   if (!turn_until([this] { return _router.ready(); })) return "not sent";
   // Shared with the callback, which may run after the wait was given up.
   const auto answer = std::make_shared<std::optional<std::string>>();
-  const bool sent = send_xrl(_router, Xrl::parse("finder://" + request),
-                             [answer](const XrlError& error, const XrlArgs& results) {
-                               *answer = answer_text(error, results);
-                             });
-  if (!sent) return "not sent";
+  if (!post(request, [answer](const std::string& text) { *answer = text; })) return "not sent";
   turn_until([&] { return answer->has_value(); });
   return answer->value_or("no answer");
 }
 
-bool Client::send(const std::string& request) {
+bool Client::post(const std::string& request, Answered answered) {
   return send_xrl(_router, Xrl::parse("finder://" + request),
-                  [](const XrlError& /*error*/, const XrlArgs& /*results*/) {});
+                  [answered = std::move(answered)](const XrlError& error, const XrlArgs& results) {
+                    answered(answer_text(error, results));
+                  });
 }
 
 bool Client::turn_until(const std::function<bool()>& done) {

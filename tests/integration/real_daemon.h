@@ -47,6 +47,8 @@ class RealDaemon : public testing::Test {
   void TearDown() override;
 
   ControlPlane plane;
+  // What policyd says of a finder that was killed is no warning to be taken.
+  bool finder_may_be_lost = false;
 
  private:
   std::size_t _warnings_taken = 0;
