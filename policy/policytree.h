@@ -22,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "policy/packed_map.h"
 #include "policy/policy_time_range.h"
 
 class PolicyAclInfo;
@@ -102,9 +103,9 @@ class PolicyTree {
 
   // The rules count the bindings that ports and VLANs hold, so the ACLs come
   // first here and go last.
-  std::map<std::uint32_t, std::unique_ptr<PolicyAclInfo>> _acls;
+  PackedMap<std::uint32_t, std::unique_ptr<PolicyAclInfo>> _acls;
   std::map<std::string, std::unique_ptr<PolicyPortInfo>, std::less<>> _ports;
-  std::map<std::uint32_t, std::unique_ptr<PolicyVlanInfo>> _vlans;
+  PackedMap<std::uint32_t, std::unique_ptr<PolicyVlanInfo>> _vlans;
   std::map<std::string, std::unique_ptr<PolicyTimeRange>, std::less<>> _time_ranges;
   std::set<std::uint32_t> _cards;
 };

@@ -1,12 +1,12 @@
 #include "policy/xrl_policy_target.h"
 
-#include <new>
 #include <vector>
 
 #include "common/well_known_names.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "platform/interfaces/card_manager_xif.h"
+#include "platform/usp.h"
 #include "policy/list_arguments.h"
 #include "policy/policy_node.h"
 #include "policy/policyconfig.h"

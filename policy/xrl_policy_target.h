@@ -28,13 +28,11 @@
 #include "platform/sif_mgr_hint_observer.h"
 #include "platform/sif_mgr_if_tree.h"
 #include "platform/sif_mgr_xrl_mirror.h"
-#include "platform/usp.h"
 #include "policy/interfaces/policy_tgt.h"
 
 class EventLoop;
 class PolicyConfig;
 class PolicyNode;
-class PolicyPortInfo;
 class PolicyTree;
 
 class XrlPolicyTarget : public XrlPolicyTargetBase,
@@ -249,9 +247,6 @@ class XrlPolicyTarget : public XrlPolicyTargetBase,
   void card_state_deregistered_response(const XrlError& error);
   void send_set_cos_mapping_to_lcmgr_cb(const XrlError& error, std::uint32_t priority,
                                         std::uint32_t queue);
-
-  [[nodiscard]] bool follow_known_interface(const SifMgrIfAtom& atom);
-  [[nodiscard]] bool follow_new_interface(const SifMgrIfAtom& atom);
 
   EventLoop& _eventloop;
   PolicyNode& _node;

@@ -1,13 +1,9 @@
 // What the target hears of the rest of the switch: births and deaths, card
 // states, VLANs and the interface tree.
-#include <utility>
-
 #include "common/well_known_names.h"
-#include "framework/base/xlog.h"
-#include "platform/card_id.h"
-#include "policy/policy_port_info.h"
 #include "policy/policy_replies.h"
 #include "policy/policytree.h"
+#include "policy/port_reconciliation.h"
 #include "policy/xrl_policy_target.h"
 
 using policy_replies::done_or;
@@ -23,13 +19,6 @@ constexpr bool is_card_gone(std::uint32_t card_state) {
 // VLAN events.
 constexpr std::uint32_t VLAN_DELETED = 0;
 constexpr std::uint32_t VLAN_CREATED = 1;
-
-// An aggregate has no card of its own; it takes the card of its first member.
-std::uint32_t card_id_of(const SifMgrIfAtom& atom) {
-  const std::uint32_t card_id = get_card_id(atom.name());
-  if (card_id != NO_CARD_ID || atom.members().empty()) return card_id;
-  return get_card_id(*atom.members().begin());
-}
 
 }  // namespace
 
@@ -81,47 +70,5 @@ void XrlPolicyTarget::tree_complete() {
 }
 
 void XrlPolicyTarget::updates_made() {
-  const SifMgrIfTree& live = _ifmirror.iftree();
-  // Made before anything changes. An interface that memory does not suffice
-  // for is left out, and is a new one when the tree changes again.
-  SifMgrIfTree reconciled = live;
-  for (const auto& [name, known] : _iftree.atoms()) {
-    const SifMgrIfAtom* atom = live.find(name);
-    if (atom == nullptr) {
-      _policy_tree->delete_port(name);
-    } else if (!follow_known_interface(*atom)) {
-      reconciled.remove(name);
-    }
-  }
-  for (const auto& [name, atom] : live.atoms()) {
-    if (_iftree.find(name) == nullptr && !follow_new_interface(atom)) reconciled.remove(name);
-  }
-  _iftree = std::move(reconciled);
-}
-
-// False when memory ran out.
-bool XrlPolicyTarget::follow_known_interface(const SifMgrIfAtom& atom) {
-  PolicyPortInfo* ifp = _policy_tree->find_port(atom.name());
-  XLOG_ASSERT(ifp != 0, atom.name());
-  if (ifp->special_card) {
-    ifp->card_id = card_id_of(atom);
-    return true;
-  }
-  return ifp->set_lag(atom.lagmember(), atom.lagname()) == 0;
-}
-
-// False when memory ran out.
-bool XrlPolicyTarget::follow_new_interface(const SifMgrIfAtom& atom) {
-  // A record is there already when memory ran out after it was made.
-  (void)_policy_tree->create_port(atom.name());
-  PolicyPortInfo* ifp = _policy_tree->find_port(atom.name());
-  if (ifp == nullptr) return false;
-  const std::uint32_t card_id = card_id_of(atom);
-  if (_policy_tree->is_card_up(card_id)) ifp->card_ready = true;
-  if (ifp->special_card) {
-    ifp->card_id = card_id;
-    return true;
-  }
-  // A member of no aggregate keeps the defaults of a new record.
-  return !atom.lagmember() || ifp->set_lag(true, atom.lagname()) == 0;
+  reconcile_ports(*_policy_tree, _ifmirror.iftree(), _iftree);
 }
