@@ -25,8 +25,8 @@ void deliver(RefCounted& callback, const XrlError& error, XrlArgsReader& results
 bool send_xrl(XrlSender& sender, const Xrl& request, XrlAnswer answer) {
   XrlArgsWriter args = sender.begin_args();
   for (const XrlAtom& atom : request.args) args.atom(atom);
-  return sender.send(request.target, request.method,
-                     XrlReply{&deliver, ref_ptr<RefCounted>(new HeldAnswer(std::move(answer)))});
+  XrlReply reply{&deliver, ref_ptr<RefCounted>(new HeldAnswer(std::move(answer)))};
+  return sender.send(request.target, request.method, std::move(reply));
 }
 
 std::string on_one_line(std::string_view text) {
