@@ -67,7 +67,8 @@ Json parse_json(const std::string& text) {
     // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
     const std::string_view what = error.what();
     const std::size_t place = what.find(" at ");
-    throw DescriptionError("no JSON" + std::string(place == what.npos ? "" : what.substr(place)));
+    throw DescriptionError("no JSON" +
+                           std::string(place == std::string_view::npos ? "" : what.substr(place)));
   }
 }
 

@@ -7,7 +7,7 @@ bool parse_finder_place(std::string_view text, FinderPlace& place) {
   FinderPlace read;
   read.host = text.substr(0, colon);
   if (read.host.empty()) return false;
-  if (colon != text.npos) {
+  if (colon != std::string_view::npos) {
     const std::string_view port = text.substr(colon + 1);
     const char* end = port.data() + port.size();
     const auto [rest, error] = std::from_chars(port.data(), end, read.port);

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <iostream>
 #include <string>
 
 #include "chassis/chassis.h"
@@ -74,33 +73,40 @@ void serve(const SwitchDescription& description, const FinderPlace& finder) {
   while (!chassis.is_done()) loop.run();
 }
 
-void start_log(const char* argv0) {
-  xlog_init(argv0, "");
+// 0 after an orderly end, or the status of a bad file.
+int run_switch(const Options& options) {
+  try {
+    serve(read_description(options.file), options.finder);
+    return 0;
+  } catch (const DescriptionError& error) {
+    std::fprintf(stderr, "chassis: %s: %s\n", options.file.c_str(), error.what());
+    return EXIT_BAD_FILE;
+  }
+}
+
+int run(int argc, char** argv) {
+  Options options;
+  bool leave = false;
+  int status = read_command_line(argc, argv, options, leave);
+  if (leave) return status;
+  xlog_init(argv[0], "");
   xlog_add_default_output();
   xlog_start();
+  comm_init();
+  status = run_switch(options);
+  comm_exit();
+  xlog_stop();
+  xlog_exit();
+  return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  Options options;
-  bool leave = false;
-  const int status = read_command_line(argc, argv, options, leave);
-  if (leave) return status;
-  start_log(argv[0]);
-  comm_init();
-  int result = 0;
   try {
-    serve(read_description(options.file), options.finder);
-  } catch (const DescriptionError& error) {
-    std::cerr << "chassis: " << options.file << ": " << error.what() << '\n';
-    result = EXIT_BAD_FILE;
+    return run(argc, argv);
   } catch (const std::exception& error) {
-    std::cerr << "chassis: " << error.what() << '\n';
-    result = EXIT_BAD_FILE;
+    std::fprintf(stderr, "chassis: %s\n", error.what());
+    return EXIT_BAD_FILE;
   }
-  comm_exit();
-  xlog_stop();
-  xlog_exit();
-  return result;
 }
