@@ -43,7 +43,7 @@ namespace finder_limits {
 
 inline constexpr std::size_t MAX_SESSIONS = xrl_limits::MAX_CONNECTIONS;
 // A class or an instance name.
-inline constexpr std::size_t MAX_NAME_BYTES = 128;
+inline constexpr std::size_t MAX_NAME_BYTES = xrl_limits::MAX_TARGET_NAME_BYTES;
 // "INTERFACE/VERSION/METHOD", all of it.
 inline constexpr std::size_t MAX_METHOD_BYTES = 255;
 inline constexpr std::size_t MAX_ADDRESS_BYTES = 128;

@@ -340,7 +340,7 @@ void XrlConnection::flush() {
     return;
   }
   const auto life = _lifeline.token();
-  if (!_in.empty()) parse_held_input();
+  if (_backlog || !_in.empty()) parse_held_input();
   if (life->alive && _state != State::CLOSED && keep_budget()) update_interest();
 }
 

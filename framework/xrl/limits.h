@@ -38,6 +38,9 @@ inline constexpr std::size_t MAX_BUFFERED_BYTES = 128U << 20U;
 // Buffer that a connection keeps for its next answers while it has none.
 inline constexpr std::size_t KEPT_OUTPUT_BYTES = 8U << 10U;
 
+// Name of a target; the finder takes none that is longer, so it is not asked for
+// one: send() answers false.
+inline constexpr std::size_t MAX_TARGET_NAME_BYTES = 128;
 // Targets that one router has connections to or asks for; past it the one that
 // was asked longest ago goes, unless each awaits a reply: then send() answers
 // false. A switch has a few dozen targets.

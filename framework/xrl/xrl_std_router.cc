@@ -57,6 +57,7 @@ std::size_t XrlStdRouter::pending() const {
 
 bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlReply reply) {
   if (!_finder->was_ready() || _args_past_limit) return false;
+  if (target.size() > xrl_limits::MAX_TARGET_NAME_BYTES) return false;
   if (target == "finder") return _finder->send(method, _args.bytes(), std::move(reply));
   XrlPeer* const peer = peer_for(target);
   return peer != nullptr && peer->send(method, _args.bytes(), std::move(reply));

@@ -1,0 +1,186 @@
+// What a router bears from the targets it asks, and from those who make it ask
+// for many.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/finder/finder_server.h"
+#include "framework/xrl/limits.h"
+#include "framework/xrl/xrl_std_router.h"
+#include "tests/integration/hostile_bytes.h"
+#include "tests/integration/hostile_stranger.h"
+#include "tests/simulation/sim_world.h"
+#include "tests/support/interfaces/echo_xif.h"
+#include "tests/support/log_capture.h"
+
+namespace {
+
+using namespace hostile_bytes;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Lines = std::vector<std::string>;
+
+const NetAddress FINDER = NetAddress::tcp(IPv4::loopback(), 19999);
+
+class HostileTargets : public testing::Test {
+ protected:
+  HostileTargets() {
+    world.network().set_descriptor_limit(5000);
+    EXPECT_TRUE(world.run_until([this] { return router.ready(); }, seconds(5)));
+  }
+  // Registers the class, and CLASS-1 as its instance, at the strangers' host.
+  void register_target(const std::string& class_name) {
+    XrlArgs target =
+        XrlArgs::parse("instance_name:txt=" + class_name + "-1&class_name:txt=" + class_name +
+                       "&methods:list=:txt=echo/0.1/say");
+    XrlAtomList addresses;
+    addresses.append(host.address().str());
+    target.add(XrlAtom("addresses", addresses));
+    XrlAtomList keys;
+    keys.append(XrlAtom::unnamed(XrlAtom::Binary(16, 1)));
+    target.add(XrlAtom("keys", keys));
+    sessions.push_back(std::make_unique<Stranger>(world.loop(), FINDER));
+    sessions.back()->say(hello(class_name) +
+                         request(1, "finder/0.2/register_target", args(target)));
+    ASSERT_TRUE(
+        world.run_until([this] { return sessions.back()->frames().size() == 2; }, seconds(5)));
+    ASSERT_EQ(sessions.back()->heard().back(), "reply 1 100 ");
+  }
+  // Remembers the answer.
+  bool say(const std::string& target) {
+    return XrlEchoV0p1Client(&router).send_say(
+        target, "hello", callback([this](const XrlError& error, const std::string_view* /*said*/) {
+          answers.push_back(error.str());
+        }));
+  }
+  Stranger& last_stranger() { return *host.strangers().back(); }
+  // The target says its hello and is asked something, which it does not answer.
+  void meet(const std::string& class_name) {
+    const std::size_t before = host.strangers().size();
+    ASSERT_TRUE(say(class_name));
+    ASSERT_TRUE(world.run_until([&] { return host.strangers().size() > before; }, seconds(5)));
+    last_stranger().say(hello(class_name + "-1"));
+    ASSERT_TRUE(world.run_until([&] { return last_stranger().frames().size() == 2; }, seconds(5)));
+  }
+
+  SimWorld world{7};
+  FinderServer finder{world.loop(), FINDER, AllowList(), ""};
+  StrangerHost host{world.loop()};
+  XrlStdRouter router{world.loop(), "", "127.0.0.1", FINDER.port, false};
+  std::vector<std::unique_ptr<Stranger>> sessions;
+  Lines answers;
+};
+
+TEST_F(HostileTargets, AreNotAskedForUnderNamesThatNoTargetCanHave) {
+  EXPECT_FALSE(say(std::string(xrl_limits::MAX_TARGET_NAME_BYTES + 1, 'x')));
+  EXPECT_TRUE(say(std::string(xrl_limits::MAX_TARGET_NAME_BYTES, 'x')));
+}
+
+TEST_F(HostileTargets, AreRefusedPastTheNumberOfThemThatMayOweAnAnswer) {
+  for (std::size_t i = 0; i < xrl_limits::MAX_PEERS; ++i) {
+    ASSERT_TRUE(say("nobody" + std::to_string(i))) << i;
+  }
+  EXPECT_FALSE(say("one-more"));
+  ASSERT_TRUE(world.run_until([this] { return router.pending() == 0; }, seconds(5)));
+  EXPECT_EQ(answers.size(), xrl_limits::MAX_PEERS);
+  EXPECT_TRUE(say("one-more"));
+}
+
+TEST_F(HostileTargets, LoseTheirConnectionWhenTheyWereAskedLongestAgoAndThereAreTooMany) {
+  world.network().set_delay(milliseconds(0), milliseconds(0));
+  register_target("oldest");
+  meet("oldest");
+  Stranger& oldest = last_stranger();
+  oldest.say(reply(0, 100, args("said:txt=hello")));
+  ASSERT_TRUE(world.run_until([this] { return answers.size() == 1; }, seconds(5)));
+  for (std::size_t i = 1; i < xrl_limits::MAX_PEERS; ++i) ASSERT_TRUE(say("n" + std::to_string(i)));
+  EXPECT_FALSE(oldest.is_refused());
+  EXPECT_TRUE(say("one-more"));
+  world.run_for(milliseconds(10));
+  EXPECT_TRUE(oldest.is_refused());
+}
+
+TEST_F(HostileTargets, ThatLeaveOneRequestUnansweredAreAskedNoMoreThanTheirSpan) {
+  register_target("patchy");
+  meet("patchy");
+  Stranger& patchy = last_stranger();
+  world.network().set_delay(milliseconds(0), milliseconds(0));
+  world.network().set_buffer_size(64U << 20U);
+  world.network().set_partial(0);
+  std::size_t asked = 1;
+  constexpr std::size_t BATCH = 32768;
+  while (asked < xrl_limits::MAX_REQUESTS_SPANNED) {
+    std::string bytes;
+    for (std::size_t i = 0; i < BATCH && asked < xrl_limits::MAX_REQUESTS_SPANNED; ++i) {
+      ASSERT_TRUE(say("patchy")) << asked;
+      bytes += reply(static_cast<std::uint32_t>(asked++), 102, "no");
+    }
+    patchy.say(bytes);
+    ASSERT_TRUE(world.run_until([this] { return router.pending() == 1; }, seconds(5)));
+  }
+  EXPECT_FALSE(say("patchy"));
+  patchy.say(reply(0, 102, "no"));
+  ASSERT_TRUE(world.run_until([this] { return router.pending() == 0; }, seconds(5)));
+  EXPECT_TRUE(say("patchy"));
+}
+
+TEST_F(HostileTargets, MayAnswerTooLateAndChangeNothing) {
+  register_target("late");
+  meet("late");
+  world.run_for(xrl_limits::REPLY_TIMEOUT + seconds(1));
+  ASSERT_EQ(answers, Lines{"211 REPLY_TIMED_OUT no reply from 'late' in time."});
+  last_stranger().say(reply(0, 100, args("said:txt=hello")) + reply(0, 100) + reply(99, 100));
+  ASSERT_TRUE(say("late"));
+  ASSERT_TRUE(world.run_until([&] { return last_stranger().frames().size() == 3; }, seconds(5)));
+  last_stranger().say(reply(1, 100, args("said:txt=hello")));
+  ASSERT_TRUE(world.run_until([this] { return answers.size() == 2; }, seconds(5)));
+  EXPECT_EQ(answers.back(), "100 OKAY");
+}
+
+TEST_F(HostileTargets, ThatAnswerWhatWasNotDeclaredHaveItTurnedIntoAnError) {
+  register_target("odd");
+  meet("odd");
+  const Lines results = {"", args("said:u32=1"), args("said:txt=a&more:txt=b"), "damage",
+                         args("other:txt=a")};
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    last_stranger().say(reply(static_cast<std::uint32_t>(i), 100, results[i]));
+    ASSERT_TRUE(world.run_until([&] { return answers.size() == i + 1; }, seconds(5)));
+    EXPECT_EQ(answers.back().substr(0, 4), "220 ") << answers.back();
+    ASSERT_TRUE(say("odd"));
+  }
+}
+
+TEST_F(HostileTargets, UnderAnotherNameThanTheFinderToldAreNotAsked) {
+  register_target("real");
+  ASSERT_TRUE(say("real"));
+  ASSERT_TRUE(world.run_until([this] { return host.strangers().size() == 1; }, seconds(5)));
+  last_stranger().say(hello("impostor"));
+  ASSERT_TRUE(world.run_until([this] { return answers.size() == 1; }, seconds(5)));
+  EXPECT_EQ(answers, Lines{"210 SEND_FAILED 'real' cannot be reached: another instance listens "
+                           "there."});
+  EXPECT_EQ(last_stranger().frames().size(), 1U) << "it hears no request";
+}
+
+TEST_F(HostileTargets, ShareOneBudgetForTheirUnfinishedAnswers) {
+  world.network().set_delay(milliseconds(0), milliseconds(0));
+  world.network().set_buffer_size(32U << 20U);
+  world.network().set_partial(0);
+  const std::string unfinished =
+      u32(xrl_limits::MAX_FRAME_BYTES) + std::string(xrl_limits::MAX_FRAME_BYTES - 1, 'x');
+  for (int i = 0; i < 8; ++i) {
+    const std::string name = "big" + std::to_string(i);
+    register_target(name);
+    meet(name);
+    last_stranger().say(unfinished);
+    world.run_for(milliseconds(10));
+  }
+  std::size_t refused = 0;
+  for (const auto& stranger : host.strangers()) refused += stranger->is_refused() ? 1 : 0;
+  EXPECT_GE(refused, 8 - xrl_limits::MAX_BUFFERED_BYTES / xrl_limits::MAX_FRAME_BYTES + 1);
+  EXPECT_LT(refused, 8U);
+}
+
+}  // namespace
