@@ -69,6 +69,10 @@ void Observers::tell(std::string_view observer, std::uint32_t key) {
 }
 
 void Observers::target_born(std::string_view target_class, std::string_view instance) {
+  std::erase_if(_tellers, [&](const auto& entry) {
+    const std::string& name = entry.first;
+    return name != instance && name != target_class && class_of(name) == target_class;
+  });
   for (const std::string_view name : {target_class, instance}) {
     const auto at = _tellers.find(name);
     if (at != _tellers.end()) at->second.try_now();

@@ -37,7 +37,9 @@ class Observers {
   // Does nothing unless it is registered.
   void tell(std::string_view observer, std::uint32_t key);
 
-  // What the finder reported to the manager.
+  // What the finder reported to the manager. A class has one instance at a
+  // time, so a birth also ends the registrations of the instances before, whose
+  // death may have been missed while the finder was away.
   void target_born(std::string_view target_class, std::string_view instance);
   void target_died(std::string_view target_class, std::string_view instance);
 

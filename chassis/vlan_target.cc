@@ -27,27 +27,30 @@ VlanTarget::~VlanTarget() {
 XrlCmdError VlanTarget::finder_event_observer_0_1_xrl_target_birth(
     std::string_view target_class, std::string_view target_instance) {
   if (target_class != POLICY_CLASS) return XrlCmdError::OKAY();
-  const std::string name(target_instance);
-  const auto send = [this, name](std::uint32_t vlan_id, const Teller::Done& done) {
-    return tell_event(name, vlan_id, done);
-  };
-  Teller& teller = _policies.try_emplace(name, _loop, send).first->second;
-  teller.try_now();
-  for (std::uint32_t id = FIRST_VLAN_ID; id <= LAST_VLAN_ID; ++id) teller.tell(id);
+  if (_policy == nullptr || _policy->instance != target_instance) {
+    _policy = make_policy(target_instance);
+  }
+  _policy->teller.try_now();
+  for (std::uint32_t id = FIRST_VLAN_ID; id <= LAST_VLAN_ID; ++id) _policy->teller.tell(id);
   return XrlCmdError::OKAY();
 }
 
 XrlCmdError VlanTarget::finder_event_observer_0_1_xrl_target_death(
-    std::string_view target_class, std::string_view target_instance) {
-  if (target_class == POLICY_CLASS) {
-    const auto at = _policies.find(target_instance);
-    if (at != _policies.end()) _policies.erase(at);
-  }
+    std::string_view /*target_class*/, std::string_view target_instance) {
+  if (_policy != nullptr && _policy->instance == target_instance) _policy.reset();
   return XrlCmdError::OKAY();
 }
 
 void VlanTarget::vlan_changed(std::uint32_t vlan_id) {
-  for (auto& [name, teller] : _policies) teller.tell(vlan_id);
+  if (_policy != nullptr) _policy->teller.tell(vlan_id);
+}
+
+std::unique_ptr<VlanTarget::Policy> VlanTarget::make_policy(std::string_view instance) {
+  const std::string name(instance);
+  const auto send = [this, name](std::uint32_t vlan_id, const Teller::Done& done) {
+    return tell_event(name, vlan_id, done);
+  };
+  return std::unique_ptr<Policy>(new Policy{name, Teller(_loop, send)});
 }
 
 bool VlanTarget::tell_event(const std::string& policy, std::uint32_t vlan_id,

@@ -4,7 +4,7 @@
 // knew, or "created" a second time, the daemon refuses, which does no harm.
 #pragma once
 
-#include <map>
+#include <memory>
 #include <string>
 
 #include "chassis/interfaces/vlan_tgt.h"
@@ -29,10 +29,17 @@ class VlanTarget : public SwitchTarget,
   void vlan_changed(std::uint32_t vlan_id) override;
 
  private:
+  // The daemon that lives now; a class has one instance at a time.
+  struct Policy {
+    std::string instance;
+    Teller teller;
+  };
+
+  [[nodiscard]] std::unique_ptr<Policy> make_policy(std::string_view instance);
   bool tell_event(const std::string& policy, std::uint32_t vlan_id, const Teller::Done& done);
 
   EventLoop& _loop;
   SwitchModel& _model;
-  std::map<std::string, Teller, std::less<>> _policies;  // by instance name
+  std::unique_ptr<Policy> _policy;
   ClassWatch _watch;
 };

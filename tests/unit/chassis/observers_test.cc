@@ -109,6 +109,15 @@ TEST_F(ObserversTest, TheDeathOfAClassEndsTheRegistrationUnderItsName) {
   EXPECT_EQ(_observers.size(), 0U);
 }
 
+TEST_F(ObserversTest, ABirthEndsTheRegistrationsOfEarlierInstancesOfTheClass) {
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  EXPECT_EQ(_observers.add("policy"), DONE);
+  EXPECT_EQ(_observers.add("other-0123456789abcdef"), DONE);
+  _observers.target_born("policy", "policy-fedcba9876543210");
+  _observers.tell_all(7);
+  EXPECT_EQ(take_told(), (Told{"other-0123456789abcdef 7", "policy 7"}));
+}
+
 TEST_F(ObserversTest, ABirthEndsTheWaitForARetry) {
   EXPECT_EQ(_observers.add(POLICY), DONE);
   _observers.tell_all(7);
