@@ -1,5 +1,7 @@
 #include "bench/direct_target.h"
 
+#include <unistd.h>
+
 #include "bench/measure.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/xrl_args.h"
@@ -42,14 +44,18 @@ DirectTarget::Request DirectTarget::request(const std::string& text) const {
   return request;
 }
 
-void DirectTarget::run(const Request& request, XrlErrorCode wanted) {
-  require(answer_to(request), wanted, request.text);
-}
-
 double DirectTarget::seconds_of(const Request& request, XrlErrorCode wanted) {
   const Stopwatch watch;
   const XrlErrorCode answer = answer_to(request);
   const double seconds = watch.seconds();
+  require(answer, wanted, request.text);
+  return seconds;
+}
+
+double DirectTarget::cpu_seconds_of(const Request& request, XrlErrorCode wanted) {
+  const double before = cpu_seconds(getpid());
+  const XrlErrorCode answer = answer_to(request);
+  const double seconds = cpu_seconds(getpid()) - before;
   require(answer, wanted, request.text);
   return seconds;
 }

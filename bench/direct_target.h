@@ -28,11 +28,14 @@ class DirectTarget {
   // "METHOD?ARGUMENTS" in textual form; of policy_config/0.1 unless the method
   // says otherwise.
   [[nodiscard]] Request request(const std::string& text) const;
-  // Runs it and ends the process unless it is answered with `wanted`.
-  static void run(const Request& request, XrlErrorCode wanted = XrlErrorCode::OKAY);
-  // The same, and the seconds that it took.
+  // Runs it, ends the process unless it is answered with `wanted`, and answers
+  // the seconds that it took,
   [[nodiscard]] static double seconds_of(const Request& request,
                                          XrlErrorCode wanted = XrlErrorCode::OKAY);
+  // or, of long ones, the seconds of processor time, which others on this
+  // machine do not lengthen.
+  [[nodiscard]] static double cpu_seconds_of(const Request& request,
+                                             XrlErrorCode wanted = XrlErrorCode::OKAY);
 
  private:
   // Nobody is there to be asked.

@@ -1,6 +1,7 @@
 // store_bench: what the stores of policyd cost as they grow, in one process and
 // without a network. A command's time is that of reading its arguments, its
-// handler and writing its results; medians are printed.
+// handler and writing its results: of short ones the time that passes, of long
+// ones processor time; medians are printed unless it is said otherwise.
 //
 //   memory   of a rule of six short fields above its texts, of a binding, as
 //            the allocator and the kernel tell it

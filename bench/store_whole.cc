@@ -65,7 +65,7 @@ std::vector<double> seconds_of(const Command& command, std::size_t size) {
   std::vector<double> seconds;
   for (std::size_t round = 0; round < ROUNDS; ++round) {
     if (round > 0) command.refill(target.tree(), size);
-    seconds.push_back(DirectTarget::seconds_of(request));
+    seconds.push_back(DirectTarget::cpu_seconds_of(request));
   }
   return {median(seconds)};
 }

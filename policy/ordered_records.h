@@ -5,9 +5,9 @@
 #pragma once
 
 #include <memory>
-#include <new>
 #include <utility>
 
+#include "policy/memory_reserve.h"
 #include "policy/packed_map.h"
 
 template <typename Key, typename Record>
@@ -32,26 +32,22 @@ template <typename Records, typename Key, typename Make>
 [[nodiscard]] int insert_record(Records& records, const Key& key, Make make) {
   const auto place = records.lower_bound(key);
   if (place != records.end() && place->first == key) return -1;
-  try {
+  return unless_out_of_memory([&] {
     auto record = make();
     if (record == nullptr) return -1;
     records.emplace_hint(place, key, std::move(record));
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  return 0;
+    return 0;
+  });
 }
 template <typename Key, typename Record, typename Make>
 [[nodiscard]] int insert_record(PackedRecords<Key, Record>& records, const Key& key, Make make) {
   if (records.find(key) != nullptr) return -1;
-  try {
+  return unless_out_of_memory([&] {
     auto record = make();
     if (record == nullptr) return -1;
     records.insert(key, std::move(record));
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  return 0;
+    return 0;
+  });
 }
 
 // Destroys the record. 0, or -1 when there is none of that key.
