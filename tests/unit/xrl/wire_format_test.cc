@@ -66,7 +66,7 @@ TEST(WireFormatPage, TheWorkedRequestIsWhatTheCodeWritesAndReads) {
   const auto frame = hex_block("request");
   const Xrl xrl = Xrl::parse(
       "finder://policy/policy_config/0.1/create_rule?acl:u32=10&rule:u32=1&action:u32=1"
-      "&flags:list=:u32=9&values:list=:txt=10.0.0.0/8");
+      "&flags:list=:u32=7&values:list=:txt=10.0.0.0/8");
   ByteBuffer args;
   XrlArgsWriter writer(args);
   for (const XrlAtom& atom : xrl.args) writer.atom(atom);
