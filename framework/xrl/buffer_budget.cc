@@ -11,8 +11,10 @@ void XrlBufferBudget::account(XrlConnection& holder, std::size_t bytes) {
   if (bytes == 0) _holders.erase(&holder);
 }
 
-void XrlBufferBudget::close_largest() {
-  while (_held > _limit) {
+void XrlBufferBudget::enforce() {
+  // What hears of a closed connection may destroy everything, this included.
+  const auto life = _lifeline.token();
+  while (life->alive && is_exceeded()) {
     const auto largest =
         std::max_element(_holders.begin(), _holders.end(),
                          [](const auto& a, const auto& b) { return a.second < b.second; });

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <unordered_map>
 
+#include "framework/base/callback.h"
+
 class XrlConnection;
 
 class XrlBufferBudget {
@@ -17,19 +19,16 @@ class XrlBufferBudget {
 
   // The connection holds `bytes` from now on. Closes nothing.
   void account(XrlConnection& holder, std::size_t bytes);
+  [[nodiscard]] std::size_t held() const { return _held; }
+  [[nodiscard]] bool is_exceeded() const { return _held > _limit; }
   // Past the limit, closes the connections that hold most, each after one
   // attempt to write out what it holds. Their delegates hear of it, so this is
   // not to be called where no callback may run.
-  void enforce() {
-    if (_held > _limit) [[unlikely]]
-      close_largest();
-  }
-  [[nodiscard]] std::size_t held() const { return _held; }
+  void enforce();
 
  private:
-  void close_largest();
-
   std::size_t _limit;
   std::size_t _held = 0;
   std::unordered_map<XrlConnection*, std::size_t> _holders;  // those that hold anything
+  Lifeline _lifeline;
 };

@@ -118,7 +118,8 @@ void XrlConnection::account() {
 }
 
 bool XrlConnection::keep_budget() {
-  if (_budget == nullptr) return true;
+  if (_budget == nullptr || !_budget->is_exceeded()) [[likely]]
+    return true;
   const auto life = _lifeline.token();
   _budget->enforce();
   return life->alive && _state != State::CLOSED;
@@ -301,9 +302,10 @@ void XrlConnection::take_request(std::span<const std::uint8_t> body) {
   _answering = true;
   const XrlFilterAction action = _dispatcher->dispatch(*this, request, _out);
   _answering = false;
-  _out.append(_after_answer.data(), _after_answer.size());
-  _after_answer.clear();
-  _after_answer.release_if_idle(0);
+  if (!_after_answer.empty()) {
+    _out.append(_after_answer.data(), _after_answer.size());
+    _after_answer = ByteBuffer();
+  }
   account();
   if (action == XrlFilterAction::CLOSE) {
     close("closed by this side");

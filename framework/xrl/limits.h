@@ -32,8 +32,8 @@ inline constexpr std::size_t MAX_CONNECTIONS = 4096;
 inline constexpr std::size_t MAX_HANDSHAKES = 256;
 // Memory that all peers of one process together make it hold for unfinished
 // frames and for what they have not taken; past it the connection that holds
-// most goes. Room for the largest frame four times over, each in a buffer that
-// has grown to twice what it holds.
+// most goes. Room for the largest frame three times over beside all else, each
+// in a buffer that has grown to twice what it holds.
 inline constexpr std::size_t MAX_BUFFERED_BYTES = 128U << 20U;
 // Buffer that a connection keeps for its next answers while it has none.
 inline constexpr std::size_t KEPT_OUTPUT_BYTES = 8U << 10U;
