@@ -1,8 +1,8 @@
 #include "policy/policy_action_table.h"
 
 #include <array>
-#include <new>
 
+#include "policy/memory_reserve.h"
 #include "policy/policy_rule_info.h"
 #include "policy/policytree.h"
 
@@ -19,12 +19,10 @@ int PolicyActionTable::set_action(const PolicyBindingKey& key, std::uint32_t kin
   PolicyRuleInfo* rule = _tree.find_rule_info(key.acl, key.rule);
   if (rule == nullptr || rule->action() != PolicyRuleInfo::ACTION_REMARKABLE) return -1;
   if (kind >= MAX_VALUES.size() || value > MAX_VALUES[kind]) return -1;
-  try {
+  return unless_out_of_memory([&] {
     _actions.add(*rule, {kind, value});
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  return 0;
+    return 0;
+  });
 }
 
 int PolicyActionTable::delete_action(const PolicyBindingKey& key) {

@@ -3,9 +3,10 @@
 #pragma once
 
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
+
+#include "policy/memory_reserve.h"
 
 class PolicyDescription {
  public:
@@ -14,12 +15,10 @@ class PolicyDescription {
   }
   // 0, or -1 when memory runs out; the text is then as it was.
   [[nodiscard]] int set(std::string_view text) {
-    try {
+    return unless_out_of_memory([&] {
       _text = text.empty() ? nullptr : std::make_unique<const std::string>(text);
-    } catch (const std::bad_alloc&) {
-      return -1;
-    }
-    return 0;
+      return 0;
+    });
   }
 
  private:

@@ -1,20 +1,18 @@
 #include "policy/policy_info.h"
 
 #include <algorithm>
-#include <new>
 
+#include "policy/memory_reserve.h"
 #include "policy/policytree.h"
 
 int PolicyInfo::add_filter(const PolicyBindingKey& key) {
   PolicyRuleInfo* rule = _tree.find_rule_info(key.acl, key.rule);
   if (rule == nullptr || _filters.contains(key)) return -1;
-  try {
+  return unless_out_of_memory([&] {
     _filters.add(*rule, _filters_ever_added);
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  ++_filters_ever_added;
-  return 0;
+    ++_filters_ever_added;
+    return 0;
+  });
 }
 
 int PolicyInfo::delete_filter(const PolicyBindingKey& key) {

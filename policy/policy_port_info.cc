@@ -1,9 +1,9 @@
 #include "policy/policy_port_info.h"
 
-#include <new>
 #include <utility>
 
 #include "platform/card_id.h"
+#include "policy/memory_reserve.h"
 
 PolicyPortInfo::PolicyPortInfo(PolicyTree& tree, std::string name)
     : PolicyInfo(tree, std::move(name)),
@@ -11,11 +11,9 @@ PolicyPortInfo::PolicyPortInfo(PolicyTree& tree, std::string name)
       special_card(card_id == NO_CARD_ID) {}
 
 int PolicyPortInfo::set_lag(bool member, std::string_view lag) {
-  try {
+  return unless_out_of_memory([&] {
     lag_name = lag;
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  lag_member = member;
-  return 0;
+    lag_member = member;
+    return 0;
+  });
 }

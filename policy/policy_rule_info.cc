@@ -1,9 +1,9 @@
 #include "policy/policy_rule_info.h"
 
 #include <algorithm>
-#include <new>
 
 #include "framework/base/xlog.h"
+#include "policy/memory_reserve.h"
 #include "policy/policy_acl_info.h"
 
 PolicyRuleInfo::~PolicyRuleInfo() {
@@ -22,12 +22,10 @@ int PolicyRuleInfo::set_fields(std::span<const std::uint32_t> flags,
     return flag > PolicyRuleFields::MAX_NUMBER;
   });
   const auto good = static_cast<std::size_t>(bad - flags.begin());
-  try {
+  return unless_out_of_memory([&] {
     _fields = PolicyRuleFields(flags.first(good), values.first(good));
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  return bad == flags.end() ? 0 : -1;
+    return bad == flags.end() ? 0 : -1;
+  });
 }
 
 int PolicyRuleInfo::get(std::uint32_t& action, std::string& description,

@@ -1,9 +1,9 @@
 #include "policy/policyconfig.h"
 
 #include <array>
-#include <new>
 
 #include "framework/base/xlog.h"
+#include "policy/memory_reserve.h"
 #include "policy/policy_node.h"
 
 namespace {
@@ -109,12 +109,10 @@ int PolicyConfig::set_dscp_queue(std::uint32_t dscp, std::uint32_t queue) {
   if (!_dscp_queue.contains(dscp)) return -1;
   // The write goes to the COS mapping on purpose: this is how a DSCP command
   // changes what the switch reports as its mapping.
-  try {
+  return unless_out_of_memory([&] {
     _cos_mapping.insert_or_assign(dscp, queue);
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  return 0;
+    return 0;
+  });
 }
 
 int PolicyConfig::get_weights(std::vector<std::uint32_t>& weights) const {

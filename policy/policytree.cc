@@ -3,6 +3,7 @@
 #include <new>
 
 #include "framework/base/xlog.h"
+#include "policy/memory_reserve.h"
 #include "policy/ordered_records.h"
 #include "policy/policy_acl_info.h"
 #include "policy/policy_port_info.h"
@@ -135,13 +136,10 @@ void PolicyTree::get_time_ranges(std::vector<const PolicyTimeRange*>& time_range
 }
 
 int PolicyTree::set_card_up(std::uint32_t card_id) {
-  try {
-    if (!_cards.insert(card_id).second) return 0;
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-  set_card_ready(card_id, true);
-  return 0;
+  return unless_out_of_memory([&] {
+    if (_cards.insert(card_id).second) set_card_ready(card_id, true);
+    return 0;
+  });
 }
 
 void PolicyTree::set_card_down(std::uint32_t card_id) {

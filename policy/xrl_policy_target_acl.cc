@@ -1,8 +1,8 @@
 // The commands on time ranges, ACLs and rules.
-#include <new>
 #include <vector>
 
 #include "policy/list_arguments.h"
+#include "policy/memory_reserve.h"
 #include "policy/policy_acl_info.h"
 #include "policy/policy_replies.h"
 #include "policy/policy_rule_info.h"
@@ -20,11 +20,8 @@ namespace {
 // runs out on the way.
 int create_rule(PolicyAclInfo& acl, std::uint32_t rule, std::uint32_t action,
                 const XrlAtomList& flags, const XrlAtomList& values) {
-  try {
-    return acl.create_rule(rule, action, numbers_of(flags), texts_of(values));
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
+  return unless_out_of_memory(
+      [&] { return acl.create_rule(rule, action, numbers_of(flags), texts_of(values)); });
 }
 
 }  // namespace
