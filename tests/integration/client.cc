@@ -4,7 +4,6 @@
 #include <optional>
 #include <utility>
 
-#include "framework/xrl/xrl.h"
 #include "tools/xrl_call.h"
 
 namespace {
@@ -23,6 +22,10 @@ Client::Client(const std::string& finder_host, std::uint16_t finder_port, const 
     : _router(_loop, class_name, finder_host.c_str(), finder_port, false) {}
 
 std::string Client::ask(const std::string& request) {
+  return ask(Xrl::parse("finder://" + request));
+}
+
+std::string Client::ask(const Xrl& request) {
   if (!turn_until([this] { return _router.ready(); })) return "not sent";
   // Shared with the callback, which may run after the wait was given up.
   const auto answer = std::make_shared<std::optional<std::string>>();
@@ -31,8 +34,8 @@ std::string Client::ask(const std::string& request) {
   return answer->value_or("no answer");
 }
 
-bool Client::post(const std::string& request, Answered answered) {
-  return send_xrl(_router, Xrl::parse("finder://" + request),
+bool Client::post(const Xrl& request, Answered answered) {
+  return send_xrl(_router, request,
                   [answered = std::move(answered)](const XrlError& error, const XrlArgs& results) {
                     answered(answer_text(error, results));
                   });

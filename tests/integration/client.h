@@ -8,6 +8,7 @@
 #include <string>
 
 #include "framework/base/event_loop.h"
+#include "framework/xrl/xrl.h"
 #include "framework/xrl/xrl_std_router.h"
 
 class Client {
@@ -27,10 +28,11 @@ class Client {
   // ("100 flag:bool=true", "100", "102 the acl does not exist."). "not sent" and
   // "no answer" tell what their words say.
   std::string ask(const std::string& request);
+  std::string ask(const Xrl& request);
   // Sends it, many being under way at a time; the answer comes later, while the
   // loop turns. False, and there is none, when it cannot be sent.
   using Answered = std::function<void(const std::string& answer)>;
-  [[nodiscard]] bool post(const std::string& request, Answered answered);
+  [[nodiscard]] bool post(const Xrl& request, Answered answered);
 
   // Turns the loop until `done` answers true (asked before each turn); false
   // past PATIENCE.

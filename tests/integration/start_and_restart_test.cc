@@ -82,7 +82,8 @@ TEST_F(WithoutFinder, CommandsFlowOnAndNoneIsLost) {
   const auto send_commands = [&] {
     for (std::uint32_t i = 0; i < COMMANDS; ++i, ++next) {
       ASSERT_TRUE(plane.client().post(
-          "policy/policy_config/0.1/create_acl?acl:u32=" + std::to_string(next) + "&type:u32=0",
+          Xrl::parse("finder://policy/policy_config/0.1/create_acl?type:u32=0&acl:u32=" +
+                     std::to_string(next)),
           [&](const std::string& answer) {
             EXPECT_EQ(answer, "100");
             ++answered;
@@ -118,8 +119,9 @@ TEST_F(WithoutFinder, ALookUpWaitsForItsReturn) {
   ControlPlane::kill(plane.finder);
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(has_port("lag1"));
   std::string answer;
-  ASSERT_TRUE(plane.client().post("chassis/chassis/0.1/create_vlan?vlan_id:u32=88",
-                                  [&](const std::string& text) { answer = text; }));
+  ASSERT_TRUE(
+      plane.client().post(Xrl::parse("finder://chassis/chassis/0.1/create_vlan?vlan_id:u32=88"),
+                          [&](const std::string& text) { answer = text; }));
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(has_port("lag1"));
   EXPECT_EQ(answer, "");
   plane.start_finder();

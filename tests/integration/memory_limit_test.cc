@@ -1,0 +1,106 @@
+// policyd where memory is short: what does not fit is refused, what was
+// acknowledged stays.
+#include <sys/resource.h>
+
+#include "framework/xrl/xrl_args.h"
+#include "tests/integration/real_daemon.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ADDRESS_SPACE_IS_TAKEN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ADDRESS_SPACE_IS_TAKEN 1
+#endif
+#endif
+
+namespace {
+
+constexpr rlim_t ADDRESS_SPACE = 64U << 20U;
+
+class MemoryLimit : public RealDaemon {
+ protected:
+  void SetUp() override {
+#ifdef ADDRESS_SPACE_IS_TAKEN
+    GTEST_SKIP() << "a sanitizer takes more address space than policyd is to be left";
+#endif
+    start_without_switch();
+    const rlimit limit{ADDRESS_SPACE, ADDRESS_SPACE};
+    ASSERT_EQ(prlimit(plane.policyd->pid(), RLIMIT_AS, &limit, nullptr), 0);
+    hold({{"create_acl?acl:u32=1&type:u32=1", "100"}});
+  }
+
+  static std::string value_of(std::uint32_t rule, std::size_t bytes) {
+    std::string value = std::to_string(rule) + " ";
+    value.resize(bytes, static_cast<char>('a' + rule % 26));
+    return value;
+  }
+  std::string create_rule(std::uint32_t rule, std::size_t bytes) {
+    XrlAtomList flags;
+    XrlAtomList values;
+    flags.append(5U);
+    values.append(value_of(rule, bytes));
+    XrlArgs args;
+    args.add({"acl", 1U});
+    args.add({"rule", rule});
+    args.add({"action", 1U});
+    args.add({"flags", flags});
+    args.add({"values", values});
+    return policy("create_rule?" + args.str());
+  }
+  void expect_rule(std::uint32_t rule, std::size_t bytes) {
+    EXPECT_EQ(policy("get_rule?acl:u32=1&rule:u32=" + std::to_string(rule)),
+              "100 action:u32=1&description:txt=&flags:list=:u32=5&values:list=" +
+                  XrlAtom("", value_of(rule, bytes)).str());
+  }
+  // Creates rules from `first` on until one is refused; answers that one.
+  std::uint32_t fill(std::uint32_t first, std::size_t bytes, std::uint32_t most) {
+    for (std::uint32_t rule = first; rule < first + most; ++rule) {
+      const std::string answer = create_rule(rule, bytes);
+      if (answer == "100") continue;
+      EXPECT_EQ(answer, "102 failed to create acl.") << rule;
+      return rule;
+    }
+    ADD_FAILURE() << "memory does not run out";
+    return first + most;
+  }
+};
+
+TEST_F(MemoryLimit, ARuleThatDoesNotFitIsRefusedAndTheRestStays) {
+  constexpr std::size_t BYTES = 200000;
+  const std::uint32_t end = fill(0, BYTES, 1000);
+  EXPECT_GT(end, 100U);
+  for (std::uint32_t rule = 0; rule < end; ++rule) expect_rule(rule, BYTES);
+  hold({{"get_rule?acl:u32=1&rule:u32=" + std::to_string(end), "102 the rule does not exist."}});
+  // What is given back can be used again.
+  hold({{"delete_rule?acl:u32=1&rule:u32=3", "100"}, {"delete_rule?acl:u32=1&rule:u32=4", "100"}});
+  EXPECT_EQ(create_rule(3, BYTES), "100");
+  expect_rule(3, BYTES);
+  hold({{"delete_acl?acl:u32=1", "100"},
+        {"get_acls", "100 acls:list=&types:list=&descriptions:list="},
+        {"create_acl?acl:u32=1&type:u32=1", "100"}});
+  // As many fit again, but for what the heap has been cut into.
+  EXPECT_GT(fill(0, BYTES, 1000), end / 2);
+}
+
+TEST_F(MemoryLimit, SmallerAndSmallerRulesFillWhatIsLeft) {
+  std::uint32_t next = 0;
+  std::vector<std::pair<std::uint32_t, std::size_t>> kept;
+  for (const std::size_t bytes : {200000U, 20000U, 2000U}) {
+    const std::uint32_t end = fill(next, bytes, 2000);
+    for (; next < end; ++next) kept.emplace_back(next, bytes);
+    ++next;
+  }
+  for (const auto& [rule, bytes] : kept) expect_rule(rule, bytes);
+  const std::string rules = policy("get_rules?acl:u32=1");
+  XrlAtomList expected;
+  for (const auto& [rule, bytes] : kept) expected.append(rule);
+  EXPECT_EQ(rules, "100 " + XrlAtom("rules", expected).str() + "&type:u32=1");
+}
+
+TEST_F(MemoryLimit, ItLeavesInOrderAlsoWhenMemoryHasRunOut) {
+  fill(0, 200000, 1000);
+  EXPECT_EQ(shut_down(), "100");
+  EXPECT_EQ(plane.policyd->wait(), 0);
+}
+
+}  // namespace
