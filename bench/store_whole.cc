@@ -89,7 +89,7 @@ void measure_whole(std::size_t largest) {
   std::printf("Commands on many things: all of it, and for each of them\n");
   const std::vector<std::size_t> sizes = tenfold_sizes(largest);
   std::vector<std::size_t> ports;
-  for (const std::size_t count : {16, 128, 1024}) {
+  for (const std::size_t count : {16U, 128U, 1024U}) {
     if (count == 16 || count <= largest) ports.push_back(count);
   }
   const std::vector<Command> commands{
