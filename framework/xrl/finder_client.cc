@@ -144,14 +144,14 @@ void FinderClient::transmit(std::uint32_t sequence, const Request& request) {
   _connection->send_request(sequence, well_known_xrl_key(request.method), request.args);
 }
 
-bool FinderClient::resolve(std::string_view target, ResolveCB done) {
+bool FinderClient::resolve(std::string_view target, ResolveCB callback) {
   XrlFinderV0p2Client finder(_lookup_sender.get());
   return finder.send_resolve_target(
       FINDER, target,
-      callback(_lifeline, [done = std::move(done)](
-                              const XrlError& error, const std::string_view* instance,
-                              const XrlAtomList* addresses, const XrlAtomList* methods,
-                              const XrlAtomList* keys) {
+      ::callback(_lifeline, [done = std::move(callback)](
+                                const XrlError& error, const std::string_view* instance,
+                                const XrlAtomList* addresses, const XrlAtomList* methods,
+                                const XrlAtomList* keys) {
         Resolution resolution;
         if (!error.is_okay()) {
           // The finder refuses a name that nobody registered.
@@ -309,7 +309,7 @@ void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause,
   if (_ready) {
     XLOG_WARNING("lost the finder at %s:%u: %s; trying again", _address.str().c_str(),
                  static_cast<unsigned>(_identity.finder_port), reason.c_str());
-  } else if (_connection->was_up() == false && _told_refusal.empty()) {
+  } else if (!_connection->was_up() && _told_refusal.empty()) {
     _told_refusal = reason;
     XLOG_INFO("waiting for the finder at %s:%u: %s", _address.str().c_str(),
               static_cast<unsigned>(_identity.finder_port), reason.c_str());
