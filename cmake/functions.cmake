@@ -41,3 +41,11 @@ function(policyd_fuzz_target name)
       COMMAND fuzz_${name} ${CMAKE_SOURCE_DIR}/tests/fuzz/corpus/${name})
   endif()
 endfunction()
+
+# policyd_quiet_when_sanitized(SOURCE WARNING): g++ warns of what the sanitizers'
+# own code only seems to do; the ordinary build keeps the warning.
+function(policyd_quiet_when_sanitized source warning)
+  if(POLICYD_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -Wno-${warning})
+  endif()
+endfunction()
