@@ -5,6 +5,7 @@
 #include "chassis/interfaces/lcmgr_tgt.h"
 #include "chassis/switch_target.h"
 #include "tests/integration/real_daemon.h"
+#include "tests/integration/router_holder.h"
 
 namespace {
 
@@ -14,14 +15,14 @@ const std::string UNCONFIRMED =
     "attempt to set cos mapping by lcmgr.";
 
 // A line-card manager that writes down what it is sent.
-class RecordingLineCard : public CommonHandlers<XrlLcmgrTargetBase> {
+class RecordingLineCard : private RouterHolder, public CommonHandlers<XrlLcmgrTargetBase> {
  public:
   using Log = std::vector<std::string>;
 
   RecordingLineCard(ControlPlane& plane, const char* class_name, Log& log)
       : RecordingLineCard(plane.make_router(class_name), class_name, log) {}
 
-  [[nodiscard]] bool is_ready() const { return _router->ready(); }
+  [[nodiscard]] bool is_ready() const { return RouterHolder::router()->ready(); }
 
   XrlCmdError lcmgr_0_1_set_port_cos_mapping(std::uint32_t unit, std::uint32_t slot,
                                              std::uint32_t port, std::uint32_t priority,
@@ -33,13 +34,12 @@ class RecordingLineCard : public CommonHandlers<XrlLcmgrTargetBase> {
   }
 
  private:
-  RecordingLineCard(std::unique_ptr<XrlStdRouter> router, const char* class_name, Log& log)
-      : CommonHandlers<XrlLcmgrTargetBase>(router.get()),
-        _router(std::move(router)),
+  RecordingLineCard(std::unique_ptr<XrlStdRouter> its_router, const char* class_name, Log& log)
+      : RouterHolder(std::move(its_router)),
+        CommonHandlers<XrlLcmgrTargetBase>(RouterHolder::router()),
         _name(class_name),
         _log(log) {}
 
-  std::unique_ptr<XrlStdRouter> _router;
   std::string _name;
   Log& _log;
 };

@@ -8,6 +8,7 @@
 #include "chassis/switch_target.h"
 #include "framework/xrl/xrl_key.h"
 #include "tests/integration/real_daemon.h"
+#include "tests/integration/router_holder.h"
 
 namespace {
 
@@ -152,12 +153,12 @@ TEST_F(OrderlyStop, InterestIsWithdrawnInTheCardManagerFirstAndInTheVlanManagerT
 
 // A line card that is there and takes its time: it answers when its own loop is
 // turned.
-class SlowLineCard : public CommonHandlers<XrlLcmgrTargetBase> {
+class SlowLineCard : private RouterHolder, public CommonHandlers<XrlLcmgrTargetBase> {
  public:
   SlowLineCard(EventLoop& loop, const ControlPlane& plane)
       : SlowLineCard(std::make_unique<XrlStdRouter>(loop, "lcmgr021", plane.host().c_str(),
                                                     plane.port(), false)) {}
-  [[nodiscard]] bool is_ready() const { return _router->ready(); }
+  [[nodiscard]] bool is_ready() const { return RouterHolder::router()->ready(); }
   [[nodiscard]] int requests() const { return _requests; }
 
   XrlCmdError lcmgr_0_1_set_port_cos_mapping(std::uint32_t /*unit*/, std::uint32_t /*slot*/,
@@ -168,9 +169,9 @@ class SlowLineCard : public CommonHandlers<XrlLcmgrTargetBase> {
   }
 
  private:
-  explicit SlowLineCard(std::unique_ptr<XrlStdRouter> router)
-      : CommonHandlers<XrlLcmgrTargetBase>(router.get()), _router(std::move(router)) {}
-  std::unique_ptr<XrlStdRouter> _router;
+  explicit SlowLineCard(std::unique_ptr<XrlStdRouter> its_router)
+      : RouterHolder(std::move(its_router)),
+        CommonHandlers<XrlLcmgrTargetBase>(RouterHolder::router()) {}
   int _requests = 0;
 };
 
