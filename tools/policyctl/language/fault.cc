@@ -1,0 +1,68 @@
+#include "tools/policyctl/language/fault.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "tools/policyctl/language/words.h"
+
+namespace {
+
+// A line of megabytes is shown around the place only.
+constexpr std::size_t SHOWN_BEFORE = 100;
+constexpr std::size_t SHOWN_BEHIND = 100;
+
+std::string_view line_of(std::string_view text, std::size_t number) {
+  for (std::size_t line = 1; line < number; ++line) {
+    const std::size_t end = text.find('\n');
+    if (end == std::string_view::npos) return {};
+    text.remove_prefix(end + 1);
+  }
+  return text.substr(0, text.find('\n'));
+}
+
+// A column of a terminal for each character, so that the mark stands below what
+// it marks: a tab becomes a blank, what cannot be shown a question mark.
+struct Shown {
+  std::string text;
+  std::size_t columns = 0;
+};
+
+Shown show(std::string_view bytes) {
+  Shown shown;
+  while (!bytes.empty()) {
+    const std::size_t length = shown_character(bytes);
+    if (length > 0) {
+      shown.text += bytes.substr(0, length);
+    } else {
+      shown.text += bytes[0] == '\t' || bytes[0] == '\r' ? ' ' : '?';
+    }
+    ++shown.columns;
+    bytes.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return shown;
+}
+
+void print_place(std::ostream& out, std::string_view line, const Fault& fault) {
+  const std::size_t at = std::min(fault.column - 1, line.size());
+  const std::size_t from = at > SHOWN_BEFORE ? at - SHOWN_BEFORE : 0;
+  const std::size_t length = std::min(fault.length, line.size() - at);
+  const Shown before = show(line.substr(from, at - from));
+  const Shown marked = show(line.substr(at, length).substr(0, SHOWN_BEHIND));
+  const Shown behind =
+      show(line.substr(std::min(line.size(), at + length)).substr(0, SHOWN_BEHIND));
+  out << "  " << before.text << marked.text << behind.text << "\n  "
+      << std::string(before.columns, ' ') << '^'
+      << std::string(marked.columns > 0 ? marked.columns - 1 : 0, '~') << '\n';
+}
+
+}  // namespace
+
+void print_faults(std::ostream& out, const SourceText& source, const std::vector<Fault>& faults) {
+  for (const Fault& fault : faults) {
+    out << source.name << ':';
+    if (fault.line > 0) out << fault.line << ':' << fault.column << ':';
+    out << ' ' << fault.message << '\n';
+    if (fault.line > 0) print_place(out, line_of(source.text, fault.line), fault);
+    if (!fault.advice.empty()) out << "  " << fault.advice << '\n';
+  }
+}

@@ -1,0 +1,72 @@
+#include "tools/policyctl/language/read_configuration.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+bool is_before(const Fault& a, const Fault& b) {
+  return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+}
+
+std::string rule_name(const RuleKey& key) {
+  return "acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
+}
+
+}  // namespace
+
+void ConfigurationReader::read_line(std::string_view line, std::size_t number) {
+  _entry.begin_line(number);
+  const std::optional<WordFault> broken = _words.split(line);
+  if (broken) {
+    _entry.faults().push_back({number, broken->column, broken->length, broken->message, ""});
+    return;
+  }
+  if (_words.all().empty()) return;
+  std::optional<Fault> fault = _match.match(_entry.context(), _words.all());
+  if (fault) {
+    fault->line = number;
+    _entry.faults().push_back(std::move(*fault));
+    return;
+  }
+  const Statement& statement = _match.statement();
+  if (statement.context == StatementContext::TOP) _entry.close();
+  statement.enter(_entry, _match.values());
+}
+
+ReadConfiguration read_configuration(std::string_view text) {
+  ReadConfiguration read;
+  ConfigurationReader reader(read.configuration);
+  for (std::size_t number = 1; !text.empty(); ++number) {
+    const std::size_t end = text.find('\n');
+    reader.read_line(text.substr(0, end), number);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  }
+  read.faults = std::move(reader.entry().faults());
+  read.bindings = std::move(reader.entry().bindings_placed());
+  read.records = std::move(reader.entry().records_placed());
+  const std::vector<Fault> unbound = binding_faults(read.bindings, read.configuration, false);
+  read.faults.insert(read.faults.end(), unbound.begin(), unbound.end());
+  std::stable_sort(read.faults.begin(), read.faults.end(), is_before);
+  return read;
+}
+
+std::vector<Fault> binding_faults(const std::vector<BindingPlace>& bindings,
+                                  const Configuration& configuration, bool whole_switch) {
+  std::vector<Fault> faults;
+  for (const BindingPlace& binding : bindings) {
+    const Rule* const rule = find_rule(configuration, binding.key);
+    const auto refuse = [&](std::string message, std::string advice) {
+      faults.push_back(
+          {binding.line, binding.column, binding.length, std::move(message), std::move(advice)});
+    };
+    if (rule == nullptr && whole_switch) {
+      refuse("there is no " + rule_name(binding.key) + ", neither here nor on the switch.",
+             "Add the rule to the file, or take the line out.");
+    } else if (rule != nullptr && binding.is_remark && rule->action != PERMIT) {
+      refuse(rule_name(binding.key) + " denies; only packets of a permit rule can be remarked.",
+             "Make it a permit rule, or take the line out.");
+    }
+  }
+  return faults;
+}

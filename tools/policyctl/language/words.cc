@@ -1,0 +1,150 @@
+#include "tools/policyctl/language/words.h"
+
+namespace {
+
+bool is_blank(char c) {
+  return c == ' ' || c == '\t' || c == '\r';
+}
+
+int hex_digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Appends what the escape at `at` (behind the backslash) stands for and moves
+// `at` behind it; false when there is no such escape.
+bool unescape(std::string_view line, std::size_t& at, std::string& text) {
+  if (at >= line.size()) return false;
+  const char kind = line[at++];
+  switch (kind) {
+    case '"':
+    case '\\':
+      text += kind;
+      return true;
+    case 'n':
+      text += '\n';
+      return true;
+    case 't':
+      text += '\t';
+      return true;
+    case 'x': {
+      if (at + 2 > line.size()) return false;
+      const int high = hex_digit(line[at]);
+      const int low = hex_digit(line[at + 1]);
+      if (high < 0 || low < 0) return false;
+      text += static_cast<char>(16 * high + low);
+      at += 2;
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+bool can_stand_bare(std::string_view text) {
+  if (text.empty() || text[0] == '#') return false;
+  for (const char c : text) {
+    if (c <= ' ' || c > '~' || c == '"' || c == '\\') return false;
+  }
+  return true;
+}
+
+// The length that the first byte of a UTF-8 character announces; 0: none does.
+std::size_t announced_length(unsigned char first) {
+  if (first >= 0xc2 && first <= 0xdf) return 2;
+  if (first >= 0xe0 && first <= 0xef) return 3;
+  if (first >= 0xf0 && first <= 0xf4) return 4;
+  return 0;
+}
+
+}  // namespace
+
+std::size_t shown_character(std::string_view text) {
+  if (text.empty()) return 0;
+  const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  if (byte(0) < 0x80) return byte(0) >= 0x20 && byte(0) != 0x7f ? 1 : 0;
+  const std::size_t length = announced_length(byte(0));
+  if (length == 0 || length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0U) != 0x80) return 0;
+  }
+  const bool overlong = (byte(0) == 0xe0 && byte(1) < 0xa0) || (byte(0) == 0xf0 && byte(1) < 0x90);
+  const bool surrogate = byte(0) == 0xed && byte(1) >= 0xa0;
+  const bool too_high = byte(0) == 0xf4 && byte(1) >= 0x90;
+  const bool control = byte(0) == 0xc2 && byte(1) < 0xa0;
+  return overlong || surrogate || too_high || control ? 0 : length;
+}
+
+std::optional<WordFault> Words::split(std::string_view line) {
+  _words.clear();
+  _unescaped.clear();
+  for (std::size_t at = 0;;) {
+    while (at < line.size() && is_blank(line[at])) ++at;
+    if (at == line.size() || line[at] == '#') return std::nullopt;
+    if (line[at] == '"') {
+      std::optional<WordFault> fault = take_quoted(line, at);
+      if (fault) return fault;
+      continue;
+    }
+    const std::size_t begin = at;
+    for (; at < line.size() && !is_blank(line[at]); ++at) {
+      const auto c = static_cast<unsigned char>(line[at]);
+      if (c == '"') return WordFault{at + 1, 1, "a quote may only begin a word."};
+      if (c < ' ' || c == 0x7f) return WordFault{at + 1, 1, "a control character."};
+    }
+    _words.push_back({line.substr(begin, at - begin), begin + 1, at - begin, false});
+  }
+}
+
+std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& at) {
+  const std::size_t begin = at++;
+  std::string& text = _unescaped.emplace_back();
+  while (at < line.size() && line[at] != '"') {
+    if (line[at] != '\\') {
+      text += line[at++];
+      continue;
+    }
+    const std::size_t escape = at++;
+    if (!unescape(line, at, text)) {
+      return WordFault{escape + 1, 2, "no such escape; there are \\\" \\\\ \\n \\t and \\xHH."};
+    }
+  }
+  if (at == line.size()) {
+    return WordFault{begin + 1, at - begin, "the closing quote is missing."};
+  }
+  ++at;
+  if (at < line.size() && !is_blank(line[at])) {
+    return WordFault{at + 1, 1, "a blank is missing behind the closing quote."};
+  }
+  _words.push_back({text, begin + 1, at - begin, true});
+  return std::nullopt;
+}
+
+std::string as_word(std::string_view text) {
+  return can_stand_bare(text) ? std::string(text) : as_quoted_word(text);
+}
+
+std::string as_quoted_word(std::string_view text) {
+  constexpr std::string_view DIGITS = "0123456789abcdef";
+  std::string word = "\"";
+  while (!text.empty()) {
+    const std::size_t length = shown_character(text);
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (first == '"' || first == '\\') {
+      word += '\\';
+      word += text[0];
+    } else if (length > 0) {
+      word += text.substr(0, length);
+    } else if (first == '\n' || first == '\t') {
+      word += first == '\n' ? "\\n" : "\\t";
+    } else {
+      word += "\\x";
+      word += DIGITS[first / 16];
+      word += DIGITS[first % 16];
+    }
+    text.remove_prefix(length > 1 ? length : 1);
+  }
+  return word + '"';
+}
