@@ -97,11 +97,20 @@ std::string bits_problem(std::string_view text) {
          rather(match_hex(value & mask) + "/" + match_hex(mask));
 }
 
+// Only addresses that have several spellings need printing to find theirs.
+bool is_own_spelling(const IPv4& /*address*/, std::string_view /*text*/) {
+  return true;
+}
+template <typename Address>
+bool is_own_spelling(const Address& address, std::string_view text) {
+  return address.str() == text;
+}
+
 // Empty, or the only spelling of `address`, when `text` is another.
 template <typename Address>
 std::string address_problem(std::string_view text, std::string_view kind, Address& address) {
   if (!Address::parse(text, address)) return quoted(text) + " is no " + std::string(kind) + ".";
-  if (address.str() != text) return quoted(text) + " is " + rather(address.str());
+  if (!is_own_spelling(address, text)) return quoted(text) + " is " + rather(address.str());
   return {};
 }
 

@@ -11,14 +11,29 @@ namespace {
 constexpr std::size_t SHOWN_BEFORE = 100;
 constexpr std::size_t SHOWN_BEHIND = 100;
 
-std::string_view line_of(std::string_view text, std::size_t number) {
-  for (std::size_t line = 1; line < number; ++line) {
-    const std::size_t end = text.find('\n');
-    if (end == std::string_view::npos) return {};
-    text.remove_prefix(end + 1);
+// Finds lines of a text; those in ascending order in one pass over it.
+class Lines {
+ public:
+  explicit Lines(std::string_view text) : _text(text), _rest(text) {}
+
+  std::string_view line(std::size_t number) {
+    if (number < _number) {
+      _rest = _text;
+      _number = 1;
+    }
+    for (; _number < number; ++_number) {
+      const std::size_t end = _rest.find('\n');
+      if (end == std::string_view::npos) return {};
+      _rest.remove_prefix(end + 1);
+    }
+    return _rest.substr(0, _rest.find('\n'));
   }
-  return text.substr(0, text.find('\n'));
-}
+
+ private:
+  std::string_view _text;
+  std::string_view _rest;
+  std::size_t _number = 1;  // of the first line of `_rest`
+};
 
 // A column of a terminal for each character, so that the mark stands below what
 // it marks: a tab becomes a blank, what cannot be shown a question mark.
@@ -58,11 +73,12 @@ void print_place(std::ostream& out, std::string_view line, const Fault& fault) {
 }  // namespace
 
 void print_faults(std::ostream& out, const SourceText& source, const std::vector<Fault>& faults) {
+  Lines lines(source.text);
   for (const Fault& fault : faults) {
     out << source.name << ':';
     if (fault.line > 0) out << fault.line << ':' << fault.column << ':';
     out << ' ' << fault.message << '\n';
-    if (fault.line > 0) print_place(out, line_of(source.text, fault.line), fault);
+    if (fault.line > 0) print_place(out, lines.line(fault.line), fault);
     if (!fault.advice.empty()) out << "  " << fault.advice << '\n';
   }
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/policyctl/language/statement_candidates.h"
+
 namespace {
 
 bool is_before(const Fault& a, const Fault& b) {
@@ -18,20 +20,31 @@ std::string rule_name(const RuleKey& key) {
 void ConfigurationReader::read_line(std::string_view line, std::size_t number) {
   _entry.begin_line(number);
   const std::optional<WordFault> broken = _words.split(line);
+  _is_statement = false;
   if (broken) {
     _entry.faults().push_back({number, broken->column, broken->length, broken->message, ""});
     return;
   }
-  if (_words.all().empty()) return;
+  if (_words.all().empty()) {
+    _is_statement = true;
+    return;
+  }
   std::optional<Fault> fault = _match.match(_entry.context(), _words.all());
   if (fault) {
     fault->line = number;
     _entry.faults().push_back(std::move(*fault));
     return;
   }
+  _is_statement = true;
   const Statement& statement = _match.statement();
   if (statement.context == StatementContext::TOP) _entry.close();
   statement.enter(_entry, _match.values());
+}
+
+void ConfigurationReader::read_on() {
+  if (_is_statement || _words.all().empty()) return;
+  const Statement* const meant = statement_meant(_entry.context(), _words.all()[0].text);
+  if (meant != nullptr && meant->context == StatementContext::TOP) _entry.open_unread(meant->opens);
 }
 
 ReadConfiguration read_configuration(std::string_view text) {
@@ -40,6 +53,7 @@ ReadConfiguration read_configuration(std::string_view text) {
   for (std::size_t number = 1; !text.empty(); ++number) {
     const std::size_t end = text.find('\n');
     reader.read_line(text.substr(0, end), number);
+    reader.read_on();
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   }
   read.faults = std::move(reader.entry().faults());

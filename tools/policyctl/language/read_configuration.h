@@ -32,12 +32,19 @@ class ConfigurationReader {
   // Adds to `configuration`, which must outlive the reader.
   explicit ConfigurationReader(Configuration& configuration) : _entry(configuration) {}
 
-  // `line` is without its line break; `number` counts from 1.
+  // `line` is without its line break; `number` counts from 1. A line that is
+  // refused adds to the faults of entry() and leaves the configuration alone.
   void read_line(std::string_view line, std::size_t number);
+  // Takes the last line, when it was no statement, for the one it was probably
+  // meant to be as far as the place of the following lines goes, lest they be
+  // called wrong for standing there. They are kept nowhere then, so this is for
+  // texts that are refused as a whole.
+  void read_on();
   [[nodiscard]] StatementEntry& entry() { return _entry; }
 
  private:
   StatementEntry _entry;
   Words _words;
   StatementMatch _match;
+  bool _is_statement = true;
 };

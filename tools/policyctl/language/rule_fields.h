@@ -33,6 +33,8 @@ class RuleFields {
   }
 
   [[nodiscard]] bool empty() const { return _packed.empty(); }
+  // Keeps the space.
+  void clear() { _packed.clear(); }
   void reserve(std::size_t fields, std::size_t value_bytes) {
     _packed.reserve(fields * HEAD_BYTES + value_bytes);
   }

@@ -20,6 +20,16 @@ void StatementEntry::open_vlan(const StatementValues::Value& id) {
   open_bindings(_configuration.vlans[_vlan], id);
 }
 
+void StatementEntry::open_unread(StatementContext context) {
+  _unread_acl = {};
+  _unread_bindings = {};
+  _context = context;
+  _acl = &_unread_acl;
+  _bindings = &_unread_bindings;
+  _filters.clear();
+  _interface = "not read";
+}
+
 void StatementEntry::open_bindings(Bindings& bindings, const StatementValues::Value& at) {
   _context = StatementContext::BINDINGS;
   _bindings = &bindings;

@@ -44,6 +44,9 @@ class StatementEntry {
   void open_acl(std::uint32_t number, Acl& acl);
   void open_interface(const StatementValues::Value& name);
   void open_vlan(const StatementValues::Value& id);
+  // The following lines stand below a line that could not be read: they are
+  // checked among themselves and kept nowhere.
+  void open_unread(StatementContext context);
   [[nodiscard]] Acl& acl() { return *_acl; }
   [[nodiscard]] std::uint32_t acl_number() const { return _acl_number; }
   [[nodiscard]] Bindings& bindings() { return *_bindings; }
@@ -70,6 +73,8 @@ class StatementEntry {
   Acl* _acl = nullptr;
   std::uint32_t _acl_number = 0;
   Bindings* _bindings = nullptr;
+  Acl _unread_acl;
+  Bindings _unread_bindings;
   std::string _interface;
   std::uint32_t _vlan = 0;
   std::set<RuleKey> _filters;  // of the open interface or VLAN

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tools/policyctl/language/fault.h"
+#include "tools/policyctl/language/match_rule_fields.h"
 #include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
@@ -40,21 +41,13 @@ class StatementMatch {
   [[nodiscard]] StatementValues& values() { return _values; }
 
  private:
-  struct PlacedField {
-    std::uint32_t number;
-    std::string_view value;
-  };
-
   std::optional<Fault> match_rest(std::span<const Word> words);
   std::optional<Fault> take_argument(const Argument& argument, const Word& word);
-  std::optional<Fault> take_fields(std::span<const Word> words, std::size_t& at,
-                                   std::string_view end);
-  void pack_fields();
 
   const Statement* _statement = nullptr;
   StatementValues _values;
   std::size_t _arguments = 0;
-  std::vector<PlacedField> _fields;
+  RuleFieldsMatch _fields;
 };
 
 // What may follow `words` within `context`, for completion and help: words that

@@ -1,5 +1,7 @@
 #include "tools/policyctl/language/words.h"
 
+#include <algorithm>
+
 namespace {
 
 bool is_blank(char c) {
@@ -92,7 +94,9 @@ std::optional<WordFault> Words::split(std::string_view line) {
     for (; at < line.size() && !is_blank(line[at]); ++at) {
       const auto c = static_cast<unsigned char>(line[at]);
       if (c == '"') return WordFault{at + 1, 1, "a quote may only begin a word."};
-      if (c < ' ' || c == 0x7f) return WordFault{at + 1, 1, "a control character."};
+      if (c < ' ' || c == 0x7f) {
+        return WordFault{at + 1, 1, "a control character may only stand in quotes."};
+      }
     }
     _words.push_back({line.substr(begin, at - begin), begin + 1, at - begin, false});
   }
@@ -100,16 +104,14 @@ std::optional<WordFault> Words::split(std::string_view line) {
 
 std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& at) {
   const std::size_t begin = at++;
-  std::string& text = _unescaped.emplace_back();
-  while (at < line.size() && line[at] != '"') {
-    if (line[at] != '\\') {
-      text += line[at++];
-      continue;
-    }
-    const std::size_t escape = at++;
-    if (!unescape(line, at, text)) {
-      return WordFault{escape + 1, 2, "no such escape; there are \\\" \\\\ \\n \\t and \\xHH."};
-    }
+  const std::size_t plain_end = std::min(line.find_first_of("\"\\", at), line.size());
+  std::string_view text = line.substr(at, plain_end - at);
+  at = plain_end;
+  if (at < line.size() && line[at] == '\\') {
+    std::string& unescaped = _unescaped.emplace_back(text);
+    std::optional<WordFault> fault = take_escaped(line, at, unescaped);
+    if (fault) return fault;
+    text = unescaped;
   }
   if (at == line.size()) {
     return WordFault{begin + 1, at - begin, "the closing quote is missing."};
@@ -119,6 +121,22 @@ std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& 
     return WordFault{at + 1, 1, "a blank is missing behind the closing quote."};
   }
   _words.push_back({text, begin + 1, at - begin, true});
+  return std::nullopt;
+}
+
+std::optional<WordFault> Words::take_escaped(std::string_view line, std::size_t& at,
+                                             std::string& text) {
+  while (at < line.size() && line[at] != '"') {
+    if (line[at] != '\\') {
+      text += line[at++];
+      continue;
+    }
+    const std::size_t escape = at++;
+    if (!unescape(line, at, text)) {
+      return WordFault{escape + 1, std::min<std::size_t>(2, line.size() - escape),
+                       "no such escape; there are \\\" \\\\ \\n \\t and \\xHH."};
+    }
+  }
   return std::nullopt;
 }
 

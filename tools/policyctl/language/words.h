@@ -36,6 +36,8 @@ class Words {
 
  private:
   std::optional<WordFault> take_quoted(std::string_view line, std::size_t& at);
+  static std::optional<WordFault> take_escaped(std::string_view line, std::size_t& at,
+                                               std::string& text);
 
   std::vector<Word> _words;
   std::deque<std::string> _unescaped;

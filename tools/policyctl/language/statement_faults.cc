@@ -1,0 +1,124 @@
+#include "tools/policyctl/language/statement_faults.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/language/statement_candidates.h"
+
+namespace {
+
+constexpr std::size_t LONGEST_QUOTE = 60;
+
+std::string form_of(const Statement& statement) {
+  return "The form is: " + std::string(statement.pattern);
+}
+
+std::string joined(const std::vector<std::string_view>& words) {
+  std::string text;
+  for (const std::string_view word : words) {
+    if (!text.empty()) text += ", ";
+    text += word;
+  }
+  return text;
+}
+
+// Of a word that begins statements elsewhere.
+std::string advice_on_place(std::string_view word) {
+  for (const Statement& each : statements()) {
+    if (pattern_of(each)[0].word != word) continue;
+    if (each.context == StatementContext::ACL) return "It stands below an 'acl' line.";
+    if (each.context == StatementContext::BINDINGS) {
+      return "It stands below an 'interface' or 'vlan' line.";
+    }
+  }
+  return {};
+}
+
+std::string advice_on_literals(std::string_view word,
+                               const std::vector<std::string_view>& expected) {
+  NearestName nearest(word);
+  for (const std::string_view each : expected) nearest.consider(each);
+  return nearest.name().empty() ? "Expected: " + joined(expected) + "." : is_meant(nearest.name());
+}
+
+}  // namespace
+
+std::string quoted_for_fault(std::string_view text) {
+  std::string shown;
+  while (!text.empty() && shown.size() < LONGEST_QUOTE) {
+    const std::size_t length = shown_character(text);
+    shown += length > 0 ? text.substr(0, length) : "?";
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return "'" + shown + (text.empty() ? "'" : "...'");
+}
+
+std::string is_meant(const std::string& name) {
+  return name.empty() ? std::string() : "Is '" + name + "' meant?";
+}
+
+Fault fault_at(const Word& word, std::string message, std::string advice) {
+  return {0, word.column, word.length, std::move(message), std::move(advice)};
+}
+
+Fault fault_at_end(std::span<const Word> words, std::string message, std::string advice) {
+  const Word& last = words.back();
+  return {0, last.column + last.length, 1, std::move(message), std::move(advice)};
+}
+
+Fault quoted_keyword(const Word& word) {
+  return fault_at(word, quoted_for_fault(word.text) + " is a keyword and stands without quotes.");
+}
+
+Fault element_missing(std::span<const Word> words, const PatternElement& element,
+                      const Statement& statement) {
+  return fault_at_end(words, std::string(element.word) + " is missing.", form_of(statement));
+}
+
+Fault surplus_word(const Word& word, const Statement& statement) {
+  return fault_at(word, quoted_for_fault(word.text) + " is one word too many.", form_of(statement));
+}
+
+Fault bad_argument(const Argument& argument, const Word& word) {
+  const std::string what = quoted_for_fault(word.text);
+  const std::string meaning = std::string(argument.name) + ": " + std::string(argument.help) + ".";
+  if (argument.syntax == ArgumentSyntax::NUMBER) {
+    return fault_at(word, what + " is no number " + argument_syntax(argument) + ".", meaning);
+  }
+  NearestName nearest(word.text);
+  std::string_view rest = argument.choices;
+  while (!rest.empty()) {
+    const std::string_view each = rest.substr(0, rest.find('|'));
+    nearest.consider(each);
+    rest.remove_prefix(std::min(each.size() + 1, rest.size()));
+  }
+  return fault_at(word, what + " is none of: " + argument_syntax(argument) + ".",
+                  nearest.name().empty() ? meaning : is_meant(nearest.name()));
+}
+
+Fault no_statement(StatementContext context, std::span<const Word> words) {
+  if (words[0].quoted) {
+    return fault_at(words[0], "a statement begins with a word that is not in quotes.");
+  }
+  for (std::size_t place = 0; place < words.size(); ++place) {
+    if (!candidates(context, words, place + 1).empty()) continue;
+    const std::string_view word = words[place].text;
+    std::string advice = place == 0 ? advice_on_place(word) : std::string();
+    if (advice.empty()) {
+      advice = advice_on_literals(word, literals_at(candidates(context, words, place), place));
+    }
+    return fault_at(words[place],
+                    quoted_for_fault(word) +
+                        (place == 0 ? " begins no statement here." : " is not expected here."),
+                    std::move(advice));
+  }
+  const std::vector<const Statement*> open = candidates(context, words, words.size());
+  const PatternElement& next = pattern_of(*open.front())[words.size()];
+  if (next.kind == PatternElement::Kind::ARGUMENT) {
+    return element_missing(words, next, *open.front());
+  }
+  return fault_at_end(words, "the line ends too early.",
+                      "Expected: " + joined(literals_at(open, words.size())) + ".");
+}
