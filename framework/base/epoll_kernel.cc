@@ -2,12 +2,12 @@
 
 #include <sys/epoll.h>
 #include <sys/random.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -16,8 +16,6 @@
 #include "framework/base/xlog.h"
 
 namespace {
-
-using Events = std::array<epoll_event, EpollKernel::MAX_READY>;
 
 std::string system_error(int fd) {
   return "descriptor " + std::to_string(fd) + ": " + std::strerror(errno);
@@ -41,35 +39,36 @@ IoReady ready_from(const epoll_event& event) {
   return {static_cast<int>(event.data.u64 & 0xffffffffU), static_cast<IoInterest>(ready & watched)};
 }
 
-// Rounded up: a rest below one millisecond must not become a busy loop of
-// zero time-outs.
-int to_milliseconds(Duration timeout) {
-  const auto rounded = std::chrono::ceil<std::chrono::milliseconds>(timeout).count();
-  return static_cast<int>(std::min<std::int64_t>(rounded, INT_MAX));
-}
-
-timespec to_timespec(Duration timeout) {
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(timeout);
-  timespec result{};
-  result.tv_sec = static_cast<time_t>(seconds.count());
-  result.tv_nsec = static_cast<long>((timeout - seconds).count());
+itimerspec once_at(TimePoint when) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(when.time_since_epoch());
+  itimerspec result{};
+  result.it_value.tv_sec = static_cast<time_t>(seconds.count());
+  result.it_value.tv_nsec = static_cast<long>((when.time_since_epoch() - seconds).count());
   return result;
 }
 
 }  // namespace
 
-EpollKernel::EpollKernel(Sleep sleep) : _epoll(::epoll_create1(EPOLL_CLOEXEC)), _sleep(sleep) {
-  XLOG_ASSERT(_epoll >= 0, system_error(_epoll));
+EpollKernel::EpollKernel()
+    : _epoll(::epoll_create1(EPOLL_CLOEXEC)),
+      _alarm(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)) {
+  XLOG_ASSERT(_epoll >= 0 && _alarm >= 0, system_error(std::min(_epoll, _alarm)));
+  epoll_event event = event_for(_alarm, IoInterest::READ);
+  // Told once each time it goes off, it need not be read.
+  event.events |= EPOLLET;
+  XLOG_ASSERT(::epoll_ctl(_epoll, EPOLL_CTL_ADD, _alarm, &event) == 0, system_error(_alarm));
 }
 
 EpollKernel::~EpollKernel() {
+  ::close(_alarm);
   ::close(_epoll);
 }
 
 TimePoint EpollKernel::now() {
   timespec time{};
   ::clock_gettime(CLOCK_MONOTONIC, &time);
-  return TimePoint(std::chrono::seconds(time.tv_sec) + Duration(time.tv_nsec));
+  _now = TimePoint(std::chrono::seconds(time.tv_sec) + Duration(time.tv_nsec));
+  return _now;
 }
 
 void EpollKernel::watch(int fd, IoInterest interest) {
@@ -94,26 +93,41 @@ bool EpollKernel::forget_always_ready(int fd) {
   return std::erase_if(_always_ready, [fd](const IoReady& file) { return file.fd == fd; }) != 0;
 }
 
-std::size_t EpollKernel::wait(Duration timeout, std::span<IoReady> ready) {
-  Events events;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-  const int room = static_cast<int>(std::min(ready.size(), events.size()));
-  if (!_always_ready.empty()) timeout = Duration::zero();
+std::size_t EpollKernel::wait(TimePoint until, std::span<IoReady> ready) {
+  for (;;) {
+    const bool may_sleep = until > _now && _always_ready.empty();
+    if (may_sleep) wake_by(until);
+    const TimePoint alarm_before = _alarm_at;
+    const std::size_t filled = look(may_sleep ? -1 : 0, ready);
+    // The alarm may have been set for a sleep that did not last so long.
+    const bool was_alarm_alone = filled == 0 && _alarm_at != alarm_before;
+    if (!was_alarm_alone || now() >= until) return filled;
+  }
+}
 
-  int count = -1;
-  if (timeout > Duration::zero() && _sleep == Sleep::BEST) {
-    const timespec limit = to_timespec(timeout);
-    count = ::epoll_pwait2(_epoll, events.data(), room, &limit, nullptr);
-    // A sandbox that does not know the call answers EPERM.
-    if (count < 0 && (errno == ENOSYS || errno == EPERM)) _sleep = Sleep::MILLISECONDS;
-  }
-  if (count < 0 && (timeout <= Duration::zero() || _sleep == Sleep::MILLISECONDS)) {
-    const int limit = timeout < Duration::zero() ? -1 : to_milliseconds(timeout);
-    count = ::epoll_wait(_epoll, events.data(), room, limit);
-  }
+void EpollKernel::wake_by(TimePoint when) {
+  if (when >= _alarm_at) return;
+  const itimerspec time = once_at(when);
+  XLOG_ASSERT(::timerfd_settime(_alarm, TFD_TIMER_ABSTIME, &time, nullptr) == 0,
+              system_error(_alarm));
+  _alarm_at = when;
+}
+
+std::size_t EpollKernel::look(int timeout, std::span<IoReady> ready) {
+  std::array<epoll_event, MAX_READY> events;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  const int room = static_cast<int>(std::min(ready.size(), events.size()));
+  const int count = ::epoll_wait(_epoll, events.data(), room, timeout);
   XLOG_ASSERT(count >= 0 || errno == EINTR, system_error(_epoll));
 
   std::size_t filled = 0;
-  for (int i = 0; i < count; ++i) ready[filled++] = ready_from(events[static_cast<std::size_t>(i)]);
+  for (int i = 0; i < count; ++i) {
+    const IoReady entry = ready_from(events[static_cast<std::size_t>(i)]);
+    if (entry.fd == _alarm) {
+      _alarm_at = NEVER;
+    } else {
+      ready[filled++] = entry;
+    }
+  }
   for (const IoReady& file : _always_ready) {
     if (filled < ready.size()) ready[filled++] = file;
   }

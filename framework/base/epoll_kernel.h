@@ -1,5 +1,9 @@
 // The machine's kernel: epoll, the monotonic clock and the kernel's random
 // bytes.
+//
+// What ends a sleep is a timer descriptor among the watched ones. It is set
+// only when a sleep is to end before the time it is set to, so that a limit far
+// away, of which there nearly always is one, costs the sleeps before it nothing.
 #pragma once
 
 #include <cstddef>
@@ -10,11 +14,7 @@
 
 class EpollKernel final : public Kernel {
  public:
-  // Which system call sleeps. MILLISECONDS is for kernels that do not have
-  // the finer one; it is also what BEST turns to when it finds none.
-  enum class Sleep : std::uint8_t { BEST, MILLISECONDS };
-
-  explicit EpollKernel(Sleep sleep = Sleep::BEST);
+  EpollKernel();
   ~EpollKernel() override;
   EpollKernel(const EpollKernel&) = delete;
   EpollKernel& operator=(const EpollKernel&) = delete;
@@ -23,16 +23,20 @@ class EpollKernel final : public Kernel {
   // A regular file, which cannot be waited for, is always ready.
   void watch(int fd, IoInterest interest) override;
   // Reports at most MAX_READY descriptors at a time.
-  std::size_t wait(Duration timeout, std::span<IoReady> ready) override;
+  std::size_t wait(TimePoint until, std::span<IoReady> ready) override;
   void random_bytes(std::span<std::uint8_t> out) override;
 
   static constexpr std::size_t MAX_READY = 64;
 
  private:
   [[nodiscard]] bool forget_always_ready(int fd);
+  void wake_by(TimePoint when);
+  [[nodiscard]] std::size_t look(int timeout, std::span<IoReady> ready);
 
   int _epoll;
-  Sleep _sleep;
+  int _alarm;                          // a timer descriptor, watched for always
+  TimePoint _alarm_at = NEVER;         // what it is set to
+  TimePoint _now{};                    // as last asked for
   std::vector<IoInterest> _interest;   // by descriptor, as epoll knows it
   std::vector<IoReady> _always_ready;  // regular files
 };

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr Duration NO_LIMIT{-1};
-
 bool runs_before(TimePoint when, std::uint64_t order, TimePoint other_when,
                  std::uint64_t other_order) {
   return when != other_when ? when < other_when : order < other_order;
@@ -92,7 +90,7 @@ EventLoop::~EventLoop() = default;
 void EventLoop::run() {
   // On the stack, since a nested turn has ready descriptors of its own.
   std::array<IoReady, READY_PER_TURN> ready;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-  const std::size_t count = _kernel->wait(time_to_sleep(), ready);
+  const std::size_t count = _kernel->wait(end_of_sleep(), ready);
   const std::uint64_t turn = _next_order;
   _now = _kernel->now();
   run_due_timers(turn);
@@ -100,10 +98,9 @@ void EventLoop::run() {
   run_deferred();
 }
 
-Duration EventLoop::time_to_sleep() {
-  if (_deferred != nullptr) return Duration::zero();
-  if (_timers.empty()) return NO_LIMIT;
-  return std::max(_timers.front()->_when - _kernel->now(), Duration::zero());
+TimePoint EventLoop::end_of_sleep() const {
+  if (_deferred != nullptr) return Kernel::AT_ONCE;
+  return _timers.empty() ? Kernel::NEVER : _timers.front()->_when;
 }
 
 void EventLoop::run_due_timers(std::uint64_t turn) {

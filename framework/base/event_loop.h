@@ -176,7 +176,7 @@ class EventLoop {
   void run_due_timers(std::uint64_t turn);
   void run_ready(std::span<const IoReady> ready, std::uint64_t turn);
   void run_deferred();
-  [[nodiscard]] Duration time_to_sleep();
+  [[nodiscard]] TimePoint end_of_sleep() const;
 
   void arm(Timer& timer, TimePoint when);
   void disarm(Timer& timer);

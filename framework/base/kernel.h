@@ -36,10 +36,14 @@ class Kernel {
   // a descriptor stays ready until it was read or written dry.
   virtual void watch(int fd, IoInterest interest) = 0;
 
-  // Sleeps until a watched descriptor is ready or `timeout` has passed
-  // (zero: does not sleep; negative: no limit), then fills `ready` from the
-  // front. Answers how many entries it filled; 0 after a time-out or a signal.
-  virtual std::size_t wait(Duration timeout, std::span<IoReady> ready) = 0;
+  // What wait() takes besides a time: not to sleep, and to sleep without limit.
+  static constexpr TimePoint AT_ONCE = TimePoint::min();
+  static constexpr TimePoint NEVER = TimePoint::max();
+
+  // Sleeps until a watched descriptor is ready or now() has come to `until`,
+  // then fills `ready` from the front. Answers how many entries it filled; 0
+  // when the time has come or after a signal.
+  virtual std::size_t wait(TimePoint until, std::span<IoReady> ready) = 0;
 
   // Unpredictable bytes (in a simulation: drawn from its seed).
   virtual void random_bytes(std::span<std::uint8_t> out) = 0;

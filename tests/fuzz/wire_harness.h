@@ -46,8 +46,8 @@ class OneStream final : public Kernel, public Network {
   void watch(int fd, IoInterest interest) override {
     if (fd == STREAM) _interest = interest;
   }
-  std::size_t wait(Duration timeout, std::span<IoReady> ready) override {
-    if (timeout == Duration::zero()) ++_steps;
+  std::size_t wait(TimePoint until, std::span<IoReady> ready) override {
+    if (until <= _now) ++_steps;
     if (!_accepted) {
       ready[0] = {LISTENER, IoInterest::READ};
       return 1;

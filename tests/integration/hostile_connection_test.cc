@@ -375,8 +375,8 @@ class SlowKernel final : public Kernel {
   explicit SlowKernel(Kernel& inner) : _inner(inner) {}
   TimePoint now() override { return _inner.now() + _passed; }
   void watch(int fd, IoInterest interest) override { _inner.watch(fd, interest); }
-  std::size_t wait(Duration timeout, std::span<IoReady> ready) override {
-    return _inner.wait(timeout, ready);
+  std::size_t wait(TimePoint until, std::span<IoReady> ready) override {
+    return _inner.wait(until == AT_ONCE || until == NEVER ? until : until - _passed, ready);
   }
   void random_bytes(std::span<std::uint8_t> out) override { _inner.random_bytes(out); }
   void pass(Duration time) { _passed += time; }

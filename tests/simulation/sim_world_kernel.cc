@@ -15,11 +15,10 @@ void SimKernel::watch(int fd, IoInterest interest) {
   }
 }
 
-std::size_t SimKernel::wait(Duration timeout, std::span<IoReady> ready) {
+std::size_t SimKernel::wait(TimePoint until, std::span<IoReady> ready) {
   count_wait();
-  const bool has_limit = timeout >= Duration::zero();
-  const bool is_past_all = timeout > TimePoint::max() - _agenda.now();
-  const TimePoint limit = is_past_all ? TimePoint::max() : _agenda.now() + timeout;
+  const bool has_limit = until != NEVER;
+  const TimePoint limit = std::max(until, _agenda.now());
   for (;;) {
     let_due_events_happen();
     const std::size_t count = report_ready(ready);

@@ -32,7 +32,7 @@ class SimKernel final : public Kernel {
   // Only descriptors of the simulated network.
   void watch(int fd, IoInterest interest) override;
   // Reports the ready descriptors in a drawn order. Throws SimStuck.
-  std::size_t wait(Duration timeout, std::span<IoReady> ready) override;
+  std::size_t wait(TimePoint until, std::span<IoReady> ready) override;
   void random_bytes(std::span<std::uint8_t> out) override { _random.fill(out); }
 
  private:

@@ -11,12 +11,12 @@
 
 namespace {
 
+using std::chrono::hours;
 using std::chrono::microseconds;
-using std::chrono::milliseconds;
-using std::chrono::seconds;
+using std::chrono::nanoseconds;
 
-// A connected pair of stream sockets under either way to sleep.
-class EpollKernelTest : public ::testing::TestWithParam<EpollKernel::Sleep> {
+// With a connected pair of stream sockets.
+class EpollKernelTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, _pair.data()), 0);
@@ -30,26 +30,19 @@ class EpollKernelTest : public ::testing::TestWithParam<EpollKernel::Sleep> {
 
   // What the kernel says of the first socket without sleeping.
   IoInterest ready_now() {
-    const std::size_t count = _kernel.wait(Duration::zero(), _ready);
+    const std::size_t count = _kernel.wait(Kernel::AT_ONCE, _ready);
     if (count == 0) return IoInterest::NONE;
     EXPECT_EQ(count, 1U);
     EXPECT_EQ(_ready[0].fd, _pair[0]);
     return _ready[0].ready;
   }
 
-  EpollKernel _kernel{GetParam()};
+  EpollKernel _kernel;
   std::array<int, 2> _pair{-1, -1};
   std::array<IoReady, 8> _ready{};
 };
 
-INSTANTIATE_TEST_SUITE_P(Sleeps, EpollKernelTest,
-                         ::testing::Values(EpollKernel::Sleep::BEST,
-                                           EpollKernel::Sleep::MILLISECONDS),
-                         [](const auto& row) {
-                           return row.param == EpollKernel::Sleep::BEST ? "Best" : "Milliseconds";
-                         });
-
-TEST_P(EpollKernelTest, ReportsWhatADescriptorIsWatchedFor) {
+TEST_F(EpollKernelTest, ReportsWhatADescriptorIsWatchedFor) {
   _kernel.watch(_pair[0], IoInterest::READ);
   EXPECT_EQ(ready_now(), IoInterest::NONE);
   ASSERT_EQ(::write(_pair[1], "x", 1), 1);
@@ -62,7 +55,7 @@ TEST_P(EpollKernelTest, ReportsWhatADescriptorIsWatchedFor) {
   EXPECT_EQ(ready_now(), IoInterest::NONE);
 }
 
-TEST_P(EpollKernelTest, AHangUpMakesReadyForWhatIsWatched) {
+TEST_F(EpollKernelTest, AHangUpMakesReadyForWhatIsWatched) {
   close_other();
   _kernel.watch(_pair[0], IoInterest::READ);
   EXPECT_EQ(ready_now(), IoInterest::READ);
@@ -72,41 +65,70 @@ TEST_P(EpollKernelTest, AHangUpMakesReadyForWhatIsWatched) {
   EXPECT_EQ(ready_now(), IoInterest::NONE);
 }
 
-TEST_P(EpollKernelTest, StopsAtTheRoomThereIs) {
+TEST_F(EpollKernelTest, StopsAtTheRoomThereIs) {
   _kernel.watch(_pair[0], IoInterest::WRITE);
   _kernel.watch(_pair[1], IoInterest::WRITE);
-  EXPECT_EQ(_kernel.wait(Duration::zero(), std::span(_ready).first(1)), 1U);
-  EXPECT_EQ(_kernel.wait(Duration::zero(), _ready), 2U);
+  EXPECT_EQ(_kernel.wait(Kernel::AT_ONCE, std::span(_ready).first(1)), 1U);
+  EXPECT_EQ(_kernel.wait(Kernel::AT_ONCE, _ready), 2U);
 }
 
-TEST_P(EpollKernelTest, SleepsAtLeastAsLongAsAsked) {
-  const TimePoint begin = _kernel.now();
-  EXPECT_EQ(_kernel.wait(microseconds(1500), _ready), 0U);
-  EXPECT_GE(_kernel.now() - begin, microseconds(1500));
+TEST_F(EpollKernelTest, SleepsAtLeastAsLongAsAsked) {
+  const TimePoint until = _kernel.now() + microseconds(1500);
+  EXPECT_EQ(_kernel.wait(until, _ready), 0U);
+  EXPECT_GE(_kernel.now(), until);
 }
 
-TEST_P(EpollKernelTest, DoesNotSleepOnceSomethingIsReady) {
+TEST_F(EpollKernelTest, SleepsOnWhereAnEarlierSleepWasToEnd) {
+  const TimePoint earlier = _kernel.now() + microseconds(1500);
+  const TimePoint until = earlier + microseconds(1500);
   _kernel.watch(_pair[0], IoInterest::WRITE);
-  EXPECT_EQ(_kernel.wait(Duration(-1), _ready), 1U);
-  EXPECT_EQ(_kernel.wait(std::chrono::hours(1), _ready), 1U);
-  EXPECT_EQ(_kernel.wait(Duration::max(), _ready), 1U);
+  EXPECT_EQ(_kernel.wait(earlier, _ready), 1U);
+  _kernel.watch(_pair[0], IoInterest::NONE);
+  EXPECT_EQ(_kernel.wait(until, _ready), 0U);
+  EXPECT_GE(_kernel.now(), until);
 }
 
-TEST_P(EpollKernelTest, ARegularFileIsAlwaysReady) {
+TEST_F(EpollKernelTest, SleepsLessAfterASleepThatWasToBeLonger) {
+  const TimePoint begin = _kernel.now();
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  EXPECT_EQ(_kernel.wait(begin + hours(1), _ready), 1U);
+  _kernel.watch(_pair[0], IoInterest::NONE);
+  EXPECT_EQ(_kernel.wait(begin + microseconds(1500), _ready), 0U);
+  EXPECT_LT(_kernel.now(), begin + hours(1));
+}
+
+TEST_F(EpollKernelTest, DoesNotSleepWhenTheTimeHasCome) {
+  EXPECT_EQ(_kernel.wait(_kernel.now(), _ready), 0U);
+  EXPECT_EQ(_kernel.wait(TimePoint(), _ready), 0U);
+  // Come since the clock was last read.
+  const TimePoint soon = _kernel.now() + nanoseconds(1);
+  EpollKernel other;
+  while (other.now() < soon) {
+  }
+  EXPECT_EQ(_kernel.wait(soon, _ready), 0U);
+}
+
+TEST_F(EpollKernelTest, DoesNotSleepOnceSomethingIsReady) {
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  EXPECT_EQ(_kernel.wait(Kernel::NEVER, _ready), 1U);
+  EXPECT_EQ(_kernel.wait(_kernel.now() + hours(1), _ready), 1U);
+}
+
+TEST_F(EpollKernelTest, ARegularFileIsAlwaysReady) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
   const int fd = ::fileno(file.get());
   _kernel.watch(fd, IoInterest::READ);
-  ASSERT_EQ(_kernel.wait(Duration(-1), _ready), 1U);
+  ASSERT_EQ(_kernel.wait(Kernel::NEVER, _ready), 1U);
   EXPECT_EQ(_ready[0].fd, fd);
   EXPECT_EQ(_ready[0].ready, IoInterest::READ);
   _kernel.watch(fd, IoInterest::READ_WRITE);
-  ASSERT_EQ(_kernel.wait(Duration(-1), _ready), 1U);
+  ASSERT_EQ(_kernel.wait(Kernel::NEVER, _ready), 1U);
   EXPECT_EQ(_ready[0].ready, IoInterest::READ_WRITE);
   _kernel.watch(fd, IoInterest::NONE);
-  EXPECT_EQ(_kernel.wait(Duration::zero(), _ready), 0U);
+  EXPECT_EQ(_kernel.wait(Kernel::AT_ONCE, _ready), 0U);
 }
 
-TEST_P(EpollKernelTest, ADescriptorThatIsNotOpenIsAMistake) {
+TEST_F(EpollKernelTest, ADescriptorThatIsNotOpenIsAMistake) {
   const int fd = std::exchange(_pair[1], -1);
   ::close(fd);
   EXPECT_DEATH(_kernel.watch(fd, IoInterest::READ), "Bad file descriptor");

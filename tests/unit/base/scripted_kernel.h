@@ -16,7 +16,7 @@ class ScriptedKernel final : public Kernel {
   // What the waits to come report; none left: nothing is ready.
   std::deque<std::vector<IoReady>> ready_sets;
 
-  std::vector<Duration> timeouts;        // of the waits so far
+  std::vector<TimePoint> limits;         // of the waits so far
   std::vector<std::string> watch_calls;  // "5 READ"
   std::size_t clock_reads = 0;
 
@@ -29,10 +29,10 @@ class ScriptedKernel final : public Kernel {
     watch_calls.push_back(std::to_string(fd) + " " + NAMES[static_cast<std::size_t>(interest)]);
   }
   // Passes the time it was asked to sleep, unless something is ready.
-  std::size_t wait(Duration timeout, std::span<IoReady> ready) override {
-    timeouts.push_back(timeout);
+  std::size_t wait(TimePoint until, std::span<IoReady> ready) override {
+    limits.push_back(until);
     if (ready_sets.empty()) {
-      if (timeout > Duration::zero()) time += timeout;
+      if (until != NEVER) time = std::max(time, until);
       return 0;
     }
     const std::vector<IoReady> set = ready_sets.front();

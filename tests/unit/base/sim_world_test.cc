@@ -461,7 +461,7 @@ TEST(SimKernel, ReportsNoMoreThanThereIsRoomFor) {
   world.run_for(seconds(1));
   for (int fd = 4; fd < 7; ++fd) world.kernel().watch(fd, IoInterest::WRITE);
   std::array<IoReady, 2> ready{};
-  EXPECT_EQ(world.kernel().wait(Duration::zero(), ready), 2U);
+  EXPECT_EQ(world.kernel().wait(Kernel::AT_ONCE, ready), 2U);
   for (int fd = 4; fd < 7; ++fd) world.kernel().watch(fd, IoInterest::NONE);
 }
 

@@ -1,6 +1,7 @@
 // A machine on which only time happens: sleeping takes none of the test's.
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
 
 #include "framework/base/kernel.h"
@@ -10,8 +11,8 @@ class ManualKernel final : public Kernel {
  public:
   TimePoint now() override { return _now; }
   void watch(int /*fd*/, IoInterest /*interest*/) override {}
-  std::size_t wait(Duration timeout, std::span<IoReady> /*ready*/) override {
-    if (timeout > Duration::zero()) _now += timeout;
+  std::size_t wait(TimePoint until, std::span<IoReady> /*ready*/) override {
+    if (until != NEVER) _now = std::max(_now, until);
     return 0;
   }
   void random_bytes(std::span<std::uint8_t> /*out*/) override {}
