@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "framework/xrl/limits.h"
@@ -12,24 +13,41 @@ std::uint64_t slot_of(const std::uint8_t* key) {
   return load_u64(key);
 }
 
-void run_handler(const XrlCmdMap::Command& command, const xrl_frame::Request& request,
-                 ByteBuffer& out) {
+// Fits into a string that takes no memory of its own.
+constexpr const char* OUT_OF_MEMORY = "out of memory.";
+
+// Runs the handler and ends the reply that was begun. Answers why the request
+// has to be refused instead, or OKAY.
+XrlError answer_with_results(const XrlCmdMap::Command& command, const xrl_frame::Request& request,
+                             std::size_t start, ByteBuffer& out) {
   XrlArgsReader in(request.args);
-  const std::size_t start = xrl_frame::begin_reply(out);
   bool past_limit = false;
   XrlArgsWriter results(out, &past_limit);
   const XrlCmdError answer = command.handler(command.target, in, results);
+  if (!answer.is_okay()) return answer.error();
   const std::size_t bytes = out.size() - start - xrl_frame::LENGTH_BYTES;
-  const bool fits = !past_limit && bytes <= xrl_limits::MAX_FRAME_BYTES;
-  if (answer.is_okay() && fits) [[likely]] {
-    xrl_frame::end_reply(out, start, request.sequence, XrlErrorCode::OKAY);
-    return;
+  if (past_limit || bytes > xrl_limits::MAX_FRAME_BYTES) {
+    return XrlError::INTERNAL_ERROR("the reply is longer than a frame may be.");
   }
-  out.truncate(start);
-  xrl_frame::append_error_reply(
-      out, request.sequence,
-      answer.is_okay() ? XrlError::INTERNAL_ERROR("the reply is longer than a frame may be.")
-                       : answer.error());
+  xrl_frame::end_reply(out, start, request.sequence, XrlErrorCode::OKAY);
+  return {};
+}
+
+// What memory does not suffice for is refused; room to say so is taken before.
+void run_handler(const XrlCmdMap::Command& command, const xrl_frame::Request& request,
+                 ByteBuffer& out) {
+  static_cast<void>(out.reserve(xrl_frame::REPLY_HEAD + std::strlen(OUT_OF_MEMORY)));
+  const std::size_t start = xrl_frame::begin_reply(out);
+  try {
+    const XrlError refusal = answer_with_results(command, request, start, out);
+    if (refusal.is_okay()) [[likely]]
+      return;
+    out.truncate(start);
+    xrl_frame::append_error_reply(out, request.sequence, refusal);
+  } catch (const std::bad_alloc&) {
+    out.truncate(start);
+    xrl_frame::append_error_reply(out, request.sequence, XrlError::INTERNAL_ERROR(OUT_OF_MEMORY));
+  }
 }
 
 }  // namespace

@@ -27,8 +27,10 @@ class XrlDispatcher {
   void set_commands(const XrlCmdMap& commands);
   void set_filter(Filter filter) { _filter = std::move(filter); }
 
-  // Runs the handler and appends the one reply to `out`. Answers what became
-  // of the request; with IGNORE and CLOSE nothing was appended.
+  // Runs the handler and appends the one reply to `out`; where memory runs out
+  // in the handler or for its results, that is the reply. Answers what became of
+  // the request; with IGNORE and CLOSE nothing was appended. Throws
+  // std::bad_alloc, and no handler ran, when there is no memory for a refusal.
   XrlFilterAction dispatch(XrlConnection& from, const xrl_frame::Request& request, ByteBuffer& out);
 
   // Where the request came from that is being handled now; null between

@@ -1,6 +1,6 @@
 // policyd where memory is short: what does not fit is refused, what was
-// acknowledged stays. The texts are well below what it keeps back for
-// answering; a message that does not fit into that loses its connection.
+// acknowledged stays. What is asked is well below what it keeps back for
+// answering; a request that does not fit into that loses its connection.
 #include <sys/resource.h>
 
 #include "framework/xrl/xrl_args.h"
@@ -96,6 +96,21 @@ TEST_F(MemoryLimit, SmallerAndSmallerRulesFillWhatIsLeft) {
   XrlAtomList expected;
   for (const auto& [rule, bytes] : kept) expected.append(rule);
   EXPECT_EQ(rules, "100 " + XrlAtom("rules", expected).str() + "&type:u32=1");
+}
+
+TEST_F(MemoryLimit, AnAnswerThatDoesNotFitIsRefused) {
+  const std::string description(1000000, 'd');
+  for (const std::string acl : {"2", "3", "4", "5", "6"}) {
+    hold({{"create_acl?type:u32=1&acl:u32=" + acl, "100"},
+          {"set_acl_description?acl:u32=" + acl + "&description:txt=" + description, "100"}});
+  }
+  fill(0, 50000, 5000);
+  hold({{"get_acls", "220 out of memory."}});
+  expect_rule(0, 50000);
+  for (const std::string acl : {"2", "3", "4", "5", "6"}) {
+    hold({{"delete_acl?acl:u32=" + acl, "100"}});
+  }
+  hold({{"get_acls", "100 acls:list=:u32=1&types:list=:u32=1&descriptions:list=:txt="}});
 }
 
 TEST_F(MemoryLimit, ItLeavesInOrderAlsoWhenMemoryHasRunOut) {

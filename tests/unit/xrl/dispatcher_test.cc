@@ -1,0 +1,82 @@
+#include "framework/xrl/dispatcher.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+
+#include "framework/xrl/connection.h"
+#include "tests/simulation/sim_world.h"
+
+namespace {
+
+const NetAddress HERE = NetAddress::tcp(IPv4::loopback(), 1);
+
+// A target with one method, which writes a text and then runs out of memory.
+class Dispatcher : public testing::Test, private XrlConnection::Delegate {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(commands.add_handler("test/0.1/forget", &Dispatcher::forget, this));
+    dispatcher.set_commands(commands);
+    ASSERT_GE(world.network().listen(HERE), 0);
+    connection.emplace(world.loop(), world.network().connect(HERE), XrlConnection::Side::CONNECTING,
+                       HERE, xrl_frame::Hello{"caller-1", ""}, nullptr, delegate());
+  }
+  Delegate& delegate() { return *this; }
+
+  static XrlCmdError forget(void* self, XrlArgsReader&, XrlArgsWriter& results) {
+    auto& test = *static_cast<Dispatcher*>(self);
+    results.text("text", "written before memory ran out");
+    test.capacity_at_throw = test.out.capacity();
+    throw std::bad_alloc();
+  }
+  XrlFilterAction dispatch_forget() {
+    const XrlKey key{};
+    return dispatcher.dispatch(*connection, xrl_frame::Request{7, key.data(), {}}, out);
+  }
+  // What stands in `out` from there on, as "SEQUENCE CODE TEXT".
+  std::string reply_at(std::size_t start) {
+    const auto frame = out.bytes().subspan(start + xrl_frame::LENGTH_BYTES);
+    EXPECT_EQ(load_u32(out.data() + start), frame.size());
+    EXPECT_EQ(frame[0], static_cast<std::uint8_t>(xrl_frame::Kind::REPLY));
+    xrl_frame::Reply reply{};
+    EXPECT_TRUE(xrl_frame::parse_reply(frame.subspan(1), reply));
+    return std::to_string(reply.sequence) + " " + std::to_string(reply.code) + " " +
+           std::string(reply.rest.begin(), reply.rest.end());
+  }
+
+  void connection_up(XrlConnection&) override {}
+  void reply_arrived(XrlConnection&, std::uint32_t, const XrlError&, XrlArgsReader&) override {}
+  void connection_down(XrlConnection&, XrlConnection::Cause, const std::string&) override {}
+
+  SimWorld world{7};
+  std::optional<XrlConnection> connection;
+  XrlCmdMap commands{"test"};
+  XrlDispatcher dispatcher;
+  ByteBuffer out;
+  std::size_t capacity_at_throw = 0;
+};
+
+TEST_F(Dispatcher, AnswersAHandlerThatRunsOutOfMemory) {
+  EXPECT_EQ(dispatch_forget(), XrlFilterAction::HANDLE);
+  EXPECT_EQ(reply_at(0), "7 220 out of memory.");
+  EXPECT_EQ(dispatcher.current(), nullptr);
+}
+
+TEST_F(Dispatcher, KeepsTheRepliesBeforeTheOneThatMemoryDidNotSufficeFor) {
+  out.append("earlier", 7);
+  dispatch_forget();
+  EXPECT_EQ(std::string(out.bytes().begin(), out.bytes().begin() + 7), "earlier");
+  EXPECT_EQ(reply_at(7), "7 220 out of memory.");
+}
+
+TEST_F(Dispatcher, TakesTheRoomToSaySoBeforeTheHandlerRuns) {
+  for (std::size_t held = 0; held < 600; ++held) {
+    out = ByteBuffer();
+    out.append(std::string(held, 'x').data(), held);
+    dispatch_forget();
+    ASSERT_EQ(out.capacity(), capacity_at_throw) << held;
+  }
+}
+
+}  // namespace
