@@ -12,9 +12,9 @@
 
 #include "chassis/chassis_target.h"
 #include "chassis/description.h"
-#include "chassis/finder_place.h"
 #include "chassis/switch_model.h"
 #include "chassis/target_set.h"
+#include "framework/xrl/finder_place.h"
 
 class EventLoop;
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "chassis/finder_place.h"
+#include "framework/xrl/finder_place.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_std_router.h"
 

@@ -2,10 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
-#include <limits>
-
-#include "framework/xrl/finder_constants.h"
 
 namespace {
 
@@ -14,19 +10,6 @@ constexpr double DEFAULT_PATIENCE_S = 5;
 constexpr double MAX_PATIENCE_S = 86400;
 // Shown before and after the place of an error.
 constexpr std::size_t CONTEXT_BYTES = 60;
-
-// "HOST" or "HOST:PORT".
-void set_finder(const std::string& text, CallOptions& options) {
-  const std::size_t colon = text.find(':');
-  options.finder_host = text.substr(0, colon);
-  if (options.finder_host.empty()) throw CallUsage(USAGE_ERROR, "-F " + text + ": no host");
-  if (colon == std::string::npos) return;
-  const char* const end = text.data() + text.size();
-  const auto [last, problem] = std::from_chars(text.data() + colon + 1, end, options.finder_port);
-  if (problem != std::errc() || last != end || options.finder_port == 0) {
-    throw CallUsage(USAGE_ERROR, "-F " + text + ": the port must be a number 1..65535");
-  }
-}
 
 void set_requests(const std::vector<std::string>& texts, CallOptions& options) {
   options.from_input = texts == std::vector<std::string>{"-"};
@@ -54,8 +37,9 @@ CallOptions parse_call_options(int argc, const char* const* argv) {
   bool wait_for_targets = false;
   std::string profile;
   std::vector<std::string> texts;
-  app.add_option("-F", finder, "where the finder is (default 127.0.0.1:19999)")
-      ->type_name("HOST[:PORT]");
+  CLI::Option* const given =
+      app.add_option("-F", finder, "where the finder is (default 127.0.0.1:19999)")
+          ->type_name("HOST[:PORT]");
   app.add_option("-t", patience_s,
                  "how long to wait for the finder, and for each entry of a log "
                  "(default 5)")
@@ -86,9 +70,9 @@ CallOptions parse_call_options(int argc, const char* const* argv) {
 
   CallOptions options;
   options.profile = profile;
-  options.finder_host = FinderConstants::FINDER_DEFAULT_HOST().str();
-  options.finder_port = FinderConstants::FINDER_DEFAULT_PORT();
-  if (!finder.empty()) set_finder(finder, options);
+  if (given->count() > 0 && !parse_finder_place(finder, options.finder)) {
+    throw CallUsage(USAGE_ERROR, "-F: HOST[:PORT] is expected, not " + finder);
+  }
   options.patience =
       std::chrono::duration_cast<Duration>(std::chrono::duration<double>(patience_s));
   options.wait_for_targets = wait_for_targets;

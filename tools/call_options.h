@@ -1,18 +1,17 @@
 // The command line of call_xrl.
 #pragma once
 
-#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "framework/base/clock.h"
+#include "framework/xrl/finder_place.h"
 #include "framework/xrl/xrl.h"
 
 struct CallOptions {
-  std::string finder_host;
-  std::uint16_t finder_port = 0;
+  FinderPlace finder;
   Duration patience{};            // how long to wait for what is not there
   bool wait_for_targets = false;  // and not only for the finder
   bool from_input = false;        // requests come from standard input, not from `requests`

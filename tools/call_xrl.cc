@@ -23,8 +23,8 @@ int complain(const std::string& problem, int status) {
 }
 
 int no_finder(const CallOptions& options) {
-  return complain("NO_FINDER no finder answers at " + options.finder_host + ":" +
-                      std::to_string(options.finder_port) + ".",
+  return complain("NO_FINDER no finder answers at " + options.finder.host + ":" +
+                      std::to_string(options.finder.port) + ".",
                   SOME_FAILED);
 }
 
@@ -53,7 +53,7 @@ int send_given(EventLoop& loop, XrlSender& sender, CallOptions& options) {
 
 int send_requests(CallOptions options) {
   EventLoop loop;
-  XrlStdRouter router(loop, "", options.finder_host.c_str(), options.finder_port, false);
+  XrlStdRouter router(loop, "", options.finder.host.c_str(), options.finder.port, false);
   if (!finder_answers(loop, router, options.patience)) return no_finder(options);
   return options.from_input ? pass_on_input(loop, router) : send_given(loop, router, options);
 }
@@ -63,7 +63,7 @@ int send_requests(CallOptions options) {
 int fetch_profile(const CallOptions& options) {
   const std::string name = "profile-client-" + std::to_string(std::random_device()());
   EventLoop loop;
-  XrlStdRouter router(loop, name.c_str(), options.finder_host.c_str(), options.finder_port, false);
+  XrlStdRouter router(loop, name.c_str(), options.finder.host.c_str(), options.finder.port, false);
   ProfileFetch fetch(loop, router, router,
                      {"policy", options.profile, router.instance_name(), options.patience},
                      std::cout, std::cerr);

@@ -1,4 +1,4 @@
-// Where the finder is.
+// Where the finder is, as a command line tells it.
 #pragma once
 
 #include <cstdint>

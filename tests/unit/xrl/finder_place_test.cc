@@ -1,4 +1,4 @@
-#include "chassis/finder_place.h"
+#include "framework/xrl/finder_place.h"
 
 #include <gtest/gtest.h>
 
