@@ -302,8 +302,11 @@ void SystemSimulation::check_vlans(std::vector<std::string>& wrong) const {
 
 void SystemSimulation::check_cards(std::vector<std::string>& wrong) const {
   const PolicyTree& tree = _policyd->policy_node().policy_config().policy_tree();
-  for (const auto& [card, state] : _chassis->model().cards()) {
-    if (tree.is_card_up(card) != (state == CARD_STATE_PRESENT)) {
+  const SwitchModel& model = _chassis->model();
+  // Of every id there is, for policyd may hold one for up that the switch does
+  // not know.
+  for (std::uint32_t card = FIRST_CARD_ID; card <= LAST_CARD_ID; ++card) {
+    if (tree.is_card_up(card) != (model.card_state(card) == CARD_STATE_PRESENT)) {
       wrong.push_back("card " + std::to_string(card));
     }
   }
