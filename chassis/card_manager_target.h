@@ -6,22 +6,13 @@
 #pragma once
 
 #include "chassis/interfaces/card_manager_tgt.h"
-#include "chassis/observers.h"
-#include "chassis/switch_model.h"
-#include "chassis/switch_target.h"
+#include "chassis/observed_target.h"
 
-class CardManagerTarget : public SwitchTarget,
-                          public CommonHandlers<XrlCardManagerTargetBase>,
-                          public SwitchObserver {
+class CardManagerTarget : public ObservedTarget<XrlCardManagerTargetBase> {
  public:
   // The model must outlive the target.
   CardManagerTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
-  ~CardManagerTarget() override;
 
-  XrlCmdError finder_event_observer_0_1_xrl_target_birth(std::string_view target_class,
-                                                         std::string_view target_instance) override;
-  XrlCmdError finder_event_observer_0_1_xrl_target_death(std::string_view target_class,
-                                                         std::string_view target_instance) override;
   XrlCmdError card_manager_0_1_register_card_state(const XrlAtomList& card_states,
                                                    std::string_view observer) override;
   XrlCmdError card_manager_0_1_deregister_card_state(const XrlAtomList& card_states,
@@ -31,7 +22,4 @@ class CardManagerTarget : public SwitchTarget,
 
  private:
   bool tell_state(const std::string& observer, std::uint32_t card_id, const Teller::Done& done);
-
-  SwitchModel& _model;
-  Observers _observers;
 };

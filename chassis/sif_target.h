@@ -4,22 +4,13 @@
 #pragma once
 
 #include "chassis/interfaces/sif_tgt.h"
-#include "chassis/observers.h"
-#include "chassis/switch_model.h"
-#include "chassis/switch_target.h"
+#include "chassis/observed_target.h"
 
-class SifTarget : public SwitchTarget,
-                  public CommonHandlers<XrlSifTargetBase>,
-                  public SwitchObserver {
+class SifTarget : public ObservedTarget<XrlSifTargetBase> {
  public:
   // The model must outlive the target.
   SifTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
-  ~SifTarget() override;
 
-  XrlCmdError finder_event_observer_0_1_xrl_target_birth(std::string_view target_class,
-                                                         std::string_view target_instance) override;
-  XrlCmdError finder_event_observer_0_1_xrl_target_death(std::string_view target_class,
-                                                         std::string_view target_instance) override;
   XrlCmdError sif_0_1_register_observer(std::string_view observer) override;
   XrlCmdError sif_0_1_deregister_observer(std::string_view observer) override;
   XrlCmdError sif_0_1_get_tree(std::uint64_t& serial, XrlAtomList& names, XrlAtomList& lagmembers,
@@ -30,7 +21,4 @@ class SifTarget : public SwitchTarget,
 
  private:
   bool tell_serial(const std::string& observer, const Teller::Done& done);
-
-  SwitchModel& _model;
-  Observers _observers;
 };

@@ -1,0 +1,48 @@
+// ObservedTarget: a manager of the switch that other targets register with as
+// observers, on top of a generated target base. It shows the model, hears of the
+// model's changes, and drops observers that died.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "chassis/observers.h"
+#include "chassis/switch_model.h"
+#include "chassis/switch_target.h"
+
+template <typename TargetBase>
+class ObservedTarget : public SwitchTarget,
+                       public CommonHandlers<TargetBase>,
+                       public SwitchObserver {
+ public:
+  XrlCmdError finder_event_observer_0_1_xrl_target_birth(
+      std::string_view target_class, std::string_view target_instance) override {
+    _observers.target_born(target_class, target_instance);
+    return XrlCmdError::OKAY();
+  }
+  XrlCmdError finder_event_observer_0_1_xrl_target_death(
+      std::string_view target_class, std::string_view target_instance) override {
+    _observers.target_died(target_class, target_instance);
+    return XrlCmdError::OKAY();
+  }
+
+ protected:
+  // The model must outlive the target. `tell` runs in later turns only.
+  ObservedTarget(EventLoop& loop, const std::string& class_name, const FinderPlace& finder,
+                 SwitchModel& model, Observers::Tell tell)
+      : SwitchTarget(loop, class_name, finder),
+        CommonHandlers<TargetBase>(&router()),
+        _model(model),
+        _observers(loop, router(), router().instance_name(), std::move(tell)) {
+    _model.add_observer(this);
+  }
+  ~ObservedTarget() override { _model.remove_observer(this); }
+
+  [[nodiscard]] SwitchModel& model() { return _model; }
+  [[nodiscard]] Observers& observers() { return _observers; }
+
+ private:
+  SwitchModel& _model;
+  Observers _observers;
+};
