@@ -50,7 +50,9 @@ std::unique_ptr<VlanTarget::Policy> VlanTarget::make_policy(std::string_view ins
   const auto send = [this, name](std::uint32_t vlan_id, const Teller::Done& done) {
     return tell_event(name, vlan_id, done);
   };
-  return std::unique_ptr<Policy>(new Policy{name, Teller(_loop, send)});
+  // An aggregate, of which make_unique needs a newer compiler.
+  return std::unique_ptr<Policy>(  // NOLINT(modernize-make-unique)
+      new Policy{name, Teller(_loop, send)});
 }
 
 bool VlanTarget::tell_event(const std::string& policy, std::uint32_t vlan_id,

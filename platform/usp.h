@@ -11,6 +11,7 @@ struct Usp {
   std::uint32_t slot = 0;
   std::uint32_t port = 0;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes the comparison for a null pointer
   auto operator<=>(const Usp&) const = default;
 };
 

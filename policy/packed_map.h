@@ -24,7 +24,8 @@ class PackedMap {
   static_assert(std::is_trivially_copyable_v<Key> && std::is_nothrow_move_assignable_v<Value>);
 
  public:
-  struct Entry {
+  // Runs leave the places that are free as they are.
+  struct Entry {  // NOLINT(cppcoreguidelines-pro-type-member-init)
     Key key;
     Value value;
   };

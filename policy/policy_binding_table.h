@@ -22,7 +22,8 @@ class PolicyRuleInfo;
 template <typename Value>
 class PolicyBindingTable {
  public:
-  struct Binding {
+  // Made in bulk by the map, which leaves free places as they are.
+  struct Binding {  // NOLINT(cppcoreguidelines-pro-type-member-init)
     PolicyRuleInfo* rule;
     Value value;
   };

@@ -27,6 +27,8 @@ template <typename T>
 class ref_ptr {
  public:
   constexpr ref_ptr() = default;
+  // A null pointer and a pointer to a derived class convert by themselves.
+  // NOLINTBEGIN(google-explicit-constructor)
   constexpr ref_ptr(std::nullptr_t) {}
   // Takes a share of `object`, which must have been made with new.
   explicit ref_ptr(T* object) : _object(object) { retain(); }
@@ -39,6 +41,7 @@ class ref_ptr {
   template <typename U>
   requires std::is_convertible_v<U*, T*> ref_ptr(ref_ptr<U>&& other)
   noexcept : _object(other.detach()) {}
+  // NOLINTEND(google-explicit-constructor)
   ~ref_ptr() { release(); }
 
   ref_ptr& operator=(ref_ptr other) noexcept {

@@ -39,13 +39,13 @@ struct Hello {
 // What a reader makes of the bytes after the length field. Views point into
 // those bytes.
 struct Request {
-  std::uint32_t sequence;
-  const std::uint8_t* key;  // 16 bytes
+  std::uint32_t sequence = 0;
+  const std::uint8_t* key = nullptr;  // 16 bytes
   std::span<const std::uint8_t> args;
 };
 struct Reply {
-  std::uint32_t sequence;
-  std::uint32_t code;
+  std::uint32_t sequence = 0;
+  std::uint32_t code = 0;
   std::span<const std::uint8_t> rest;
 };
 

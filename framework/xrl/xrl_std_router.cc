@@ -10,7 +10,7 @@
 namespace {
 
 std::string make_instance_name(Kernel& kernel, std::string_view class_name) {
-  std::array<std::uint8_t, 8> random;
+  std::array<std::uint8_t, 8> random{};
   kernel.random_bytes(random);
   constexpr std::string_view DIGITS = "0123456789abcdef";
   std::string name(class_name.empty() ? std::string_view("client") : class_name);
