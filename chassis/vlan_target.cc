@@ -41,6 +41,11 @@ XrlCmdError VlanTarget::finder_event_observer_0_1_xrl_target_death(
   return XrlCmdError::OKAY();
 }
 
+XrlCmdError VlanTarget::vlan_0_1_get_vlans(XrlAtomList& vlans) {
+  for (const std::uint32_t id : _model.vlans()) vlans.append(id);
+  return XrlCmdError::OKAY();
+}
+
 void VlanTarget::vlan_changed(std::uint32_t vlan_id) {
   if (_policy != nullptr) _policy->teller.tell(vlan_id);
 }

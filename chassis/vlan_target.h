@@ -25,6 +25,7 @@ class VlanTarget : public SwitchTarget,
                                                          std::string_view target_instance) override;
   XrlCmdError finder_event_observer_0_1_xrl_target_death(std::string_view target_class,
                                                          std::string_view target_instance) override;
+  XrlCmdError vlan_0_1_get_vlans(XrlAtomList& vlans) override;
 
   void vlan_changed(std::uint32_t vlan_id) override;
 
