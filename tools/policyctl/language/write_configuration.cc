@@ -91,13 +91,16 @@ void append_class_of_service(std::string& text, const ClassOfService& cos) {
   }
 }
 
-void append_bindings(std::string& text, const std::string& head, const Bindings& bindings) {
-  if (bindings.is_bare()) return;
+void append_bindings(std::string& text, const std::string& head, const Bindings& bindings,
+                     Bare bare) {
+  if (bindings.is_bare() && bare == Bare::LEFT_OUT) return;
   const auto line = [&text](const std::string& statement) {
     text.append(INDENTATION).append(statement) += '\n';
   };
   text += head + '\n';
-  if (bindings.cos_value.value_or(0) != 0) line(cos_value_statement(*bindings.cos_value));
+  const bool has_value =
+      bare == Bare::WRITTEN ? bindings.cos_value.has_value() : bindings.cos_value.value_or(0) != 0;
+  if (has_value) line(cos_value_statement(*bindings.cos_value));
   for (const RuleKey& key : bindings.filters) line(filter_statement(key));
   for (const auto& [key, remark] : bindings.remarks) line(remark_statement(key, remark));
 }
@@ -186,7 +189,7 @@ std::string cos_mapping_statement(std::uint32_t priority, std::uint32_t queue) {
   return written(StatementId::COS_MAPPING, {Given(priority), Given(queue)});
 }
 
-std::string write_configuration(const Configuration& configuration) {
+std::string write_configuration(const Configuration& configuration, Bare bare) {
   std::string text;
   append_class_of_service(text, configuration.cos);
   for (const auto& [name, range] : configuration.time_ranges) {
@@ -201,10 +204,10 @@ std::string write_configuration(const Configuration& configuration) {
     }
   }
   for (const auto& [name, bindings] : configuration.interfaces) {
-    append_bindings(text, interface_statement(name), bindings);
+    append_bindings(text, interface_statement(name), bindings, bare);
   }
   for (const auto& [id, bindings] : configuration.vlans) {
-    append_bindings(text, vlan_statement(id), bindings);
+    append_bindings(text, vlan_statement(id), bindings, bare);
   }
   return text;
 }

@@ -7,8 +7,12 @@
 
 #include "tools/policyctl/language/configuration.h"
 
-// Interfaces and VLANs with nothing bound are left out.
-[[nodiscard]] std::string write_configuration(const Configuration& configuration);
+// Interfaces and VLANs with nothing bound, and class-of-service values of 0, which
+// every interface has from the start.
+enum class Bare { LEFT_OUT, WRITTEN };
+
+[[nodiscard]] std::string write_configuration(const Configuration& configuration,
+                                              Bare bare = Bare::LEFT_OUT);
 
 // Single statements, without indentation and line break.
 [[nodiscard]] std::string acl_statement(std::uint32_t number, const Acl& acl);

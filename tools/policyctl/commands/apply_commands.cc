@@ -1,0 +1,178 @@
+#include "tools/policyctl/commands/apply_commands.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <ctime>
+#include <ostream>
+#include <thread>
+#include <utility>
+
+#include "tools/policyctl/commands/change_switch.h"
+#include "tools/policyctl/commands/prepare_plan.h"
+#include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/switch/read_switch.h"
+
+namespace {
+
+struct Wanted {
+  ReadConfiguration read;
+  Configuration target;
+  std::vector<Fault> faults;
+};
+
+// What the switch is to become, and what the text asks for that it cannot.
+Wanted want(ReadConfiguration read, const Configuration& present, Unnamed unnamed) {
+  Wanted wanted{std::move(read), {}, {}};
+  wanted.target = complete(std::move(wanted.read.configuration), present, unnamed);
+  wanted.faults = faults_at_switch(wanted.read, present, wanted.target);
+  return wanted;
+}
+
+// A process of its own, which outlives this one and its terminal.
+void leave_guard(const Context& context, const std::string& id, std::int64_t confirm_by) {
+  const std::string finder = context.place.name();
+  const std::string deadline = std::to_string(confirm_by);
+  const std::string patience =
+      std::to_string(std::chrono::duration<double>(context.patience).count());
+  const pid_t child = fork();
+  if (child < 0) throw Failure(ExitStatus::REFUSED, "could not start a process that watches.");
+  if (child > 0) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status == 0) return;
+    throw Failure(ExitStatus::REFUSED, "could not start a process that watches.");
+  }
+  if (setsid() < 0) _exit(1);
+  const pid_t grandchild = fork();
+  if (grandchild != 0) _exit(grandchild < 0 ? 1 : 0);
+  const int null = open("/dev/null", O_RDWR);
+  for (int fd = 0; fd <= 2; ++fd) dup2(null, fd);
+  execl("/proc/self/exe", "policyctl", "-F", finder.c_str(), "--timeout", patience.c_str(), "guard",
+        id.c_str(), deadline.c_str(), nullptr);
+  _exit(1);
+}
+
+std::string confirmation_advice(std::uint32_t seconds) {
+  return "It is undone in " + std::to_string(seconds) +
+         " s, unless 'policyctl confirm' comes before.";
+}
+
+}  // namespace
+
+ExitStatus check_command(const Context& context, const std::string& file) {
+  const SourceText source = read_source(file);
+  const ReadConfiguration read = read_configuration(source.text);
+  if (!read.faults.empty()) return report_faults(context, source, read.faults);
+  if (context.json) {
+    print_json(context.out, faults_json(source.name, {}));
+  } else {
+    context.out << source.name << ": no faults.\n";
+  }
+  return ExitStatus::DONE;
+}
+
+ExitStatus plan_command(const Context& context, const std::string& file, Unnamed unnamed) {
+  const SourceText source = read_source(file);
+  ReadConfiguration read = read_configuration(source.text);
+  if (!read.faults.empty()) return report_faults(context, source, read.faults);
+  const auto session = context.connect();
+  const Configuration present = read_switch(*session, SwitchParts::all());
+  Wanted wanted = want(std::move(read), present, unnamed);
+  if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
+  const Plan plan(present, std::move(wanted.target));
+  if (context.json) {
+    print_json(context.out, plan_json(plan));
+  } else {
+    print_plan(context.out, plan, context.out_is_terminal);
+  }
+  return plan.empty() ? ExitStatus::DONE : ExitStatus::DIFFERS;
+}
+
+ExitStatus apply_command(const Context& context, const ApplyOptions& options) {
+  return apply_text(context, read_source(options.file), "apply " + options.file, options);
+}
+
+ExitStatus apply_text(const Context& context, const SourceText& source, const std::string& what,
+                      const ApplyOptions& options) {
+  ReadConfiguration read = read_configuration(source.text);
+  if (!read.faults.empty()) return report_faults(context, source, read.faults);
+  const StateDirectory directory(context.place);
+  const auto session = context.connect();
+  const ChangeLock lock = directory.lock(context.patience);
+  refuse_unfinished_change(directory);
+  const Configuration present = read_switch(*session, SwitchParts::all());
+  Wanted wanted = want(std::move(read), present, options.unnamed);
+  if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
+  const Plan plan(present, std::move(wanted.target));
+  ChangeOptions change{what, new_change_id(), 0};
+  if (options.confirm_s > 0 && !plan.empty()) {
+    change.confirm_by = std::time(nullptr) + options.confirm_s;
+    leave_guard(context, change.id, change.confirm_by);
+  }
+  ChangeReport report = change_switch(context, *session, directory, plan, change);
+  if (change.confirm_by > 0 && report.problem.empty()) {
+    report.advice = confirmation_advice(options.confirm_s);
+  }
+  return print_report(context, what, report);
+}
+
+ExitStatus confirm_command(const Context& context) {
+  const StateDirectory directory(context.place);
+  const ChangeLock lock = directory.lock(context.patience);
+  const std::optional<Journal> journal = read_journal(directory);
+  if (!journal) {
+    throw Failure(ExitStatus::REFUSED, "no change waits for its confirmation.",
+                  "It may have been undone already; see 'policyctl show'.");
+  }
+  if (journal->confirm_by == 0) {
+    throw Failure(ExitStatus::REFUSED,
+                  "the change '" + journal->what + "' was not finished and cannot be kept.",
+                  "Undo it with 'policyctl recover'.");
+  }
+  remove_journal(directory);
+  ChangeReport report;
+  report.outcome = "The change '" + journal->what + "' is kept.";
+  return print_report(context, "confirm", report);
+}
+
+ExitStatus recover_command(const Context& context) {
+  const StateDirectory directory(context.place);
+  const ChangeLock lock = directory.lock(context.patience);
+  const std::optional<Journal> journal = read_journal(directory);
+  ChangeReport report;
+  if (!journal) {
+    report.outcome = "There is nothing to recover.";
+    return print_report(context, "recover", report);
+  }
+  const auto session = context.connect();
+  session->catch_interrupts();
+  report = undo_change(*session, directory, *journal);
+  return print_report(context, "recover '" + journal->what + "'", report);
+}
+
+ExitStatus guard_command(const Context& context, const std::string& id, std::int64_t confirm_by) {
+  std::this_thread::sleep_until(
+      std::chrono::system_clock::from_time_t(static_cast<std::time_t>(confirm_by)));
+  const StateDirectory directory(context.place);
+  for (;;) {
+    const std::optional<Journal> journal = read_journal(directory);
+    if (!journal || journal->id != id) return ExitStatus::DONE;
+    std::optional<ChangeLock> lock = directory.try_lock();
+    try {
+      // The change may have been confirmed while this waited for the lock.
+      if (lock && has_journal(directory)) {
+        const auto session = context.connect();
+        const ChangeReport report = undo_change(*session, directory, *journal);
+        if (report.status == ExitStatus::DONE) return ExitStatus::DONE;
+      }
+    } catch (const Failure&) {
+      // The switch cannot be asked now; later it may.
+    }
+    lock.reset();
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+}

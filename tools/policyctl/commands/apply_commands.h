@@ -1,0 +1,35 @@
+// check, plan, apply, confirm, recover.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/plan/complete.h"
+
+// Syntax and values of a file, without a switch.
+ExitStatus check_command(const Context& context, const std::string& file);
+
+// What applying the file would change.
+ExitStatus plan_command(const Context& context, const std::string& file, Unnamed unnamed);
+
+struct ApplyOptions {
+  std::string file;
+  Unnamed unnamed = Unnamed::KEPT;
+  std::uint32_t confirm_s = 0;  // 0: needs no confirmation
+};
+ExitStatus apply_command(const Context& context, const ApplyOptions& options);
+
+// Applies text that comes from elsewhere; `what` names it in messages.
+ExitStatus apply_text(const Context& context, const SourceText& source, const std::string& what,
+                      const ApplyOptions& options);
+
+// Keeps a change that waits for its confirmation.
+ExitStatus confirm_command(const Context& context);
+
+// Undoes a change that was left unfinished, or waits for its confirmation.
+ExitStatus recover_command(const Context& context);
+
+// What `apply --confirm` leaves running: undoes the change with that id at
+// `confirm_by`, in seconds since the epoch, unless it was confirmed or undone.
+ExitStatus guard_command(const Context& context, const std::string& id, std::int64_t confirm_by);

@@ -1,0 +1,262 @@
+#include "tools/policyctl/commands/change_switch.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+#include <ostream>
+#include <random>
+#include <utility>
+
+#include "tools/policyctl/commands/progress_line.h"
+#include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/keep/checkpoints.h"
+#include "tools/policyctl/switch/read_switch.h"
+
+namespace {
+
+// Undoing reads the switch and compares; who changes it at the same moment may
+// make that stale.
+constexpr int UNDO_ATTEMPTS = 3;
+// How long a switch that stopped answering is given to say how things stand.
+constexpr auto LAST_WORD = std::chrono::milliseconds(500);
+
+constexpr const char* RECOVER = "Run 'policyctl recover' to undo it once the switch answers.";
+
+std::string as_it_was(const Undo& undone) {
+  if (undone.left.empty()) return "Everything was undone; the switch is as it was.";
+  std::string text = "Everything was undone but what somebody else changed meanwhile: ";
+  for (std::size_t i = 0; i < undone.left.size(); ++i) {
+    if (i > 0) text += ", ";
+    text += undone.left[i];
+  }
+  return text + ".";
+}
+
+// One attempt; throws Failure.
+Undo undo_once(SwitchSession& session, const Touched& touched) {
+  const Configuration now = read_switch(session, SwitchParts::all());
+  Undo undone = undo(touched, now);
+  const Plan plan(now, undone.target);
+  RunResult result = run_plan(session, plan, [](std::size_t, std::size_t) {});
+  if (result.failure) throw Failure(std::move(*result.failure));
+  return undone;
+}
+
+ChangeReport not_undone(const Failure& failure) {
+  ChangeReport report;
+  report.status = failure.status();
+  report.problem = failure.what();
+  report.outcome = "Whether any of the change is on the switch is not known.";
+  report.advice = RECOVER;
+  return report;
+}
+
+ChangeReport undo_at_the_same_daemon(SwitchSession& session, const StateDirectory& directory,
+                                     const Journal& journal) {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      ChangeReport report;
+      report.outcome = as_it_was(undo_once(session, journal.touched));
+      remove_journal(directory);
+      return report;
+    } catch (const Failure& failure) {
+      const bool may_pass = failure.status() == ExitStatus::REFUSED && !session.interrupted();
+      if (!may_pass || attempt == UNDO_ATTEMPTS) return not_undone(failure);
+    }
+  }
+}
+
+ChangeReport undo_at_a_new_daemon(const StateDirectory& directory) {
+  ChangeReport report;
+  remove_journal(directory);
+  report.outcome =
+      "policyd was started anew meanwhile and began from its defaults: nothing of the change is "
+      "left, nor of what was before.";
+  report.advice = "Apply a saved configuration, or go back with 'policyctl rollback'.";
+  return report;
+}
+
+std::string mapping_outcome(const Queues& wanted, const Queues& differs) {
+  std::string text = "The change is made, but the line cards have not confirmed the mapping:";
+  for (const auto& [priority, queue] : differs) {
+    text += (text.ends_with(':') ? " priority " : ", priority ") + std::to_string(priority) +
+            " reads back as queue " + std::to_string(queue) + ", not " +
+            std::to_string(wanted.at(priority));
+  }
+  return text + ".";
+}
+
+bool sets_mapping(const Plan& plan) {
+  return std::any_of(plan.steps().begin(), plan.steps().end(),
+                     [](const Step& step) { return step.kind == StepKind::SET_COS_MAPPING; });
+}
+
+class ChangeUnderWay {
+ public:
+  ChangeUnderWay(const Context& context, SwitchSession& session, const StateDirectory& directory,
+                 const Plan& plan, const ChangeOptions& options)
+      : _context(context),
+        _session(session),
+        _directory(directory),
+        _plan(plan),
+        _confirm_by(options.confirm_by) {
+    _journal.id = options.id;
+    _journal.policyd = session.policyd();
+    _journal.what = options.what;
+    _report.counts = plan.counts();
+  }
+
+  ChangeReport make() {
+    try {
+      _journal.touched = touched_by(_plan);
+      keep_checkpoint(_directory, _plan.present(), "before " + _journal.what);
+      write_journal(_directory, _journal);
+    } catch (const Failure& failure) {
+      return refuse_to_begin(failure);
+    }
+    carry_out();
+    return std::move(_report);
+  }
+
+ private:
+  ChangeReport refuse_to_begin(const Failure& failure) {
+    _report.status = failure.status();
+    _report.problem = failure.what();
+    _report.advice = failure.advice();
+    _report.outcome = "Nothing was changed.";
+    return std::move(_report);
+  }
+
+  void carry_out() {
+    _session.catch_interrupts();
+    ProgressLine progress(_context.err, _context.err_is_terminal);
+    RunResult result = run_plan(_session, _plan, [&progress](std::size_t done, std::size_t all) {
+      progress.show(done, all);
+    });
+    progress.clear();
+    _report.requests = result.done;
+    if (result.failure) return take_back(*result.failure);
+    finish();
+    if (sets_mapping(_plan)) await_mapping();
+  }
+
+  void finish() {
+    _report.outcome = "The change is made.";
+    if (_confirm_by == 0) return remove_journal(_directory);
+    _journal.confirm_by = _confirm_by;
+    write_journal(_directory, _journal);
+  }
+
+  void take_back(const Failure& failure) {
+    _session.forget_interrupt();
+    _report.status = failure.status();
+    _report.problem = failure.what();
+    if (_report.status == ExitStatus::TIMED_OUT) _session.set_patience(LAST_WORD);
+    ChangeReport undone;
+    try {
+      undone = undo_change(_session, _directory, _journal);
+    } catch (const Failure& another) {
+      undone = not_undone(another);
+    }
+    _report.outcome = undone.outcome;
+    _report.advice = undone.advice;
+  }
+
+  // policyd took the mapping, so there is nothing to undo; line cards may be
+  // slow, or away.
+  void await_mapping() {
+    const Queues& wanted = _plan.target().cos.mapping;
+    try {
+      _report.mapping_differs = wait_for_mapping(_session, wanted, _session.patience());
+    } catch (const Failure& failure) {
+      _report.status = failure.status();
+      _report.problem = failure.what();
+      _report.outcome =
+          "The change is made; whether the line cards confirm the mapping is not known.";
+      return;
+    }
+    if (_report.mapping_differs.empty()) return;
+    _report.status = ExitStatus::TIMED_OUT;
+    _report.problem = "the mapping did not read back in time.";
+    _report.outcome = mapping_outcome(wanted, _report.mapping_differs);
+    _report.advice = "See the log of policyd, and 'policyctl show cos' later.";
+  }
+
+  const Context& _context;
+  SwitchSession& _session;
+  const StateDirectory& _directory;
+  const Plan& _plan;
+  std::int64_t _confirm_by;
+  Journal _journal;
+  ChangeReport _report;
+};
+
+std::string counts_text(const PlanCounts& counts) {
+  return std::to_string(counts.added) + " added, " + std::to_string(counts.changed) + " changed, " +
+         std::to_string(counts.removed) + " removed";
+}
+
+}  // namespace
+
+std::string new_change_id() {
+  std::random_device random;
+  return std::to_string(getpid()) + "-" + std::to_string(random());
+}
+
+void refuse_unfinished_change(const StateDirectory& directory) {
+  const std::optional<Journal> journal = read_journal(directory);
+  if (!journal) return;
+  if (journal->confirm_by > std::time(nullptr)) {
+    throw Failure(
+        ExitStatus::REFUSED,
+        "the change '" + journal->what + "' waits for its confirmation. Nothing was changed.",
+        "Keep it with 'policyctl confirm', or undo it with 'policyctl recover'.");
+  }
+  throw Failure(
+      ExitStatus::REFUSED,
+      "the change '" + journal->what + "' before this one was not finished. Nothing was changed.",
+      "Undo it with 'policyctl recover'.");
+}
+
+ChangeReport change_switch(const Context& context, SwitchSession& session,
+                           const StateDirectory& directory, const Plan& plan,
+                           const ChangeOptions& options) {
+  if (plan.empty()) {
+    ChangeReport report;
+    report.outcome = "There is nothing to change.";
+    return report;
+  }
+  return ChangeUnderWay(context, session, directory, plan, options).make();
+}
+
+ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory,
+                         const Journal& journal) {
+  const std::string policyd = session.find_policyd();
+  if (policyd == journal.policyd) return undo_at_the_same_daemon(session, directory, journal);
+  if (!policyd.empty()) return undo_at_a_new_daemon(directory);
+  return not_undone(Failure(ExitStatus::NOT_REACHABLE, "policyd is not running."));
+}
+
+ExitStatus print_report(const Context& context, const std::string& what,
+                        const ChangeReport& report) {
+  if (context.json) {
+    print_json(context.out, report_json(what, report));
+    return report.status;
+  }
+  if (report.problem.empty()) {
+    context.out << report.outcome;
+    if (report.requests > 0) {
+      context.out << ' ' << counts_text(report.counts) << "; "
+                  << counted(report.requests, "request") << '.';
+    }
+    context.out << '\n';
+    if (!report.advice.empty()) context.out << report.advice << '\n';
+    return report.status;
+  }
+  context.out << std::flush;
+  context.err << "policyctl: " << what << ": " << report.problem << "\n  " << report.outcome
+              << '\n';
+  if (!report.advice.empty()) context.err << "  " << report.advice << '\n';
+  return report.status;
+}

@@ -1,0 +1,56 @@
+// Changes a switch, all or nothing.
+//
+// Before the first request the journal of the change is on the disk. Whatever
+// happens then, a refusal, Ctrl-C, a lost connection or the death of this
+// process, the change is undone: by this process or by `policyctl recover`.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/keep/journal.h"
+#include "tools/policyctl/keep/state_directory.h"
+#include "tools/policyctl/plan/plan.h"
+#include "tools/policyctl/switch/run_plan.h"
+
+struct ChangeReport {
+  ExitStatus status = ExitStatus::DONE;
+  PlanCounts counts;         // of the change that was asked for
+  std::size_t requests = 0;  // of it, that were answered OKAY
+  std::string problem;       // why it was not made; empty: it is made
+  std::string outcome;       // the truth about the switch now
+  std::string advice;        // what to do next
+  Queues mapping_differs;    // priorities that read back as another queue
+};
+
+struct ChangeOptions {
+  std::string what;             // "apply edge.conf", for messages and checkpoints
+  std::string id;               // of this one change
+  std::int64_t confirm_by = 0;  // seconds since the epoch; 0: needs no confirmation
+};
+
+// For ChangeOptions: one that no other change has.
+[[nodiscard]] std::string new_change_id();
+
+// Throws Failure REFUSED when a change before this one was left unfinished or
+// waits for its confirmation. To be called with the lock held, before the switch
+// is read.
+void refuse_unfinished_change(const StateDirectory& directory);
+
+// Carries `plan` out. The lock must have been held since before the plan's
+// present was read.
+[[nodiscard]] ChangeReport change_switch(const Context& context, SwitchSession& session,
+                                         const StateDirectory& directory, const Plan& plan,
+                                         const ChangeOptions& options);
+
+// Undoes what a journal tells of. The status is DONE when nothing of the change
+// is left, and then the journal is gone; otherwise it stays. Throws Failure when
+// the switch cannot be asked.
+[[nodiscard]] ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory,
+                                       const Journal& journal);
+
+// As text or JSON. Answers the report's status.
+ExitStatus print_report(const Context& context, const std::string& what,
+                        const ChangeReport& report);

@@ -1,0 +1,121 @@
+#include "tools/policyctl/commands/checkpoint_commands.h"
+
+#include <ostream>
+#include <utility>
+
+#include "tools/policyctl/commands/apply_commands.h"
+#include "tools/policyctl/commands/prepare_plan.h"
+#include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/keep/checkpoints.h"
+#include "tools/policyctl/language/statement_match.h"
+#include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/switch/read_switch.h"
+
+namespace {
+
+constexpr std::string_view CHECKPOINT = "checkpoint:";
+constexpr std::string_view SWITCH = "switch";
+
+Configuration read_whole_switch(const Context& context) {
+  const auto session = context.connect();
+  return read_switch(*session, SwitchParts::all());
+}
+
+// One side of a comparison, whole. None when its text has faults, which are
+// reported.
+std::optional<Configuration> side(const Context& context, const std::string& name) {
+  if (name == SWITCH) return read_whole_switch(context);
+  SourceText source;
+  if (name.starts_with(CHECKPOINT)) {
+    const std::optional<std::uint32_t> number =
+        decimal_number(std::string_view(name).substr(CHECKPOINT.size()));
+    if (!number) throw Failure(ExitStatus::USAGE, name + ": a checkpoint has a number.");
+    source = {name, read_checkpoint(StateDirectory(context.place), *number)};
+  } else {
+    source = read_source(name);
+  }
+  ReadConfiguration read = read_configuration(source.text);
+  if (!read.faults.empty()) {
+    report_faults(context, source, read.faults);
+    return std::nullopt;
+  }
+  return complete(std::move(read.configuration), Configuration{}, Unnamed::REMOVED);
+}
+
+// Sides of a comparison know the same interfaces and VLANs.
+template <typename Records>
+void name_the_same(Records& a, Records& b) {
+  for (const auto& [name, bindings] : a) b.try_emplace(name);
+  for (const auto& [name, bindings] : b) a.try_emplace(name);
+}
+
+}  // namespace
+
+ExitStatus save_command(const Context& context, const std::string& file) {
+  const std::string text = write_configuration(read_whole_switch(context));
+  write_file(file, text);
+  if (file == "-") return ExitStatus::DONE;
+  if (context.json) {
+    print_json(context.out, {{"file", text_json(file)}, {"bytes", text.size()}});
+  } else {
+    context.out << "Saved to " << file << ".\n";
+  }
+  return ExitStatus::DONE;
+}
+
+ExitStatus checkpoint_command(const Context& context, const std::string& why) {
+  const StateDirectory directory(context.place);
+  const Configuration configuration = read_whole_switch(context);
+  const ChangeLock lock = directory.lock(context.patience);
+  keep_checkpoint(directory, configuration, why.empty() ? "by hand" : why);
+  if (context.json) {
+    print_json(context.out, {{"checkpoint", 1}});
+  } else {
+    context.out << "Kept as checkpoint 1.\n";
+  }
+  return ExitStatus::DONE;
+}
+
+ExitStatus checkpoints_command(const Context& context) {
+  const std::vector<Checkpoint> checkpoints = list_checkpoints(StateDirectory(context.place));
+  if (context.json) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < checkpoints.size(); ++i) {
+      list.push_back({{"checkpoint", i + 1},
+                      {"time", checkpoints[i].time},
+                      {"why", text_json(checkpoints[i].why)}});
+    }
+    print_json(context.out, {{"checkpoints", std::move(list)}});
+    return ExitStatus::DONE;
+  }
+  if (checkpoints.empty()) context.out << "There are no checkpoints.\n";
+  for (std::size_t i = 0; i < checkpoints.size(); ++i) {
+    context.out << i + 1 << "  " << checkpoints[i].time << "  " << checkpoints[i].why << '\n';
+  }
+  return ExitStatus::DONE;
+}
+
+ExitStatus rollback_command(const Context& context, std::size_t number, std::uint32_t confirm_s) {
+  const std::string what = "rollback " + std::to_string(number);
+  const SourceText source{std::string(CHECKPOINT) + std::to_string(number),
+                          read_checkpoint(StateDirectory(context.place), number)};
+  ApplyOptions options;
+  options.unnamed = Unnamed::REMOVED;
+  options.confirm_s = confirm_s;
+  return apply_text(context, source, what, options);
+}
+
+ExitStatus diff_command(const Context& context, const std::string& from, const std::string& to) {
+  std::optional<Configuration> before = side(context, from);
+  std::optional<Configuration> after = side(context, to);
+  if (!before || !after) return ExitStatus::BAD_FILE;
+  name_the_same(before->interfaces, after->interfaces);
+  name_the_same(before->vlans, after->vlans);
+  const Plan plan(*before, std::move(*after));
+  if (context.json) {
+    print_json(context.out, plan_json(plan));
+  } else {
+    print_plan(context.out, plan, context.out_is_terminal);
+  }
+  return plan.empty() ? ExitStatus::DONE : ExitStatus::DIFFERS;
+}

@@ -1,0 +1,322 @@
+#include "tools/policyctl/commands/command_line.h"
+
+#include <charconv>
+#include <limits>
+#include <ostream>
+#include <utility>
+
+#include "framework/base/exceptions.h"
+#include "framework/xrl/finder_constants.h"
+#include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/commands/apply_commands.h"
+#include "tools/policyctl/commands/checkpoint_commands.h"
+#include "tools/policyctl/commands/object_commands.h"
+#include "tools/policyctl/commands/show_command.h"
+#include "tools/policyctl/json/json_output.h"
+
+namespace {
+
+constexpr double DEFAULT_PATIENCE_S = 5;
+constexpr double LONGEST_PATIENCE_S = 86400;
+constexpr std::uint32_t LONGEST_CONFIRMATION_S = 86400;
+constexpr std::uint32_t LAST_DSCP = 63;
+constexpr std::uint32_t LAST_QUEUE = 7;
+
+void set_finder(Context& context, const std::string& text) {
+  const std::size_t colon = text.find(':');
+  context.place.finder_host = text.substr(0, colon);
+  if (context.place.finder_host.empty()) throw CLI::ValidationError("-F " + text, "no host");
+  if (colon == std::string::npos) return;
+  const char* const end = text.data() + text.size();
+  const auto [last, problem] =
+      std::from_chars(text.data() + colon + 1, end, context.place.finder_port);
+  if (problem != std::errc() || last != end || context.place.finder_port == 0) {
+    throw CLI::ValidationError("-F " + text, "the port must be a number 1..65535");
+  }
+}
+
+// What the options of all commands are read into; lives as long as the app.
+struct Given {
+  double patience_s = DEFAULT_PATIENCE_S;
+  std::vector<std::string> words;
+  std::string file;
+  std::string other_file;
+  std::string text;
+  std::uint32_t number = 0;
+  std::uint32_t queue = 0;
+  std::uint32_t confirm_s = 0;
+  std::int64_t deadline = 0;
+  bool prune = false;
+  bool cascade = false;
+};
+
+class CommandLineMaker {
+ public:
+  CommandLineMaker(Context& context, CommandLine& line)
+      : _context(context), _line(line), _given(std::make_shared<Given>()) {}
+
+  void make() {
+    _line.app = std::make_unique<CLI::App>(
+        "Shows and changes the traffic policy of a switch.\n"
+        "Exit status: 0 done, 1 refused, 2 it differs (plan, diff), 64 wrong command line, 65 "
+        "wrong file,\n69 nobody to be reached, 75 timed out.",
+        "policyctl");
+    _line.app->require_subcommand(1);
+    _line.app->fallthrough();
+    add_common_options();
+    add_reading_commands();
+    add_changing_commands();
+    add_keeping_commands();
+    add_object_commands();
+    add_guard();
+  }
+
+ private:
+  using Run = std::function<ExitStatus(Context&, const Given&)>;
+
+  CLI::App* command(const std::string& name, const std::string& help, Run run) {
+    CLI::App* const command = _line.app->add_subcommand(name, help);
+    command->callback([given = _given, &line = _line, run = std::move(run)] {
+      line.run = [given, run](Context& context) { return run(context, *given); };
+    });
+    return command;
+  }
+
+  void add_common_options() {
+    CLI::App& app = *_line.app;
+    app.add_option_function<std::string>(
+           "-F", [&context = _context](const std::string& text) { set_finder(context, text); },
+           "where the finder is (default 127.0.0.1:19999)")
+        ->type_name("HOST[:PORT]");
+    app.add_option_function<double>(
+           "--timeout",
+           [&context = _context](double seconds) {
+             context.patience =
+                 std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
+           },
+           "how long nothing may be heard (default 5)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.001, LONGEST_PATIENCE_S));
+    app.add_flag("--json", _context.json, "print results as JSON");
+  }
+
+  static void file_of(CLI::App* command, Given& given) {
+    command->add_option("FILE", given.file, "a file of configuration, - for standard input")
+        ->type_name("")
+        ->required();
+  }
+
+  void prune_of(CLI::App* command) {
+    command->add_flag("--prune", _given->prune, "remove what the file does not name");
+  }
+
+  void confirm_of(CLI::App* command) {
+    command
+        ->add_option("--confirm", _given->confirm_s,
+                     "undo it after so many seconds, unless 'policyctl confirm' comes")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(std::uint32_t{1}, LONGEST_CONFIRMATION_S));
+  }
+
+  void words_of(CLI::App* command, const std::string& name, const std::string& help) {
+    command->add_option(name, _given->words, help)->type_name("");
+  }
+
+  static Unnamed unnamed(const Given& given) {
+    return given.prune ? Unnamed::REMOVED : Unnamed::KEPT;
+  }
+
+  void add_reading_commands() {
+    CLI::App* const show =
+        command("show", "print the configuration of the switch, as text that can be applied",
+                [](Context& context, const Given& given) {
+                  return show_command(context, Selection::parse(given.words));
+                });
+    words_of(show, "WHAT",
+             "cos, time-ranges, time-range NAME, acls, acl ACL [rule RULE], interfaces, "
+             "interface INTERFACE, vlans, vlan VLAN; all of it when left out");
+    file_of(command("check", "look for faults in a file, without a switch",
+                    [](Context& context, const Given& given) {
+                      return check_command(context, given.file);
+                    }),
+            *_given);
+    CLI::App* const plan = command("plan", "show what applying a file would change",
+                                   [](Context& context, const Given& given) {
+                                     return plan_command(context, given.file, unnamed(given));
+                                   });
+    file_of(plan, *_given);
+    prune_of(plan);
+  }
+
+  void add_changing_commands() {
+    CLI::App* const apply =
+        command("apply", "make the switch what a file says, all or nothing",
+                [](Context& context, const Given& given) {
+                  return apply_command(context, {given.file, unnamed(given), given.confirm_s});
+                });
+    file_of(apply, *_given);
+    prune_of(apply);
+    confirm_of(apply);
+    command("confirm", "keep a change that waits for its confirmation",
+            [](Context& context, const Given&) { return confirm_command(context); });
+    command("recover", "undo a change that was left unfinished or waits for its confirmation",
+            [](Context& context, const Given&) { return recover_command(context); });
+  }
+
+  void add_keeping_commands() {
+    file_of(command("save", "write the configuration of the switch to a file",
+                    [](Context& context, const Given& given) {
+                      return save_command(context, given.file);
+                    }),
+            *_given);
+    command("checkpoint", "keep the configuration of the switch as it is",
+            [](Context& context, const Given& given) {
+              return checkpoint_command(context, given.text);
+            })
+        ->add_option("WHY", _given->text, "what to remember it by")
+        ->type_name("");
+    command("checkpoints", "list what was kept, the newest first",
+            [](Context& context, const Given&) { return checkpoints_command(context); });
+    CLI::App* const rollback =
+        command("rollback", "make the switch what it was at a checkpoint",
+                [](Context& context, const Given& given) {
+                  return rollback_command(context, given.number, given.confirm_s);
+                });
+    rollback->add_option("N", _given->number, "1 is the newest")->type_name("")->required();
+    confirm_of(rollback);
+    CLI::App* const diff = command("diff", "show what makes one configuration of another",
+                                   [](Context& context, const Given& given) {
+                                     return diff_command(context, given.file, given.other_file);
+                                   });
+    diff->add_option("FROM", _given->file, "a file, checkpoint:N, or switch")
+        ->type_name("")
+        ->required();
+    diff->add_option("TO", _given->other_file, "likewise")->type_name("")->required();
+  }
+
+  void add_object_commands() {
+    CLI::App* const who_uses =
+        command("who-uses", "list every interface, VLAN and remark that holds a list or rule",
+                [](Context& context, const Given& given) {
+                  return who_uses_command(context, parse_object(given.words));
+                });
+    words_of(who_uses, "OBJECT", "acl ACL [rule RULE]");
+    CLI::App* const remove =
+        command("delete", "delete a list, a rule or a time range",
+                [](Context& context, const Given& given) {
+                  return delete_command(context, parse_object(given.words), given.cascade);
+                });
+    words_of(remove, "OBJECT", "acl ACL [rule RULE], or time-range NAME");
+    remove->add_flag("--cascade", _given->cascade, "unbind it first from all that uses it");
+    CLI::App* const dscp = command(
+        "dscp-queue",
+        "set the egress queue of a DSCP; policyd does not tell it, so no statement holds it, and "
+        "that of a DSCP below 8 changes the mapping that is read for that priority",
+        [](Context& context, const Given& given) {
+          return dscp_queue_command(context, given.number, given.queue);
+        });
+    dscp->add_option("DSCP", _given->number, "0..63")
+        ->type_name("")
+        ->required()
+        ->check(CLI::Range(std::uint32_t{0}, LAST_DSCP));
+    dscp->add_option("QUEUE", _given->queue, "0..7")
+        ->type_name("")
+        ->required()
+        ->check(CLI::Range(std::uint32_t{0}, LAST_QUEUE));
+  }
+
+  // Not for people.
+  void add_guard() {
+    CLI::App* const guard = command("guard", "", [](Context& context, const Given& given) {
+      return guard_command(context, given.text, given.deadline);
+    });
+    guard->group("");
+    guard->add_option("ID", _given->text)->required();
+    guard->add_option("DEADLINE", _given->deadline)->required();
+  }
+
+  Context& _context;
+  CommandLine& _line;
+  std::shared_ptr<Given> _given;
+};
+
+int end_with(const Context& context, const Failure& failure) {
+  context.out << std::flush;
+  if (context.json) {
+    print_json(context.out, failure_json(failure));
+  } else {
+    context.err << "policyctl: " << failure.what() << '\n';
+    std::string_view advice = failure.advice();
+    while (!advice.empty()) {
+      const std::string_view line = advice.substr(0, advice.find('\n'));
+      context.err << "  " << line << '\n';
+      advice.remove_prefix(std::min(advice.size(), line.size() + 1));
+    }
+  }
+  return static_cast<int>(failure.status());
+}
+
+// The command, or the option of it or of all, that was probably meant.
+std::string nearest_word(const CLI::App& app, const std::string& wrong) {
+  NearestName nearest(wrong);
+  const auto consider_options = [&nearest](const CLI::App& owner) {
+    for (const CLI::Option* option : owner.get_options()) {
+      for (const std::string& name : option->get_lnames()) nearest.consider("--" + name);
+    }
+  };
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  if (chosen.empty() && !wrong.starts_with('-')) {
+    for (const CLI::App* command : app.get_subcommands(nullptr)) {
+      if (!command->get_group().empty()) nearest.consider(command->get_name());
+    }
+    nearest.consider("help");
+  }
+  consider_options(app);
+  for (const CLI::App* command : chosen) consider_options(*command);
+  return nearest.name();
+}
+
+Failure usage_failure(const CLI::App& app, const CLI::ParseError& error) {
+  for (const std::string& word : app.remaining(true)) {
+    const std::string nearest = nearest_word(app, word);
+    return Failure(ExitStatus::USAGE, "'" + word + "' is not expected here.",
+                   nearest.empty() ? "See 'policyctl --help'." : "Is '" + nearest + "' meant?");
+  }
+  std::string problem = error.what();
+  if (!problem.ends_with('.')) problem += '.';
+  return Failure(ExitStatus::USAGE, problem, "See 'policyctl --help'.");
+}
+
+}  // namespace
+
+std::unique_ptr<CommandLine> make_command_line(Context& context) {
+  auto line = std::make_unique<CommandLine>();
+  CommandLineMaker(context, *line).make();
+  return line;
+}
+
+int run_command_line(Context& context, int argc, const char* const* argv) {
+  context.place = {FinderConstants::FINDER_DEFAULT_HOST().str(),
+                   FinderConstants::FINDER_DEFAULT_PORT()};
+  context.patience =
+      std::chrono::duration_cast<Duration>(std::chrono::duration<double>(DEFAULT_PATIENCE_S));
+  const std::unique_ptr<CommandLine> line = make_command_line(context);
+  try {
+    line->app->parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    const std::vector<CLI::App*> chosen = line->app->get_subcommands();
+    context.out << (chosen.empty() ? *line->app : *chosen.front()).help();
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    return end_with(context, usage_failure(*line->app, error));
+  }
+  try {
+    return static_cast<int>(line->run(context));
+  } catch (const Failure& failure) {
+    return end_with(context, failure);
+  } catch (const XorpException& problem) {
+    return end_with(context, Failure(ExitStatus::REFUSED, problem.str()));
+  } catch (const std::exception& problem) {
+    return end_with(context, Failure(ExitStatus::REFUSED, problem.what()));
+  }
+}

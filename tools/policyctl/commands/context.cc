@@ -1,0 +1,55 @@
+#include "tools/policyctl/commands/context.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "tools/policyctl/json/json_output.h"
+
+namespace {
+
+std::string read_all(std::istream& in) {
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+}  // namespace
+
+SourceText read_source(const std::string& file) {
+  if (file == "-") return {"standard input", read_all(std::cin)};
+  errno = 0;
+  std::ifstream in(file, std::ios::binary);
+  SourceText source{file, in ? read_all(in) : std::string()};
+  if (in && !in.bad() && errno == 0) return source;
+  const int error = errno == 0 ? EIO : errno;
+  throw Failure(ExitStatus::BAD_FILE, file + ": " + std::strerror(error) + ".");
+}
+
+void write_file(const std::string& file, const std::string& text) {
+  if (file == "-") {
+    std::cout << text << std::flush;
+    return;
+  }
+  errno = 0;
+  std::ofstream out(file, std::ios::binary | std::ios::trunc);
+  out << text << std::flush;
+  if (out) return;
+  const int error = errno == 0 ? EIO : errno;
+  throw Failure(ExitStatus::REFUSED, file + ": " + std::strerror(error) + ".");
+}
+
+ExitStatus report_faults(const Context& context, const SourceText& source,
+                         const std::vector<Fault>& faults) {
+  if (context.json) {
+    print_json(context.out, faults_json(source.name, faults));
+  } else {
+    print_faults(context.err, source, faults);
+    context.err << source.name << ": " << counted(faults.size(), "fault") << ".\n";
+  }
+  return ExitStatus::BAD_FILE;
+}
+
+std::string counted(std::size_t count, const std::string& thing) {
+  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}

@@ -1,0 +1,39 @@
+// What every command of policyctl is given.
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "framework/base/clock.h"
+#include "tools/policyctl/failure.h"
+#include "tools/policyctl/language/fault.h"
+#include "tools/policyctl/switch/switch_session.h"
+
+struct Context {
+  std::ostream& out;
+  std::ostream& err;
+  SwitchPlace place{};
+  Duration patience{};  // how long nothing may be heard
+  bool json = false;    // results as JSON
+  bool out_is_terminal = false;
+  bool err_is_terminal = false;
+
+  [[nodiscard]] std::unique_ptr<SwitchSession> connect() const {
+    return std::make_unique<SwitchSession>(place, patience);
+  }
+};
+
+// A file of configuration, "-" for standard input. Throws Failure BAD_FILE when
+// it cannot be read.
+[[nodiscard]] SourceText read_source(const std::string& file);
+// Writes a whole file, or standard output for "-". Throws Failure REFUSED.
+void write_file(const std::string& file, const std::string& text);
+// Prints the faults and answers BAD_FILE.
+ExitStatus report_faults(const Context& context, const SourceText& source,
+                         const std::vector<Fault>& faults);
+
+// "1 rule", "3 rules".
+[[nodiscard]] std::string counted(std::size_t count, const std::string& thing);

@@ -1,0 +1,86 @@
+#include "tools/policyctl/commands/prepare_plan.h"
+
+#include <algorithm>
+#include <ostream>
+#include <utility>
+
+#include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/language/words.h"
+
+namespace {
+
+Fault unknown_record(const RecordPlace& place, const Configuration& present) {
+  Fault fault{place.line, place.column, place.length, "", ""};
+  if (place.interface.empty()) {
+    fault.message = "the switch has no VLAN " + std::to_string(place.vlan) + ".";
+    fault.advice = "Create it at the VLAN manager first, or take the lines out.";
+    return fault;
+  }
+  fault.message = "the switch has no interface " + as_word(place.interface) + ".";
+  NearestName nearest(place.interface);
+  for (const auto& [name, bindings] : present.interfaces) nearest.consider(name);
+  fault.advice = nearest.name().empty()
+                     ? "The interfaces are listed by 'policyctl show interfaces'."
+                     : "Is '" + nearest.name() + "' meant?";
+  return fault;
+}
+
+struct Colours {
+  const char* added;
+  const char* changed;
+  const char* removed;
+  const char* end;
+};
+
+constexpr Colours PLAIN{"", "", "", ""};
+constexpr Colours COLOURED{"\033[32m", "\033[33m", "\033[31m", "\033[0m"};
+
+const char* colour_of(ChangeSign sign, const Colours& colours) {
+  switch (sign) {
+    case ChangeSign::ADDED:
+      return colours.added;
+    case ChangeSign::REMOVED:
+      return colours.removed;
+    case ChangeSign::CHANGED:
+      break;
+  }
+  return colours.changed;
+}
+
+}  // namespace
+
+std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted, const Configuration& present,
+                                    const Configuration& target) {
+  std::vector<Fault> faults;
+  for (const RecordPlace& place : wanted.records) {
+    const bool known = place.interface.empty() ? present.vlans.contains(place.vlan)
+                                               : present.interfaces.contains(place.interface);
+    if (!known) faults.push_back(unknown_record(place, present));
+  }
+  const std::vector<Fault> unbound = binding_faults(wanted.bindings, target, true);
+  faults.insert(faults.end(), unbound.begin(), unbound.end());
+  std::stable_sort(faults.begin(), faults.end(), [](const Fault& a, const Fault& b) {
+    return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+  });
+  return faults;
+}
+
+void print_plan(std::ostream& out, const Plan& plan, bool in_colour) {
+  const Colours& colours = in_colour ? COLOURED : PLAIN;
+  std::string where;
+  for (const Change& change : plan.changes()) {
+    const ChangeText text = describe(change, plan);
+    if (text.where != where && !text.where.empty()) out << "  " << text.where << '\n';
+    where = text.where;
+    const char* const indentation = where.empty() ? " " : "   ";
+    const std::string& now = change.sign == ChangeSign::REMOVED ? text.before : text.after;
+    out << colour_of(change.sign, colours) << static_cast<char>(change.sign) << indentation << now
+        << colours.end << '\n';
+    if (change.sign == ChangeSign::CHANGED)
+      out << " " << indentation << "was: " << text.before << '\n';
+  }
+  const PlanCounts counts = plan.counts();
+  out << counts.added << " added, " << counts.changed << " changed, " << counts.removed
+      << " removed; " << counted(plan.steps().size(), "request") << ".\n";
+}

@@ -1,0 +1,27 @@
+// From a text and a switch to the plan between them.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tools/policyctl/language/configuration.h"
+#include "tools/policyctl/language/fault.h"
+#include "tools/policyctl/language/read_configuration.h"
+#include "tools/policyctl/plan/complete.h"
+#include "tools/policyctl/plan/plan.h"
+
+// Interfaces, VLANs and rules that `wanted` names and the switch does not have.
+// `target` is `wanted` completed from `present`.
+[[nodiscard]] std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted,
+                                                  const Configuration& present,
+                                                  const Configuration& target);
+
+// Prints changes as a person reads them, below what they belong to, and the
+// counts:
+//
+//     acl 10 type 0
+//     +   rule 2 deny protocol 17
+//     ~   rule 3 permit protocol 6
+//         rule 3 deny protocol 6
+//     1 added, 1 changed, 0 removed; 4 requests.
+void print_plan(std::ostream& out, const Plan& plan, bool in_colour);

@@ -1,0 +1,31 @@
+// Results as JSON, in the shape that docs/policyctl.schema.json describes.
+#pragma once
+
+#include <iosfwd>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/policyctl/failure.h"
+#include "tools/policyctl/language/configuration.h"
+#include "tools/policyctl/language/fault.h"
+#include "tools/policyctl/plan/plan.h"
+
+struct ChangeReport;
+
+using Json = nlohmann::ordered_json;
+
+// Indented, with a line break at the end.
+void print_json(std::ostream& out, const Json& json);
+
+// A string; of bytes that are no UTF-8, which JSON cannot hold, an object
+// {"base16": "00ff"}.
+[[nodiscard]] Json text_json(std::string_view text);
+
+[[nodiscard]] Json configuration_json(const Configuration& configuration);
+[[nodiscard]] Json faults_json(const std::string& file, const std::vector<Fault>& faults);
+[[nodiscard]] Json failure_json(const Failure& failure);
+[[nodiscard]] Json plan_json(const Plan& plan);
+[[nodiscard]] Json report_json(const std::string& what, const ChangeReport& report);
+[[nodiscard]] Json record_json(const RecordName& record);

@@ -1,0 +1,80 @@
+#include "tools/policyctl/keep/checkpoints.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+#include <optional>
+
+#include "tools/policyctl/language/write_configuration.h"
+
+namespace {
+
+constexpr std::string_view PREFIX = "checkpoint-";
+constexpr std::string_view HEAD = "# checkpoint of ";
+
+std::string file_name(std::uint64_t serial) {
+  char name[40];
+  std::snprintf(name, sizeof name, "checkpoint-%010llu", static_cast<unsigned long long>(serial));
+  return name;
+}
+
+std::uint64_t serial_of(std::string_view name) {
+  std::uint64_t serial = 0;
+  std::from_chars(name.data() + PREFIX.size(), name.data() + name.size(), serial);
+  return serial;
+}
+
+std::string now() {
+  const std::time_t seconds = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  char text[32];
+  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+  return std::string(text, length);
+}
+
+// A comment is one line.
+std::string on_one_line(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c >= 0 && c < ' '; }, ' ');
+  return text;
+}
+
+}  // namespace
+
+void keep_checkpoint(const StateDirectory& directory, const Configuration& configuration,
+                     const std::string& why) {
+  const std::vector<std::string> names = directory.list(PREFIX);
+  const std::uint64_t serial = names.empty() ? 1 : serial_of(names.back()) + 1;
+  directory.write(file_name(serial), std::string(HEAD) + now() + ", " + on_one_line(why) + "\n" +
+                                         write_configuration(configuration));
+  if (names.size() < MOST_CHECKPOINTS) return;
+  for (std::size_t i = 0; i <= names.size() - MOST_CHECKPOINTS; ++i) directory.remove(names[i]);
+}
+
+std::vector<Checkpoint> list_checkpoints(const StateDirectory& directory) {
+  std::vector<Checkpoint> checkpoints;
+  std::vector<std::string> names = directory.list(PREFIX);
+  std::reverse(names.begin(), names.end());
+  for (const std::string& name : names) {
+    const std::optional<std::string> text = directory.read(name);
+    if (!text || !text->starts_with(HEAD)) continue;
+    const std::string head = text->substr(HEAD.size(), text->find('\n') - HEAD.size());
+    const std::size_t comma = head.find(", ");
+    if (comma == std::string::npos) continue;
+    checkpoints.push_back({serial_of(name), head.substr(0, comma), head.substr(comma + 2)});
+  }
+  return checkpoints;
+}
+
+std::string read_checkpoint(const StateDirectory& directory, std::size_t number) {
+  const std::vector<Checkpoint> checkpoints = list_checkpoints(directory);
+  if (number == 0 || number > checkpoints.size()) {
+    throw Failure(ExitStatus::REFUSED,
+                  "there is no checkpoint " + std::to_string(number) + ", only " +
+                      std::to_string(checkpoints.size()) + ".",
+                  "See 'policyctl checkpoints'.");
+  }
+  return directory.read(file_name(checkpoints[number - 1].serial)).value_or("");
+}

@@ -1,0 +1,121 @@
+#include "tools/policyctl/keep/journal.h"
+
+#include <charconv>
+#include <utility>
+
+#include "tools/policyctl/language/read_configuration.h"
+#include "tools/policyctl/language/words.h"
+#include "tools/policyctl/language/write_configuration.h"
+
+// A line a value, then the configuration text of what was and of what was to be:
+//
+//     policyctl journal 1
+//     id 4711-2863311530
+//     policyd policy-0f0e0d0c0b0a0908
+//     what "apply edge.conf"
+//     confirm-by 0
+//     before 123        (bytes of text that follow)
+//     ...
+//     after 456
+//     ...
+//     end
+namespace {
+
+constexpr const char* FILE_NAME = "journal";
+constexpr std::string_view HEAD = "policyctl journal 1\n";
+
+[[noreturn]] void refuse_damage(const StateDirectory& directory) {
+  throw Failure(ExitStatus::BAD_FILE,
+                "the journal " + directory.path() + "/" + FILE_NAME + " is damaged.",
+                "Look at the switch with 'policyctl show', put it right, and remove the file.");
+}
+
+// Takes lines and texts off the front of a journal.
+class JournalText {
+ public:
+  JournalText(const StateDirectory& directory, std::string_view text)
+      : _directory(directory), _rest(text) {
+    if (!_rest.starts_with(HEAD)) refuse_damage(_directory);
+    _rest.remove_prefix(HEAD.size());
+  }
+
+  std::string_view value(std::string_view key) {
+    const std::size_t end = _rest.find('\n');
+    if (end == std::string_view::npos || !_rest.starts_with(key) || _rest[key.size()] != ' ') {
+      refuse_damage(_directory);
+    }
+    const std::string_view value = _rest.substr(key.size() + 1, end - key.size() - 1);
+    _rest.remove_prefix(end + 1);
+    return value;
+  }
+
+  std::int64_t number(std::string_view key) {
+    const std::string_view digits = value(key);
+    std::int64_t number = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [last, problem] = std::from_chars(digits.data(), end, number);
+    if (problem != std::errc() || last != end || number < 0) refuse_damage(_directory);
+    return number;
+  }
+
+  Configuration configuration(std::string_view key) {
+    const auto size = static_cast<std::size_t>(number(key));
+    if (size > _rest.size()) refuse_damage(_directory);
+    ReadConfiguration read = read_configuration(_rest.substr(0, size));
+    _rest.remove_prefix(size);
+    if (!read.faults.empty()) refuse_damage(_directory);
+    return std::move(read.configuration);
+  }
+
+  void end() {
+    if (_rest != "end\n") refuse_damage(_directory);
+  }
+
+ private:
+  const StateDirectory& _directory;
+  std::string_view _rest;
+};
+
+void append_configuration(std::string& text, const char* key, const Configuration& configuration) {
+  const std::string written = write_configuration(configuration, Bare::WRITTEN);
+  text += std::string(key) + " " + std::to_string(written.size()) + "\n" + written;
+}
+
+}  // namespace
+
+void write_journal(const StateDirectory& directory, const Journal& journal) {
+  std::string text(HEAD);
+  text += "id " + journal.id + "\n";
+  text += "policyd " + journal.policyd + "\n";
+  text += "what " + as_quoted_word(journal.what) + "\n";
+  text += "confirm-by " + std::to_string(journal.confirm_by) + "\n";
+  append_configuration(text, "before", journal.touched.before);
+  append_configuration(text, "after", journal.touched.after);
+  text += "end\n";
+  directory.write(FILE_NAME, text);
+}
+
+std::optional<Journal> read_journal(const StateDirectory& directory) {
+  const std::optional<std::string> text = directory.read(FILE_NAME);
+  if (!text) return std::nullopt;
+  JournalText rest(directory, *text);
+  Journal journal;
+  journal.id = rest.value("id");
+  journal.policyd = rest.value("policyd");
+  Words what;
+  if (what.split(rest.value("what")) || what.all().size() != 1) refuse_damage(directory);
+  journal.what = what.all()[0].text;
+  journal.confirm_by = rest.number("confirm-by");
+  journal.touched.before = rest.configuration("before");
+  journal.touched.after = rest.configuration("after");
+  rest.end();
+  return journal;
+}
+
+void remove_journal(const StateDirectory& directory) {
+  directory.remove(FILE_NAME);
+}
+
+bool has_journal(const StateDirectory& directory) {
+  return directory.read(FILE_NAME).has_value();
+}

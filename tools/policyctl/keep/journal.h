@@ -1,0 +1,27 @@
+// The journal of a change: what it takes to undo it, on the disk before the
+// first request is sent.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tools/policyctl/keep/state_directory.h"
+#include "tools/policyctl/plan/undo.h"
+
+struct Journal {
+  std::string id;       // of this one change
+  std::string policyd;  // the instance that was to be changed
+  std::string what;     // "apply edge.conf", for people
+  // Seconds since the epoch by which a change that was carried out whole must be
+  // confirmed; 0: it is not carried out yet.
+  std::int64_t confirm_by = 0;
+  Touched touched;
+};
+
+// Throws Failure REFUSED when the disk does not take it.
+void write_journal(const StateDirectory& directory, const Journal& journal);
+// None when no change is under way. Throws Failure when it is damaged.
+[[nodiscard]] std::optional<Journal> read_journal(const StateDirectory& directory);
+void remove_journal(const StateDirectory& directory);
+[[nodiscard]] bool has_journal(const StateDirectory& directory);

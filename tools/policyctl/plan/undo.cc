@@ -1,0 +1,358 @@
+#include "tools/policyctl/plan/undo.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "tools/policyctl/language/write_configuration.h"
+
+namespace {
+
+template <typename Map, typename Key>
+const typename Map::mapped_type* find(const Map& map, const Key& key) {
+  const auto at = map.find(key);
+  return at == map.end() ? nullptr : &at->second;
+}
+
+// Collects what one plan touches.
+class Touching {
+ public:
+  explicit Touching(const Plan& plan) : _plan(plan) {}
+
+  Touched collect() {
+    for (const Change& change : _plan.changes()) add(change);
+    // A list that changes its type goes with all its rules, and what changes
+    // with a rule is unbound meanwhile.
+    for (const Step& step : _plan.steps()) add(step);
+    return std::move(_touched);
+  }
+
+ private:
+  void add(const Change& change) {
+    add_to(_touched.before, _plan.present(), change);
+    add_to(_touched.after, _plan.target(), change);
+  }
+
+  void add(const Step& step) {
+    switch (step.kind) {
+      case StepKind::DELETE_ACL:
+        add_whole_acl(_touched.before, _plan.present(), step.key.acl);
+        add_whole_acl(_touched.after, _plan.target(), step.key.acl);
+        return;
+      case StepKind::DELETE_FILTER:
+        return add({ChangeSign::CHANGED, ChangedEntry::FILTER, step.key, step.record, nullptr});
+      case StepKind::UNREMARK:
+        return add({ChangeSign::CHANGED, ChangedEntry::REMARK, step.key, step.record, nullptr});
+      default:
+        return;
+    }
+  }
+
+  static void add_whole_acl(Configuration& part, const Configuration& whole, std::uint32_t number) {
+    const Acl* const acl = find(whole.acls, number);
+    if (acl != nullptr) part.acls[number] = *acl;
+  }
+
+  static Acl* acl_head(Configuration& part, const Configuration& whole, std::uint32_t number) {
+    const Acl* const acl = find(whole.acls, number);
+    if (acl == nullptr) return nullptr;
+    const auto [at, is_new] = part.acls.try_emplace(number);
+    if (is_new) {
+      at->second.type = acl->type;
+      at->second.description = acl->description;
+    }
+    return &at->second;
+  }
+
+  template <typename Records, typename Key>
+  static void add_binding(Records& part, const Records& whole, const Key& name,
+                          const Change& change) {
+    const Bindings* const bindings = find(whole, name);
+    Bindings& record = part[name];
+    if (bindings == nullptr) return;
+    if (change.entry == ChangedEntry::COS_VALUE) {
+      record.cos_value = bindings->cos_value.value_or(0);
+    } else if (change.entry == ChangedEntry::REMARK) {
+      const Remark* const remark = find(bindings->remarks, change.key);
+      if (remark != nullptr) record.remarks[change.key] = *remark;
+    } else {
+      record.filters = bindings->filters;
+    }
+  }
+
+  static void add_to(Configuration& part, const Configuration& whole, const Change& change) {
+    switch (change.entry) {
+      case ChangedEntry::COS_FLAG:
+        part.cos.flag = whole.cos.flag;
+        return;
+      case ChangedEntry::COS_SCHEDULE_MODE:
+        part.cos.mode = whole.cos.mode;
+        return;
+      case ChangedEntry::COS_SCHEDULE_ALGORITHM:
+        part.cos.schedule = whole.cos.schedule;
+        return;
+      case ChangedEntry::COS_PRIORITY:
+        part.cos.priority_queues[change.key.rule] = whole.cos.priority_queues.at(change.key.rule);
+        return;
+      case ChangedEntry::COS_MAPPING:
+        part.cos.mapping[change.key.rule] = whole.cos.mapping.at(change.key.rule);
+        return;
+      case ChangedEntry::TIME_RANGE: {
+        const TimeRange* const range = find(whole.time_ranges, *change.name);
+        if (range != nullptr) part.time_ranges[*change.name] = *range;
+        return;
+      }
+      case ChangedEntry::ACL:
+        acl_head(part, whole, change.key.acl);
+        return;
+      case ChangedEntry::RULE: {
+        Acl* const acl = acl_head(part, whole, change.key.acl);
+        const Rule* const rule = find_rule(whole, change.key);
+        if (acl != nullptr && rule != nullptr) {
+          acl->rules.insert_or_assign(acl->rules.end(), change.key.rule, *rule);
+        }
+        return;
+      }
+      default:
+        if (change.record.interface != nullptr) {
+          add_binding(part.interfaces, whole.interfaces, *change.record.interface, change);
+        } else {
+          add_binding(part.vlans, whole.vlans, change.record.vlan, change);
+        }
+    }
+  }
+
+  const Plan& _plan;
+  Touched _touched;
+};
+
+// Puts the touched statements of one switch back.
+class Restoring {
+ public:
+  Restoring(const Touched& touched, const Configuration& now)
+      : _before(touched.before), _after(touched.after), _undo{now, {}} {}
+
+  Undo restore() {
+    restore_class_of_service();
+    restore_entries(_undo.target.time_ranges, _before.time_ranges, _after.time_ranges,
+                    [](const std::string& name) { return "time-range " + name; });
+    restore_all(_before.interfaces, _after.interfaces, _undo.target.interfaces,
+                [](const std::string& name) { return interface_statement(name); });
+    restore_all(_before.vlans, _after.vlans, _undo.target.vlans,
+                [](std::uint32_t id) { return vlan_statement(id); });
+    restore_acls();
+    drop_bindings_without_rule();
+    return std::move(_undo);
+  }
+
+ private:
+  using Queues = std::map<std::uint32_t, std::uint32_t>;
+
+  template <typename Setting>
+  void restore_setting(Setting& now, const Setting& before, const Setting& after,
+                       const char* name) {
+    if (before == after) return;
+    if (now == before || now == after) {
+      now = before;
+    } else {
+      _undo.left.emplace_back(name);
+    }
+  }
+
+  void restore_class_of_service() {
+    ClassOfService& cos = _undo.target.cos;
+    restore_setting(cos.flag, _before.cos.flag, _after.cos.flag, "cos flag");
+    restore_setting(cos.mode, _before.cos.mode, _after.cos.mode, "cos schedule mode");
+    restore_setting(cos.schedule, _before.cos.schedule, _after.cos.schedule,
+                    "cos schedule algorithm");
+    restore_entries(cos.priority_queues, _before.cos.priority_queues, _after.cos.priority_queues,
+                    [](std::uint32_t p) { return "cos priority " + std::to_string(p); });
+    restore_entries(cos.mapping, _before.cos.mapping, _after.cos.mapping,
+                    [](std::uint32_t p) { return "cos mapping " + std::to_string(p); });
+  }
+
+  // Entries that are in either of two maps are put back into a third.
+  template <typename Map, typename Name>
+  void restore_entries(Map& now, const Map& before, const Map& after, Name name) {
+    const auto restore = [&](const auto& key) {
+      const auto* const old = find(before, key);
+      const auto* const made = find(after, key);
+      const auto at = now.find(key);
+      const bool is_there = at != now.end();
+      const bool is_ours = !is_there || (old != nullptr && at->second == *old) ||
+                           (made != nullptr && at->second == *made);
+      if (!is_ours) {
+        _undo.left.push_back(name(key));
+      } else if (old != nullptr) {
+        now.insert_or_assign(key, *old);
+      } else if (is_there) {
+        now.erase(at);
+      }
+    };
+    for (const auto& [key, value] : before) restore(key);
+    for (const auto& [key, value] : after) {
+      if (!before.contains(key)) restore(key);
+    }
+  }
+
+  template <typename Records, typename Name>
+  void restore_all(const Records& before, const Records& after, Records& now, Name name) {
+    static const Bindings NOTHING;
+    for (const auto& [key, made] : after) {
+      // One that is gone took its bindings with it.
+      const auto at = now.find(key);
+      if (at == now.end()) continue;
+      const Bindings* const old = find(before, key);
+      restore_record(at->second, old == nullptr ? NOTHING : *old, made, name(key));
+    }
+  }
+
+  void restore_record(Bindings& now, const Bindings& before, const Bindings& after,
+                      const std::string& name) {
+    if (before.filters != after.filters || now.filters != before.filters) {
+      now.filters = restored_filters(now.filters, before.filters, after.filters);
+    }
+    restore_entries(now.remarks, before.remarks, after.remarks, [&name](const RuleKey& key) {
+      return name + " remark acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
+    });
+    if (!before.cos_value) return;
+    if (now.cos_value == before.cos_value || now.cos_value == after.cos_value) {
+      now.cos_value = before.cos_value;
+    } else {
+      _undo.left.push_back(name + " cos-value");
+    }
+  }
+
+  // As it was, and what others bound meanwhile behind it.
+  static std::vector<RuleKey> restored_filters(const std::vector<RuleKey>& now,
+                                               const std::vector<RuleKey>& before,
+                                               const std::vector<RuleKey>& after) {
+    std::set<RuleKey> ours(before.begin(), before.end());
+    ours.insert(after.begin(), after.end());
+    std::vector<RuleKey> restored = before;
+    std::copy_if(now.begin(), now.end(), std::back_inserter(restored),
+                 [&ours](const RuleKey& key) { return !ours.contains(key); });
+    return restored;
+  }
+
+  [[nodiscard]] std::set<RuleKey> bound_keys() const {
+    std::set<RuleKey> keys;
+    const auto collect = [&keys](const auto& records) {
+      for (const auto& [name, bindings] : records) {
+        keys.insert(bindings.filters.begin(), bindings.filters.end());
+        for (const auto& [key, remark] : bindings.remarks) keys.insert(key);
+      }
+    };
+    collect(_undo.target.interfaces);
+    collect(_undo.target.vlans);
+    return keys;
+  }
+
+  void restore_acls() {
+    _bound = bound_keys();
+    std::set<std::uint32_t> numbers;
+    for (const auto& [number, acl] : _before.acls) numbers.insert(number);
+    for (const auto& [number, acl] : _after.acls) numbers.insert(number);
+    for (const std::uint32_t number : numbers) restore_acl(number);
+  }
+
+  void restore_acl(std::uint32_t number) {
+    static const Acl NO_ACL;
+    const Acl* const before = find(_before.acls, number);
+    const Acl* const after = find(_after.acls, number);
+    auto at = _undo.target.acls.find(number);
+    if (at == _undo.target.acls.end()) {
+      if (before == nullptr) return;
+      at = _undo.target.acls.emplace(number, Acl{before->type, before->description, {}}).first;
+    }
+    Acl& now = at->second;
+    restore_rules(number, now, before == nullptr ? NO_ACL : *before,
+                  after == nullptr ? NO_ACL : *after);
+    if (before != nullptr) {
+      restore_head(number, now, *before, after);
+    } else if (now.rules.empty()) {
+      _undo.target.acls.erase(at);
+    } else {
+      _undo.left.push_back("acl " + std::to_string(number));
+    }
+  }
+
+  void restore_head(std::uint32_t number, Acl& now, const Acl& before, const Acl* after) {
+    const auto has_head = [&now](const Acl& acl) {
+      return now.type == acl.type &&
+             (now.description == acl.description || now.description.empty());
+    };
+    if (has_head(before) || (after != nullptr && has_head(*after))) {
+      now.type = before.type;
+      now.description = before.description;
+    } else {
+      _undo.left.push_back("acl " + std::to_string(number));
+    }
+  }
+
+  // A rule without its description is one that was about to get it.
+  static bool is_made_as(const Rule& now, const Rule* rule) {
+    return rule != nullptr && now.acts_like(*rule) &&
+           (now.description == rule->description || now.description.empty());
+  }
+
+  void restore_rules(std::uint32_t number, Acl& now, const Acl& before, const Acl& after) {
+    const auto restore = [&](std::uint32_t rule_number) {
+      const RuleKey key{number, rule_number};
+      const Rule* const old = find(before.rules, rule_number);
+      const auto at = now.rules.find(rule_number);
+      if (at == now.rules.end()) {
+        if (old != nullptr) now.rules.emplace(rule_number, *old);
+        return;
+      }
+      const Rule* const made = find(after.rules, rule_number);
+      const bool is_ours = is_made_as(at->second, old) || is_made_as(at->second, made);
+      const bool is_needed = old == nullptr && _bound.contains(key);
+      if (!is_ours || is_needed) {
+        _undo.left.push_back("acl " + std::to_string(number) + " rule " +
+                             std::to_string(rule_number));
+      } else if (old != nullptr) {
+        at->second = *old;
+      } else {
+        now.rules.erase(at);
+      }
+    };
+    for (const auto& [rule_number, rule] : before.rules) restore(rule_number);
+    for (const auto& [rule_number, rule] : after.rules) {
+      if (!before.rules.contains(rule_number)) restore(rule_number);
+    }
+  }
+
+  // Of rules that somebody else removed.
+  void drop_bindings_without_rule() {
+    const auto has_no_rule = [this](const RuleKey& key) {
+      return find_rule(_undo.target, key) == nullptr;
+    };
+    const auto drop = [&](auto& records) {
+      for (auto& [name, bindings] : records) {
+        std::erase_if(bindings.filters, has_no_rule);
+        std::erase_if(bindings.remarks, [&](const auto& entry) {
+          const Rule* const rule = find_rule(_undo.target, entry.first);
+          return rule == nullptr || rule->action != PERMIT;
+        });
+      }
+    };
+    drop(_undo.target.interfaces);
+    drop(_undo.target.vlans);
+  }
+
+  const Configuration& _before;
+  const Configuration& _after;
+  Undo _undo;
+  std::set<RuleKey> _bound;  // that stay bound
+};
+
+}  // namespace
+
+Touched touched_by(const Plan& plan) {
+  return Touching(plan).collect();
+}
+
+Undo undo(const Touched& touched, const Configuration& now) {
+  return Restoring(touched, now).restore();
+}

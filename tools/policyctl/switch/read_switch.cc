@@ -1,0 +1,300 @@
+#include "tools/policyctl/switch/read_switch.h"
+
+#include <deque>
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/interfaces/sif_xif.h"
+#include "platform/interfaces/vlan_xif.h"
+#include "policy/interfaces/policy_config_xif.h"
+#include "tools/policyctl/switch/request_window.h"
+
+namespace {
+
+constexpr const char* INTERFACE_MANAGER = "sif";
+constexpr const char* VLAN_MANAGER = "vlan";
+
+std::vector<std::uint32_t> numbers_of(const XrlAtomList& list) {
+  std::vector<std::uint32_t> numbers;
+  numbers.reserve(list.size());
+  for (std::size_t i = 0; i < list.size(); ++i) numbers.push_back(list.u32_at(i));
+  return numbers;
+}
+
+class SwitchReader {
+ public:
+  SwitchReader(SwitchSession& session, const SwitchParts& parts)
+      : _session(session),
+        _client(session.sender()),
+        _window(session, "the configuration of the switch") {
+    if (parts.class_of_service) ask_class_of_service();
+    if (parts.time_ranges) ask_time_ranges();
+    if (parts.acls) ask_acls();
+    if (parts.bindings) {
+      ask_interfaces();
+      ask_vlans();
+    }
+  }
+
+  Configuration read() {
+    _window.run([this] { return send_next(); });
+    if (_failure) throw Failure(*_failure);
+    if (!_unsent.empty()) {
+      throw Failure(ExitStatus::NOT_REACHABLE, "a request could not be sent to the switch.");
+    }
+    return std::move(_read);
+  }
+
+ private:
+  using Ask = std::function<bool()>;
+
+  void ask(Ask request) { _unsent.push_back(std::move(request)); }
+
+  RequestWindow::Sent send_next() {
+    if (_unsent.empty()) {
+      return _window.in_flight() == 0 ? RequestWindow::Sent::NO_MORE : RequestWindow::Sent::NOT_NOW;
+    }
+    if (!_unsent.front()()) return RequestWindow::Sent::NOT_NOW;
+    _unsent.pop_front();
+    return RequestWindow::Sent::YES;
+  }
+
+  // Whether a reply has results. What policyd no longer has is not read.
+  bool is_good(const XrlError& error, const std::string& what) {
+    if (error.is_okay()) return true;
+    if (error.code() == XrlErrorCode::COMMAND_FAILED) return false;
+    if (!_failure) _failure = request_failure(what, error);
+    _window.stop();
+    return false;
+  }
+
+  // A callback that stores the results of one good reply.
+  template <typename Store>
+  auto store(const char* what, Store results) {
+    return callback(_lifeline, [this, what, results](const XrlError& error, auto... result) {
+      if (is_good(error, what)) results(*result...);
+      _window.answered();
+    });
+  }
+
+  void ask_class_of_service() {
+    ClassOfService& cos = _read.cos;
+    ask([this, &cos] {
+      return _client.send_get_cos_flag(
+          policyd(), store("read the cos flag", [&cos](bool flag) { cos.flag = flag; }));
+    });
+    ask([this, &cos] {
+      return _client.send_get_schedule_mode(
+          policyd(), store("read the schedule mode", [&cos](std::uint32_t m) { cos.mode = m; }));
+    });
+    ask([this, &cos] {
+      return _client.send_get_schedule_algorithm(
+          policyd(), store("read the schedule algorithm",
+                           [&cos](std::uint32_t algorithm, const XrlAtomList& weights) {
+                             Schedule schedule{algorithm, {}};
+                             for (std::size_t i = 0; i < schedule.weights.size(); ++i) {
+                               if (i < weights.size()) schedule.weights[i] = weights.u32_at(i);
+                             }
+                             cos.schedule = schedule;
+                           }));
+    });
+    ask([this, &cos] {
+      return _client.send_get_priority_queue(
+          policyd(), priorities(),
+          store("read the queues of priorities",
+                [&cos](const XrlAtomList& queues) { set_queues(cos.priority_queues, queues); }));
+    });
+    ask([this, &cos] {
+      return _client.send_get_cos_mapping(
+          policyd(), priorities(), store("read the mapping", [&cos](const XrlAtomList& queues) {
+            set_queues(cos.mapping, queues);
+          }));
+    });
+  }
+
+  static XrlAtomList priorities() {
+    XrlAtomList list;
+    for (std::uint32_t priority = 0; priority < 8; ++priority) list.append(priority);
+    return list;
+  }
+
+  static void set_queues(std::map<std::uint32_t, std::uint32_t>& map, const XrlAtomList& queues) {
+    std::uint32_t priority = 0;
+    for (const std::uint32_t queue : numbers_of(queues)) map[priority++] = queue;
+  }
+
+  void ask_time_ranges() {
+    ask([this] {
+      return _client.send_get_time_ranges(
+          policyd(), store("read the time ranges",
+                           [this](const XrlAtomList& names, const XrlAtomList& number1s,
+                                  const XrlAtomList& number2s, const XrlAtomList& flags,
+                                  const XrlAtomList& number3s, const XrlAtomList& number4s) {
+                             std::size_t i = 0;
+                             for (const std::string_view name : names.texts()) {
+                               _read.time_ranges[std::string(name)] = {
+                                   number1s.u32_at(i), number2s.u32_at(i), flags.u32_at(i) != 0,
+                                   number3s.u32_at(i), number4s.u32_at(i)};
+                               ++i;
+                             }
+                           }));
+    });
+  }
+
+  void ask_acls() {
+    ask([this] {
+      return _client.send_get_acls(
+          policyd(), store("read the access control lists",
+                           [this](const XrlAtomList& acls, const XrlAtomList& types,
+                                  const XrlAtomList& descriptions) {
+                             std::size_t i = 0;
+                             for (const std::string_view description : descriptions.texts()) {
+                               Acl& acl = _read.acls[acls.u32_at(i)];
+                               acl.type = types.u32_at(i);
+                               acl.description = description;
+                               ask_rules(acls.u32_at(i), acl);
+                               ++i;
+                             }
+                           }));
+    });
+  }
+
+  void ask_rules(std::uint32_t number, Acl& acl) {
+    ask([this, number, &acl] {
+      return _client.send_get_rules(
+          policyd(), number,
+          store("read the rules", [this, number, &acl](const XrlAtomList& rules, std::uint32_t) {
+            for (const std::uint32_t rule : numbers_of(rules)) ask_rule({number, rule}, acl);
+          }));
+    });
+  }
+
+  void ask_rule(const RuleKey& key, Acl& acl) {
+    ask([this, key, &acl] {
+      return _client.send_get_rule(
+          policyd(), key.acl, key.rule,
+          store("read a rule",
+                [&acl, number = key.rule](std::uint32_t action, std::string_view description,
+                                          const XrlAtomList& flags, const XrlAtomList& values) {
+                  Rule& rule = acl.rules.try_emplace(acl.rules.end(), number)->second;
+                  rule.action = action;
+                  rule.description = description;
+                  store_fields(rule.fields, flags, values);
+                }));
+    });
+  }
+
+  static void store_fields(RuleFields& fields, const XrlAtomList& flags,
+                           const XrlAtomList& values) {
+    std::size_t bytes = 0;
+    for (const std::string_view value : values.texts()) bytes += value.size();
+    fields.reserve(flags.size(), bytes);
+    std::size_t i = 0;
+    for (const std::string_view value : values.texts()) fields.append(flags.u32_at(i++), value);
+  }
+
+  void ask_interfaces() {
+    ask([this] {
+      return XrlSifV0p1Client(_session.sender())
+          .send_get_tree(INTERFACE_MANAGER,
+                         store("ask the interface manager 'sif' for the interfaces",
+                               [this](std::uint64_t, const XrlAtomList& names, const auto&,
+                                      const auto&, const auto&, const auto&) {
+                                 for (const std::string_view name : names.texts()) {
+                                   ask_interface(std::string(name));
+                                 }
+                               }));
+    });
+  }
+
+  void ask_vlans() {
+    ask([this] {
+      return XrlVlanV0p1Client(_session.sender())
+          .send_get_vlans(VLAN_MANAGER, store("ask the VLAN manager 'vlan' for the VLANs",
+                                              [this](const XrlAtomList& vlans) {
+                                                for (const std::uint32_t id : numbers_of(vlans)) {
+                                                  ask_vlan(id);
+                                                }
+                                              }));
+    });
+  }
+
+  static void store_filters(Bindings& bindings, const XrlAtomList& acls, const XrlAtomList& rules) {
+    bindings.filters.reserve(acls.size());
+    for (std::size_t i = 0; i < acls.size(); ++i) {
+      bindings.filters.push_back({acls.u32_at(i), rules.u32_at(i)});
+    }
+  }
+
+  static void store_remarks(Bindings& bindings, const XrlAtomList& acls, const XrlAtomList& rules,
+                            const XrlAtomList& kinds, const XrlAtomList& values) {
+    for (std::size_t i = 0; i < acls.size(); ++i) {
+      bindings.remarks[{acls.u32_at(i), rules.u32_at(i)}] = {kinds.u32_at(i), values.u32_at(i)};
+    }
+  }
+
+  // An interface that policyd does not know yet, or no longer, is not there.
+  void ask_interface(const std::string& name) {
+    ask([this, name] {
+      return _client.send_get_port_cos_value(
+          policyd(), name, store("read a cos-value", [this, name](std::uint32_t value) {
+            _read.interfaces[name].cos_value = value;
+          }));
+    });
+    ask([this, name] {
+      return _client.send_get_port_packet_filters(
+          policyd(), name,
+          store("read the filters of an interface",
+                [this, name](const XrlAtomList& acls, const XrlAtomList& rules, const auto&) {
+                  store_filters(_read.interfaces[name], acls, rules);
+                }));
+    });
+    ask([this, name] {
+      return _client.send_get_port_remark(
+          policyd(), name,
+          store("read the remarks of an interface",
+                [this, name](const XrlAtomList& acls, const XrlAtomList& rules,
+                             const XrlAtomList& kinds, const XrlAtomList& values) {
+                  store_remarks(_read.interfaces[name], acls, rules, kinds, values);
+                }));
+    });
+  }
+
+  void ask_vlan(std::uint32_t id) {
+    ask([this, id] {
+      return _client.send_get_vlan_packet_filters(
+          policyd(), id,
+          store("read the filters of a VLAN",
+                [this, id](const XrlAtomList& acls, const XrlAtomList& rules, const auto&) {
+                  store_filters(_read.vlans[id], acls, rules);
+                }));
+    });
+    ask([this, id] {
+      return _client.send_get_vlan_remark(
+          policyd(), id,
+          store("read the remarks of a VLAN",
+                [this, id](const XrlAtomList& acls, const XrlAtomList& rules,
+                           const XrlAtomList& kinds, const XrlAtomList& values) {
+                  store_remarks(_read.vlans[id], acls, rules, kinds, values);
+                }));
+    });
+  }
+
+  [[nodiscard]] const std::string& policyd() const { return _session.policyd(); }
+
+  SwitchSession& _session;
+  XrlPolicyConfigV0p1Client _client;
+  RequestWindow _window;
+  Configuration _read;
+  std::deque<Ask> _unsent;
+  std::optional<Failure> _failure;
+  Lifeline _lifeline;
+};
+
+}  // namespace
+
+Configuration read_switch(SwitchSession& session, const SwitchParts& parts) {
+  return SwitchReader(session, parts).read();
+}

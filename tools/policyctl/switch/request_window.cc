@@ -1,0 +1,34 @@
+#include "tools/policyctl/switch/request_window.h"
+
+#include <utility>
+
+void RequestWindow::run(SendNext next) {
+  _next = std::move(next);
+  _session.heard();
+  pump();
+  _session.wait(_what, [this] {
+    // What could not be queued with nothing in flight will not be later.
+    return _in_flight == 0 && _stopped;
+  });
+}
+
+void RequestWindow::answered() {
+  --_in_flight;
+  _session.heard();
+  pump();
+}
+
+void RequestWindow::pump() {
+  if (_pumping) return;
+  _pumping = true;
+  while (!_stopped && _in_flight < MAX_IN_FLIGHT) {
+    const Sent sent = _next();
+    if (sent == Sent::YES) {
+      ++_in_flight;
+      continue;
+    }
+    if (sent == Sent::NO_MORE || _in_flight == 0) _stopped = true;
+    break;
+  }
+  _pumping = false;
+}

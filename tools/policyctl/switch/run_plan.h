@@ -1,0 +1,30 @@
+// Carries a plan out.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+#include "tools/policyctl/plan/plan.h"
+#include "tools/policyctl/switch/switch_session.h"
+
+struct RunResult {
+  std::size_t done = 0;            // requests that were answered OKAY
+  std::optional<Failure> failure;  // the first one; none: the plan is carried out
+  const Step* refused = nullptr;   // the step policyd refused, if that is the failure
+  bool interrupted = false;        // by Ctrl-C; `failure` says so too
+};
+
+// Called now and then with how many of how many requests are answered.
+using OnProgress = std::function<void(std::size_t done, std::size_t all)>;
+
+// Sends the steps in order, many in flight, up to the first that fails, and waits
+// for the answers to all that it sent. Does not throw.
+[[nodiscard]] RunResult run_plan(SwitchSession& session, const Plan& plan,
+                                 const OnProgress& on_progress);
+
+// Waits until policyd reads the mapping back, which it does once a line card has
+// confirmed each pair. The priorities that still read back as something else
+// when `limit` is over. Throws Failure.
+using Queues = std::map<std::uint32_t, std::uint32_t>;
+[[nodiscard]] Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit);

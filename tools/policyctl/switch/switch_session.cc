@@ -1,0 +1,179 @@
+#include "tools/policyctl/switch/switch_session.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <utility>
+
+#include "framework/base/exceptions.h"
+#include "framework/xrl/interfaces/finder_xif.h"
+#include "framework/xrl/xrl_atom_list.h"
+
+namespace {
+
+constexpr const char* POLICY_CLASS = "policy";
+
+std::string seconds(Duration duration) {
+  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
+  std::string text = std::to_string(ms / 1000);
+  if (ms % 1000 != 0) {
+    std::string fraction = std::to_string(1000 + ms % 1000).substr(1);
+    fraction.erase(fraction.find_last_not_of('0') + 1);
+    text += "." + fraction;
+  }
+  return text + " s";
+}
+
+}  // namespace
+
+std::string SwitchPlace::name() const {
+  return finder_host + ":" + std::to_string(finder_port);
+}
+
+SwitchSession::SwitchSession(SwitchPlace place, Duration patience)
+    : _place(std::move(place)), _patience(patience) {
+  _last_heard = _loop.now();
+  reach_finder();
+  _policyd = find_policyd();
+  if (_policyd.empty()) {
+    throw Failure(ExitStatus::NOT_REACHABLE,
+                  "policyd is not running: the finder at " + _place.name() + " knows no target '" +
+                      POLICY_CLASS + "'.",
+                  "Start policyd with -F " + _place.name() + ".");
+  }
+}
+
+SwitchSession::~SwitchSession() {
+  _signal_watch.reset();
+  if (_signals >= 0) close(_signals);
+}
+
+// A router tries for ever; a person wants to know at once when nobody listens.
+void SwitchSession::reach_finder() {
+  try {
+    _router = std::make_unique<XrlStdRouter>(_loop, "", _place.finder_host.c_str(),
+                                             _place.finder_port, false);
+  } catch (const XorpException& problem) {
+    throw Failure(ExitStatus::NOT_REACHABLE, problem.str());
+  }
+  bool refused = false;
+  NetAddress address;
+  std::unique_ptr<Watch> probe;
+  int fd = -1;
+  if (NetAddress::parse(_place.name(), address)) {
+    fd = _loop.network().connect(address);
+    if (fd >= 0) {
+      probe = std::make_unique<Watch>(_loop, fd, IoInterest::WRITE, [&](IoInterest) {
+        int error = 0;
+        socklen_t size = sizeof error;
+        getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
+        refused = error != 0;
+        probe->set_interest(IoInterest::NONE);
+      });
+    } else {
+      refused = fd == -ECONNREFUSED;
+    }
+  }
+  const bool reached = wait_for(_patience, [&] { return refused || _router->ready(); });
+  probe.reset();
+  if (fd >= 0) _loop.network().close(fd);
+  if (refused) {
+    throw Failure(ExitStatus::NOT_REACHABLE,
+                  "no finder listens at " + _place.name() + ": connection refused.",
+                  "Start the finder, or name another with -F HOST[:PORT].");
+  }
+  if (reached) return;
+  throw Failure(ExitStatus::TIMED_OUT,
+                "no answer from the finder at " + _place.name() + " for " + seconds(_patience) +
+                    ", waiting to be let in. Nothing was changed.",
+                "Is that a finder, and does it run? Name another with -F HOST[:PORT], or wait "
+                "longer with --timeout SECONDS.");
+}
+
+std::string SwitchSession::find_policyd() {
+  std::string found;
+  bool answered = false;
+  XrlError problem;
+  XrlFinderV0p2Client finder(sender());
+  const bool sent = finder.send_get_instances(
+      "finder", callback(_lifeline, [&](const XrlError& error, const XrlAtomList* targets,
+                                        const XrlAtomList* instances, const XrlAtomList*) {
+        answered = true;
+        problem = error;
+        if (targets == nullptr) return;
+        std::vector<std::string> names;
+        for (const std::string_view name : instances->texts()) names.emplace_back(name);
+        std::size_t index = 0;
+        for (const std::string_view target : targets->texts()) {
+          if (target == POLICY_CLASS) found = names[index];
+          ++index;
+        }
+      }));
+  if (!sent) throw Failure(ExitStatus::NOT_REACHABLE, "the finder was lost.");
+  heard();
+  wait("the finder's list of targets", [&] { return answered; });
+  if (!problem.is_okay()) throw request_failure("ask the finder for policyd", problem);
+  return found;
+}
+
+void SwitchSession::wait(const std::string& what, const std::function<bool()>& done) {
+  // A timer, so that a turn without any event ends.
+  Timer wake(_loop, [] {});
+  while (!done()) {
+    const TimePoint limit = _last_heard + _patience;
+    if (_loop.now() >= limit) {
+      throw Failure(ExitStatus::TIMED_OUT,
+                    "no answer for " + seconds(_patience) + ", waiting for " + what + ".",
+                    "The switch is there but does not answer; wait longer with --timeout "
+                    "SECONDS.");
+    }
+    if (!wake.is_armed() || wake.when() < limit) wake.schedule_at(limit);
+    _loop.run();
+  }
+}
+
+bool SwitchSession::wait_for(Duration limit, const std::function<bool()>& done) {
+  bool over = false;
+  Timer end(_loop, [&over] { over = true; });
+  end.schedule_after(limit);
+  while (!done() && !over) _loop.run();
+  heard();
+  return done();
+}
+
+void SwitchSession::catch_interrupts() {
+  if (_signals >= 0) return;
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  _signals = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+  if (_signals < 0) return;
+  _signal_watch = std::make_unique<Watch>(_loop, _signals, IoInterest::READ, [this](IoInterest) {
+    signalfd_siginfo info;
+    while (read(_signals, &info, sizeof info) == sizeof info) ++_interrupts;
+  });
+}
+
+Failure request_failure(const std::string& what, const XrlError& error) {
+  switch (error.code()) {
+    case XrlErrorCode::BAD_ARGS:
+    case XrlErrorCode::COMMAND_FAILED:
+      return Failure(ExitStatus::REFUSED, "policyd refused to " + what + ": " + error.note());
+    case XrlErrorCode::REPLY_TIMED_OUT:
+      return Failure(ExitStatus::TIMED_OUT, "no answer to the request to " + what + ".");
+    case XrlErrorCode::SEND_FAILED:
+      return Failure(ExitStatus::NOT_REACHABLE,
+                     "the connection was lost during the request to " + what + ".");
+    default:
+      return Failure(ExitStatus::NOT_REACHABLE, "could not " + what + ": " +
+                                                    std::string(xrl_error_name(error.code())) +
+                                                    " " + error.note());
+  }
+}
