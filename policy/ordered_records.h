@@ -25,17 +25,15 @@ template <typename Key, typename Record>
   return record == nullptr ? nullptr : record->get();
 }
 
-// Inserts the record that `make` answers as a std::unique_ptr, or null for a
-// refusal. 0, or -1 when there is one of that key already, `make` refuses or
-// memory runs out; then nothing has changed.
+// Inserts the record that `make` answers as a std::unique_ptr; of a record with
+// a number that may be null, for a refusal. 0, or -1 when there is one of that
+// key already, `make` refuses or memory runs out; then nothing has changed.
 template <typename Records, typename Key, typename Make>
 [[nodiscard]] int insert_record(Records& records, const Key& key, Make make) {
   const auto place = records.lower_bound(key);
   if (place != records.end() && place->first == key) return -1;
   return unless_out_of_memory([&] {
-    auto record = make();
-    if (record == nullptr) return -1;
-    records.emplace_hint(place, key, std::move(record));
+    records.emplace_hint(place, key, make());
     return 0;
   });
 }

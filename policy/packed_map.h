@@ -1,33 +1,31 @@
 // PackedMap: an ordered map of small values, plain ones or owning pointers, that
 // costs few bytes an entry and whose operations cost the logarithm of its size.
 //
-// The entries lie sorted in runs of at most RUN_CAPACITY, and the runs in
-// order in an array, each beside its first key: finding an entry is two binary
-// searches, of which only the second looks into a run, and changing one moves
-// part of one run. On a large map that is a few looks at cold memory, where a
-// tree of single entries takes one at every level. A run grows by half, so small maps stay small
-// and a growing map never takes more than half as much again as its entries; entries that come in
-// ascending or descending order fill their runs.
+// The entries lie sorted in runs of at most RUN_CAPACITY (PackedRun), and the
+// runs in order in an array, each beside its first key: finding an entry is two
+// binary searches, of which only the second looks into a run, and changing one
+// moves part of one run. On a large map that is a few looks at cold memory,
+// where a tree of single entries takes one at every level. A run grows by half,
+// so small maps stay small and a growing map never takes more than half as much
+// again as its entries; entries that come in ascending or descending order fill
+// their runs.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "policy/packed_run.h"
+
 template <typename Key, typename Value, typename Less = std::less<Key>>
 class PackedMap {
-  static_assert(std::is_trivially_copyable_v<Key> && std::is_nothrow_move_assignable_v<Value>);
-
  public:
-  // Runs leave the places that are free as they are.
-  struct Entry {  // NOLINT(cppcoreguidelines-pro-type-member-init)
-    Key key;
-    Value value;
+  struct Entry {
+    const Key& key;
+    const Value& value;
   };
   static constexpr std::uint32_t RUN_CAPACITY = 64;
 
@@ -40,15 +38,14 @@ class PackedMap {
   [[nodiscard]] bool empty() const { return _size == 0; }
   [[nodiscard]] std::size_t size() const { return _size; }
   // The entry with the smallest key; the map must not be empty.
-  [[nodiscard]] const Entry& front() const { return _first.entries[0]; }
+  [[nodiscard]] Entry front() const { return *begin(); }
 
   // Null when there is none. The value may be changed in place; the pointer
   // holds until the next insert or erase.
   [[nodiscard]] Value* find(const Key& key) {
     Run& run = run_at(run_for(key));
-    const std::uint32_t place = lower_bound(run, key);
-    if (place == run.size || Less()(key, run.entries[place].key)) return nullptr;
-    return &run.entries[place].value;
+    const std::uint32_t place = run.lower_bound(key, Less());
+    return is_at(run, place, key) ? run.values() + place : nullptr;
   }
   [[nodiscard]] const Value* find(const Key& key) const {
     return const_cast<PackedMap*>(this)->find(key);
@@ -59,16 +56,15 @@ class PackedMap {
   void insert(const Key& key, Value value) {
     const std::size_t index = run_for(key);
     Run& run = run_at(index);
-    const std::uint32_t place = lower_bound(run, key);
-    Entry entry{key, std::move(value)};
-    if (run.size < RUN_CAPACITY) {
-      run.insert(place, std::move(entry));
+    const std::uint32_t place = run.lower_bound(key, Less());
+    if (run.size() < RUN_CAPACITY) {
+      insert_with_room(run, place, key, std::move(value));
     } else if (place == RUN_CAPACITY) {
-      insert_after_full_run(index, std::move(entry));
+      insert_after_full_run(index, key, std::move(value));
     } else if (place == 0) {
-      insert_run(0, Run(1)).insert(0, std::move(entry));
+      insert_run(0, Run(1)).insert(0, key, std::move(value));
     } else {
-      split_and_insert(index, place, std::move(entry));
+      split_and_insert(index, place, key, std::move(value));
     }
     ++_size;
   }
@@ -77,13 +73,13 @@ class PackedMap {
   bool erase(const Key& key) noexcept {
     const std::size_t index = run_for(key);
     Run& run = run_at(index);
-    const std::uint32_t place = lower_bound(run, key);
-    if (place == run.size || Less()(key, run.entries[place].key)) return false;
+    const std::uint32_t place = run.lower_bound(key, Less());
+    if (!is_at(run, place, key)) return false;
     run.erase(place);
     --_size;
-    if (run.size == 0) {
+    if (run.size() == 0) {
       erase_run(index);
-    } else if (run.size <= RUN_CAPACITY / 4) {
+    } else if (run.size() <= RUN_CAPACITY / 4) {
       const bool merged = index > 0 && merge_with_next(index - 1);
       if (!merged && index < _others.size()) merge_with_next(index);
     }
@@ -103,50 +99,12 @@ class PackedMap {
   }
 
  private:
+  using Run = PackedRun<Key, Value>;
+
   // The room that a full run of `size` entries grows to.
   [[nodiscard]] static constexpr std::uint32_t larger_capacity(std::uint32_t size) {
     return std::min(RUN_CAPACITY, std::max(size + 1, size + size / 2));
   }
-
-  struct Run {
-    Run() = default;
-    explicit Run(std::uint32_t room)
-        : entries(std::make_unique_for_overwrite<Entry[]>(room)), capacity(room) {}
-
-    void insert(std::uint32_t place, Entry entry) {
-      if (size == capacity) {
-        Run larger(larger_capacity(size));
-        std::move(entries.get(), entries.get() + size, larger.entries.get());
-        entries = std::move(larger.entries);
-        capacity = larger.capacity;
-      }
-      std::move_backward(entries.get() + place, entries.get() + size, entries.get() + size + 1);
-      entries[place] = std::move(entry);
-      ++size;
-      note_first();
-    }
-    void erase(std::uint32_t place) noexcept {
-      std::move(entries.get() + place + 1, entries.get() + size, entries.get() + place);
-      --size;
-      entries[size].value = Value();
-      note_first();
-    }
-    // Moves the entries from `place` on to the end of `to`, which has room.
-    void move_tail(std::uint32_t place, Run& to) noexcept {
-      std::move(entries.get() + place, entries.get() + size, to.entries.get() + to.size);
-      to.size += size - place;
-      size = place;
-      to.note_first();
-    }
-    void note_first() noexcept {
-      if (size != 0) first_key = entries[0].key;
-    }
-
-    std::unique_ptr<Entry[]> entries;
-    std::uint32_t size = 0;
-    std::uint32_t capacity = 0;
-    Key first_key{};  // of entries[0], when there is one
-  };
 
   [[nodiscard]] Run& run_at(std::size_t index) { return index == 0 ? _first : _others[index - 1]; }
   [[nodiscard]] const Run& run_at(std::size_t index) const {
@@ -157,17 +115,13 @@ class PackedMap {
   [[nodiscard]] std::size_t run_for(const Key& key) const {
     const auto after = std::upper_bound(
         _others.begin(), _others.end(), key,
-        [](const Key& wanted, const Run& run) { return Less()(wanted, run.first_key); });
+        [](const Key& wanted, const Run& run) { return Less()(wanted, run.first_key()); });
     return static_cast<std::size_t>(after - _others.begin());
   }
 
-  // The place in `run` of the first entry that is not before `key`.
-  [[nodiscard]] static std::uint32_t lower_bound(const Run& run, const Key& key) {
-    const Entry* begin = run.entries.get();
-    const Entry* at = std::lower_bound(
-        begin, begin + run.size, key,
-        [](const Entry& entry, const Key& wanted) { return Less()(entry.key, wanted); });
-    return static_cast<std::uint32_t>(at - begin);
+  // Whether `place`, where `key` belongs in `run`, is where it is.
+  [[nodiscard]] static bool is_at(const Run& run, std::uint32_t place, const Key& key) {
+    return place < run.size() && !Less()(key, run.keys()[place]);
   }
 
   // Makes `run` the one at `index`.
@@ -192,16 +146,25 @@ class PackedMap {
     }
   }
 
-  void insert_after_full_run(std::size_t index, Entry entry) {
-    if (index < _others.size() && _others[index].size < RUN_CAPACITY) {
-      _others[index].insert(0, std::move(entry));
+  static void insert_with_room(Run& run, std::uint32_t place, const Key& key, Value value) {
+    if (run.size() == run.capacity()) {
+      Run larger(larger_capacity(run.size()));
+      run.move_tail(0, larger);
+      run = std::move(larger);
+    }
+    run.insert(place, key, std::move(value));
+  }
+
+  void insert_after_full_run(std::size_t index, const Key& key, Value value) {
+    if (index < _others.size() && _others[index].size() < RUN_CAPACITY) {
+      insert_with_room(_others[index], 0, key, std::move(value));
     } else {
-      insert_run(index + 1, Run(1)).insert(0, std::move(entry));
+      insert_run(index + 1, Run(1)).insert(0, key, std::move(value));
     }
   }
 
   // Neither half keeps more room than a run that grew to its size would have.
-  void split_and_insert(std::size_t index, std::uint32_t place, Entry entry) {
+  void split_and_insert(std::size_t index, std::uint32_t place, const Key& key, Value value) {
     constexpr std::uint32_t MIDDLE = RUN_CAPACITY / 2;
     Run lower(larger_capacity(MIDDLE));
     Run& upper = insert_run(index + 1, Run(larger_capacity(MIDDLE)));
@@ -210,9 +173,9 @@ class PackedMap {
     full.move_tail(0, lower);
     full = std::move(lower);
     if (place <= MIDDLE) {
-      full.insert(place, std::move(entry));
+      full.insert(place, key, std::move(value));
     } else {
-      upper.insert(place - MIDDLE, std::move(entry));
+      upper.insert(place - MIDDLE, key, std::move(value));
     }
   }
 
@@ -221,7 +184,7 @@ class PackedMap {
   bool merge_with_next(std::size_t index) noexcept {
     Run& lower = run_at(index);
     Run& upper = run_at(index + 1);
-    if (lower.size + upper.size > lower.capacity - lower.capacity / 4) return false;
+    if (lower.size() + upper.size() > lower.capacity() - lower.capacity() / 4) return false;
     upper.move_tail(0, lower);
     erase_run(index + 1);
     return true;
@@ -238,10 +201,12 @@ class PackedMap<Key, Value, Less>::const_iterator {
   using value_type = Entry;
   using difference_type = std::ptrdiff_t;
   const_iterator(const PackedMap* map, std::size_t run) : _map(map), _run(run) {}
-  const Entry& operator*() const { return _map->run_at(_run).entries[_place]; }
-  const Entry* operator->() const { return &**this; }
+  Entry operator*() const {
+    const Run& run = _map->run_at(_run);
+    return {run.keys()[_place], run.values()[_place]};
+  }
   const_iterator& operator++() {
-    if (++_place == _map->run_at(_run).size) {
+    if (++_place == _map->run_at(_run).size()) {
       ++_run;
       _place = 0;
     }

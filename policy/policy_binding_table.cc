@@ -33,10 +33,10 @@ template <typename Value>
 void PolicyBindingTable<Value>::clear() noexcept {
   for (auto at = _entries.begin(); at != _entries.end();) {
     // The entries of one ACL lie side by side and leave it together.
-    PolicyAclInfo& acl = at->value.rule->acl();
+    PolicyAclInfo& acl = (*at).value.rule->acl();
     std::uint32_t left = 0;
-    for (; at != _entries.end() && at->key.acl == acl.id(); ++at, ++left) {
-      --at->value.rule->_bindings;
+    for (; at != _entries.end() && (*at).key.acl == acl.id(); ++at, ++left) {
+      --(*at).value.rule->_bindings;
     }
     uncount_user(acl, left);
   }

@@ -22,10 +22,9 @@ class PolicyRuleInfo;
 template <typename Value>
 class PolicyBindingTable {
  public:
-  // Made in bulk by the map, which leaves free places as they are.
-  struct Binding {  // NOLINT(cppcoreguidelines-pro-type-member-init)
-    PolicyRuleInfo* rule;
-    Value value;
+  struct Binding {
+    PolicyRuleInfo* rule = nullptr;
+    Value value{};
   };
   using Entries = PackedMap<PolicyBindingKey, Binding>;
 

@@ -46,7 +46,6 @@ class PolicyRuleFields::const_iterator {
   using difference_type = std::ptrdiff_t;
   const_iterator(const std::uint8_t* at, std::size_t left) : _at(at), _left(left) { read(); }
   const Field& operator*() const { return _field; }
-  const Field* operator->() const { return &_field; }
   const_iterator& operator++() {
     --_left;
     read();
