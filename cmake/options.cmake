@@ -6,6 +6,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 option(POLICYD_BUILD_TESTS "Build the tests and benchmarks" ON)
 option(POLICYD_FUZZERS "Build the fuzz targets with libFuzzer (clang only)" OFF)
+option(POLICYD_COVERAGE "Count which lines and branches run (clang only)" OFF)
 set(POLICYD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined")
 
 if(NOT CMAKE_BUILD_TYPE)
@@ -20,6 +21,12 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 if(POLICYD_SANITIZE)
   add_compile_options(-fsanitize=${POLICYD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${POLICYD_SANITIZE})
+endif()
+if(POLICYD_COVERAGE)
+  # Counters that lie in their file, so that a process that is killed leaves its own, too.
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping
+    "SHELL:-mllvm -runtime-counter-relocation")
+  add_link_options(-fprofile-instr-generate)
 endif()
 if(POLICYD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)

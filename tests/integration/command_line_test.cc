@@ -84,6 +84,21 @@ TEST(CommandLine, TheProgramIsNamedByTheLastComponentOfItsPath) {
   }
 }
 
+TEST(CommandLine, AFaultThatEndsTheDaemonIsToldAndTheStatusIsZeroAllTheSame) {
+  ChildProcess::Options options = policyd({});
+  options.environment = {{"XRL_COOKIE_FILE", "/no/such/file"}};
+  ChildProcess process(options);
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(process.output(), "");
+  const std::vector<std::string> lines = log_lines(process.errors());
+  ASSERT_EQ(lines.size(), 1U) << process.errors();
+  EXPECT_TRUE(lines[0].starts_with("ERROR policyd[")) << lines[0];
+  EXPECT_TRUE(
+      lines[0].ends_with("xorp_catch_standard_exceptions: XorpException: cookie file "
+                         "'/no/such/file': No such file or directory."))
+      << lines[0];
+}
+
 // Gives the test a loopback network of its own, so that ports which are fixed
 // are free. Not every place allows it.
 bool enter_own_network() {

@@ -2,9 +2,12 @@
 
 #include <sys/resource.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <forward_list>
 #include <fstream>
+#include <new>
 #include <string>
 
 #include "tests/unit/policy/target_fixture.h"
@@ -50,6 +53,17 @@ class Reserve : public TargetFixture {
     return call("create_rule?acl:u32=10&rule:u32=" + std::to_string(rule) +
                 "&action:u32=0&flags:list=:u32=1,:u32=2&values:list=:txt=" + value +
                 ",:txt=" + value);
+  }
+
+  // What the rest of the process takes, which may draw on the reserve.
+  using Blocks = std::forward_list<std::array<char, 8192>>;
+  static Blocks take_all_memory() {
+    Blocks blocks;
+    try {
+      while (true) blocks.emplace_front();
+    } catch (const std::bad_alloc&) {
+      return blocks;
+    }
   }
 
   // Creates rules until one is refused; answers its number.
@@ -119,6 +133,23 @@ TEST_F(Reserve, IsTakenBackOnceThereIsMemoryAgain) {
         for (std::uint32_t rule = 0; rule < refused / 2; ++rule) {
           check(create_rule(rule) == OKAY, "create again");
         }
+        check(reserve.blocks_held() == MemoryReserve::BLOCKS, "not taken back");
+        std::_Exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Reserve, RefusesChangesOnceNotEvenHalfOfItCanBeHeld) {
+  EXPECT_EXIT(
+      {
+        const MemoryReserve reserve;
+        limit_memory(ROOM);
+        {
+          const Blocks taken = take_all_memory();
+          check(reserve.blocks_held() == 0, "something is left");
+          check(call("create_acl?acl:u32=1&type:u32=0") == "102 failed to create acl", "change");
+        }
+        check(call("create_acl?acl:u32=1&type:u32=0") == OKAY, "change once there is memory");
         check(reserve.blocks_held() == MemoryReserve::BLOCKS, "not taken back");
         std::_Exit(0);
       },

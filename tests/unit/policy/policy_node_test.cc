@@ -176,6 +176,13 @@ TEST_F(Daemon, RunsOnWhileAWithdrawalAwaitsItsReply) {
   EXPECT_FALSE(target().is_finder_vlan_registered());
 }
 
+TEST_F(Daemon, RunsOnAsLongAsItsTargetDoes) {
+  start();
+  EXPECT_EQ(_daemon->policy_node().shutdown(), 0);
+  EXPECT_TRUE(target().is_running());
+  EXPECT_TRUE(_daemon->is_running());
+}
+
 TEST_F(Daemon, WithNothingOutstandingItStopsAtOnce) {
   EXPECT_EQ(_daemon->shutdown(), 0);
   EXPECT_FALSE(_daemon->is_running());

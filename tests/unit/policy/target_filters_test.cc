@@ -1,3 +1,4 @@
+#include "policy/policy_replies.h"
 #include "tests/unit/policy/target_fixture.h"
 
 namespace {
@@ -14,6 +15,15 @@ class FilterCommands : public TargetFixture {
   PolicyPortInfo& _ge2;
   PolicyVlanInfo& _vlan;
 };
+
+TEST_F(FilterCommands, APortThatGoesWhileAllAreWalkedIsPassedOver) {
+  Texts walked;
+  policy_replies::for_every_port(tree(), [&](const PolicyPortInfo& port) {
+    walked.push_back(port.name());
+    EXPECT_EQ(tree().delete_port("ge2"), 0);
+  });
+  EXPECT_EQ(walked, Texts{"ge1"});
+}
 
 TEST_F(FilterCommands, SetBindsARuleToAPortAndToAVlan) {
   expect({{"set_port_packet_filter?ifname:txt=ge1&acl:u32=10&rule:u32=2", "100 "},
