@@ -8,6 +8,7 @@
 #include "bench/growth.h"
 #include "bench/measure.h"
 #include "bench/store_sections.h"
+#include "bench/yardstick.h"
 
 namespace {
 
@@ -27,6 +28,9 @@ struct Size {
 
 constexpr const char* COMMANDS[] = {"create_rule",  "delete_rule", "delete_acl",  "set_port_",
                                     "delete_port_", "set_vlan_",   "delete_vlan_"};
+// Behind them, of as many rules as there are: what no store can be faster than.
+constexpr const char* YARDSTICKS[] = {"(map erase)", "(read)"};
+constexpr std::size_t BYTES_OF_RULE = 192;
 
 // The n-th rule that is to be bound.
 std::uint32_t bound_rule(std::size_t n) {
@@ -49,7 +53,7 @@ void fill(PolicyTree& tree, const Size& size) {
   }
 }
 
-// Seconds that each of COMMANDS takes, the middle one of many on random
+// Seconds that each of COMMANDS and YARDSTICKS takes, the middle one of many on random
 // rules, ports and VLANs.
 std::vector<double> command_seconds(const Size& size) {
   DirectTarget target;
@@ -81,13 +85,15 @@ std::vector<double> command_seconds(const Size& size) {
   }
   std::vector<double> medians;
   for (const std::vector<double>& each : seconds) medians.push_back(median(each));
+  medians.push_back(seconds_of_map_erase(size.rules, BYTES_OF_RULE, SAMPLES));
+  medians.push_back(seconds_of_dependent_read(size.rules, BYTES_OF_RULE));
   return medians;
 }
 
 // A row of the table for each size, and the worst ratio per tenfold of what
 // `grows` names.
 bool print_growth(const std::vector<Size>& sizes, std::size_t Size::*grows, const char* name) {
-  std::vector<std::vector<double>> costs(std::size(COMMANDS));
+  std::vector<std::vector<double>> costs(std::size(COMMANDS) + std::size(YARDSTICKS));
   std::vector<std::size_t> grown;
   for (const Size& size : sizes) {
     const std::vector<double> seconds = in_fresh_process([&] { return command_seconds(size); });
@@ -101,10 +107,10 @@ bool print_growth(const std::vector<Size>& sizes, std::size_t Size::*grows, cons
   }
   double worst = 1;
   std::printf("ratio per tenfold ");
-  for (const std::vector<double>& each : costs) {
-    const double ratio = worst_ratio_per_tenfold(grown, each);
+  for (std::size_t column = 0; column < costs.size(); ++column) {
+    const double ratio = worst_ratio_per_tenfold(grown, costs[column]);
     std::printf(" %12.2f", ratio);
-    worst = std::max(worst, ratio);
+    if (column < std::size(COMMANDS)) worst = std::max(worst, ratio);
   }
   std::printf("\n%s, worst ratio %.2f (%s)\n\n", name, worst, at_most(worst, MOST_RATIO).c_str());
   std::fflush(stdout);
@@ -119,6 +125,7 @@ bool measure_growth(std::size_t largest) {
       "last VLAN\n%8s %9s",
       "rules", "bindings");
   for (const char* command : COMMANDS) std::printf(" %12s", command);
+  for (const char* yardstick : YARDSTICKS) std::printf(" %12s", yardstick);
   std::printf("\n");
   const std::size_t few = 8 * RECORDS;
   std::vector<Size> by_rules{{10, few}, {100, few}};
