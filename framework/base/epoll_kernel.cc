@@ -56,7 +56,8 @@ EpollKernel::EpollKernel()
   epoll_event event = event_for(_alarm, IoInterest::READ);
   // Told once each time it goes off, it need not be read.
   event.events |= EPOLLET;
-  XLOG_ASSERT(::epoll_ctl(_epoll, EPOLL_CTL_ADD, _alarm, &event) == 0, system_error(_alarm));
+  const int result = ::epoll_ctl(_epoll, EPOLL_CTL_ADD, _alarm, &event);
+  XLOG_ASSERT(result == 0, system_error(_alarm));
 }
 
 EpollKernel::~EpollKernel() {
@@ -108,8 +109,8 @@ std::size_t EpollKernel::wait(TimePoint until, std::span<IoReady> ready) {
 void EpollKernel::wake_by(TimePoint when) {
   if (when >= _alarm_at) return;
   const itimerspec time = once_at(when);
-  XLOG_ASSERT(::timerfd_settime(_alarm, TFD_TIMER_ABSTIME, &time, nullptr) == 0,
-              system_error(_alarm));
+  const int result = ::timerfd_settime(_alarm, TFD_TIMER_ABSTIME, &time, nullptr);
+  XLOG_ASSERT(result == 0, system_error(_alarm));
   _alarm_at = when;
 }
 
