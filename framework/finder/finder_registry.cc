@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
 #include "framework/finder/finder_names.h"
 #include "framework/xrl/nearest_name.h"
@@ -18,6 +19,12 @@ std::string quoted(std::string_view name) {
 
 XrlCmdError too_many(std::size_t limit, const char* what) {
   return XrlCmdError::COMMAND_FAILED("at most " + std::to_string(limit) + " " + what + ".");
+}
+
+auto what_is_queued_now(std::vector<FinderNotice>& notices) {
+  return UnlessKept([&notices, before = notices.size()] {
+    while (notices.size() > before) notices.pop_back();
+  });
 }
 
 }  // namespace
@@ -97,6 +104,9 @@ XrlCmdError FinderRegistry::register_target(FinderSession session, FinderTarget 
     return XrlCmdError::OKAY();
   }
   if (target == *s.target) return XrlCmdError::OKAY();
+  auto notices = what_is_queued_now(_notices);
+  tell_knowing(session);
+  notices.keep();
   disown_resolutions(session);
   _method_count += target.methods.size() - methods_before;
   s.target = std::move(target);
@@ -111,23 +121,29 @@ XrlCmdError FinderRegistry::deregister_target(FinderSession session,
 }
 
 void FinderRegistry::bear(FinderSession session, FinderTarget target) {
-  _classes.emplace(target.class_name, session);
+  auto notices = what_is_queued_now(_notices);
+  tell_interested(FinderNotice::Kind::BIRTH, target, session);
+  const auto by_class = _classes.emplace(target.class_name, session).first;
+  UnlessKept class_name([this, by_class] { _classes.erase(by_class); });
   _instances.emplace(target.instance_name, session);
+  class_name.keep();
+  notices.keep();
   _method_count += target.methods.size();
-  const FinderTarget& born = at(session).target.emplace(std::move(target));
-  tell_interested(FinderNotice::Kind::BIRTH, born);
+  at(session).target = std::move(target);
 }
 
 void FinderRegistry::bury(FinderSession session) {
+  Session& s = at(session);
+  auto notices = what_is_queued_now(_notices);
+  tell_knowing(session);
+  tell_interested(FinderNotice::Kind::DEATH, *s.target, session);
+  notices.keep();
   disown_resolutions(session);
   drop_interests(session);
-  Session& s = at(session);
-  const FinderTarget dead = std::move(*s.target);
+  _classes.erase(s.target->class_name);
+  _instances.erase(s.target->instance_name);
+  _method_count -= s.target->methods.size();
   s.target.reset();
-  _classes.erase(dead.class_name);
-  _instances.erase(dead.instance_name);
-  _method_count -= dead.methods.size();
-  tell_interested(FinderNotice::Kind::DEATH, dead);
 }
 
 std::optional<FinderSession> FinderRegistry::owner_of(std::string_view name) const {
@@ -195,8 +211,10 @@ XrlCmdError FinderRegistry::resolve(FinderSession session, std::string_view name
     if (_resolution_count >= finder_limits::MAX_RESOLUTIONS) {
       return too_many(finder_limits::MAX_RESOLUTIONS, "resolved targets of all sessions are kept");
     }
-    s.knows.insert(owner);
+    const auto known = s.knows.insert(owner).first;
+    UnlessKept knowledge([&s, known] { s.knows.erase(known); });
     at(owner).known_by.insert(session);
+    knowledge.keep();
     ++_resolution_count;
   }
   found = &*at(owner).target;
@@ -204,12 +222,16 @@ XrlCmdError FinderRegistry::resolve(FinderSession session, std::string_view name
 }
 
 // What was resolved of the session's target is no longer true.
-void FinderRegistry::disown_resolutions(FinderSession session) {
-  Session& s = at(session);
+void FinderRegistry::tell_knowing(FinderSession session) {
+  const Session& s = at(session);
   for (const FinderSession knowing : s.known_by) {
-    at(knowing).knows.erase(session);
     tell(knowing, FinderNotice::Kind::TARGET_DIED, *s.target);
   }
+}
+
+void FinderRegistry::disown_resolutions(FinderSession session) {
+  Session& s = at(session);
+  for (const FinderSession knowing : s.known_by) at(knowing).knows.erase(session);
   _resolution_count -= s.known_by.size();
   s.known_by.clear();
 }
@@ -245,22 +267,21 @@ XrlCmdError FinderRegistry::register_interest(FinderSession session, std::string
                                          quoted(method) + ".");
     }
   }
-  if (!s.interests.contains(class_name)) {
-    if (s.interests.size() >= finder_limits::MAX_INTERESTS_PER_SESSION) {
-      return too_many(finder_limits::MAX_INTERESTS_PER_SESSION,
-                      "classes can be of interest to a target");
-    }
-    if (_interest_count >= finder_limits::MAX_INTERESTS) {
-      return too_many(finder_limits::MAX_INTERESTS, "interests of all targets can be registered");
-    }
-    s.interests.emplace(class_name);
-    _interested[std::string(class_name)].insert(session);
-    ++_interest_count;
+  const bool is_new = !s.interests.contains(class_name);
+  if (is_new && s.interests.size() >= finder_limits::MAX_INTERESTS_PER_SESSION) {
+    return too_many(finder_limits::MAX_INTERESTS_PER_SESSION,
+                    "classes can be of interest to a target");
   }
+  if (is_new && _interest_count >= finder_limits::MAX_INTERESTS) {
+    return too_many(finder_limits::MAX_INTERESTS, "interests of all targets can be registered");
+  }
+  auto notices = what_is_queued_now(_notices);
   const auto living = _classes.find(class_name);
   if (living != _classes.end()) {
     tell(session, FinderNotice::Kind::BIRTH, *at(living->second).target);
   }
+  if (is_new) add_interest(session, class_name);
+  notices.keep();
   return answer;
 }
 
@@ -277,6 +298,20 @@ XrlCmdError FinderRegistry::deregister_interest(FinderSession session, std::stri
   s.interests.erase(interest);
   remove_interested(class_name, session);
   return answer;
+}
+
+void FinderRegistry::add_interest(FinderSession session, std::string_view class_name) {
+  Session& s = at(session);
+  const auto interest = s.interests.emplace(class_name).first;
+  UnlessKept of_session([&s, interest] { s.interests.erase(interest); });
+  const auto interested = _interested.try_emplace(std::string(class_name)).first;
+  UnlessKept of_class([this, interested] {
+    if (interested->second.empty()) _interested.erase(interested);
+  });
+  interested->second.insert(session);
+  of_class.keep();
+  of_session.keep();
+  ++_interest_count;
 }
 
 void FinderRegistry::drop_interests(FinderSession session) {
@@ -305,10 +340,13 @@ std::vector<FinderInterest> FinderRegistry::interests() const {
 
 // ----------------------------------------------------------------- notices
 
-void FinderRegistry::tell_interested(FinderNotice::Kind kind, const FinderTarget& about) {
+void FinderRegistry::tell_interested(FinderNotice::Kind kind, const FinderTarget& about,
+                                     FinderSession but) {
   const auto interested = _interested.find(about.class_name);
   if (interested == _interested.end()) return;
-  for (const FinderSession session : interested->second) tell(session, kind, about);
+  for (const FinderSession session : interested->second) {
+    if (session != but) tell(session, kind, about);
+  }
 }
 
 void FinderRegistry::tell(FinderSession to, FinderNotice::Kind kind, const FinderTarget& about) {

@@ -97,6 +97,8 @@ struct FinderInterest {
   bool operator==(const FinderInterest&) const = default;
 };
 
+// An operation that throws std::bad_alloc has changed nothing, with one exception:
+// where another target was to take the place of a session's, that one is dead.
 class FinderRegistry {
  public:
   // `own` is the finder's own target: it can be found like any other, and
@@ -167,11 +169,14 @@ class FinderRegistry {
 
   void bear(FinderSession session, FinderTarget target);
   void bury(FinderSession session);
+  void tell_knowing(FinderSession session);
   void disown_resolutions(FinderSession session);
   void forget_resolutions(FinderSession session);
+  void add_interest(FinderSession session, std::string_view class_name);
   void drop_interests(FinderSession session);
   void remove_interested(std::string_view class_name, FinderSession session);
-  void tell_interested(FinderNotice::Kind kind, const FinderTarget& about);
+  // All but one session.
+  void tell_interested(FinderNotice::Kind kind, const FinderTarget& about, FinderSession but);
   void tell(FinderSession to, FinderNotice::Kind kind, const FinderTarget& about);
 
   static constexpr FinderSession OWN{0};
