@@ -13,9 +13,12 @@
 
 class MemoryReserve {
  public:
-  // In blocks, so that part of it can be drawn and taken back.
+  // In blocks, so that part of it can be drawn and taken back; together enough
+  // to read and to refuse a request whose text is as long as a text may be.
+  // They are not touched as long as they are held, so they take address space
+  // and hardly any memory.
   static constexpr std::size_t BLOCKS = 32;
-  static constexpr std::size_t BLOCK_BYTES = std::size_t{32} * 1024;
+  static constexpr std::size_t BLOCK_BYTES = std::size_t{256} * 1024;
 
   // Takes what it can get, and is the process's new-handler as long as it
   // lives. One at a time.

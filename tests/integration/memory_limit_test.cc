@@ -1,8 +1,9 @@
 // policyd where memory is short: what does not fit is refused, what was
-// acknowledged stays. What is asked is well below what it keeps back for
-// answering; a request that does not fit into that loses its connection.
+// acknowledged stays. What is asked fits into what it keeps back for answering;
+// a request that does not loses its connection.
 #include <sys/resource.h>
 
+#include "framework/xrl/limits.h"
 #include "framework/xrl/xrl_args.h"
 #include "tests/integration/real_daemon.h"
 
@@ -111,6 +112,15 @@ TEST_F(MemoryLimit, AnAnswerThatDoesNotFitIsRefused) {
     hold({{"delete_acl?acl:u32=" + acl, "100"}});
   }
   hold({{"get_acls", "100 acls:list=:u32=1&types:list=:u32=1&descriptions:list=:txt="}});
+}
+
+TEST_F(MemoryLimit, ARuleAsLargeAsATextMayBeIsRefusedAsAnyOther) {
+  // Whatever else has found room in between.
+  constexpr std::uint32_t LARGEST = xrl_limits::MAX_TEXT_BYTES;
+  for (const std::uint32_t bytes : {LARGEST, 50000U, LARGEST, 2000U, LARGEST}) {
+    fill(bytes, bytes, 5000);
+  }
+  expect_rule(50000, 50000);
 }
 
 TEST_F(MemoryLimit, ItLeavesInOrderAlsoWhenMemoryHasRunOut) {
