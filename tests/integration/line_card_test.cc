@@ -1,9 +1,12 @@
 // A class-of-service mapping on its way to the line cards of a real chassis.
 #include <algorithm>
+#include <csignal>
 #include <memory>
 
 #include "chassis/interfaces/lcmgr_tgt.h"
 #include "chassis/switch_target.h"
+#include "framework/xrl/limits.h"
+#include "framework/xrl/xrl_args.h"
 #include "tests/integration/real_daemon.h"
 #include "tests/integration/router_holder.h"
 
@@ -136,6 +139,28 @@ TEST_F(LineCards, ACardThatIsNotThereLeavesTheMapAndAWarning) {
   hold({{"set_cos_mapping?priorities:list=:u32=0&queues:list=:u32=5", "100"}});
   EXPECT_EQ(take_warnings(1), Lines{UNCONFIRMED});
   hold({{MAPPING + ":u32=0", "100 queues:list=:u32=2"}});
+}
+
+TEST_F(LineCards, ACardThatLeavesTooManyRequestsUnansweredFailsTheCommandThatSendsMore) {
+  start_all(R"({"interfaces": [{"name": "eth-0/1/1"}], "vlans": [20]})");
+  plane.chassis->signal(SIGSTOP);
+  XrlAtomList priorities;
+  XrlAtomList queues;
+  for (std::size_t i = 0; i <= xrl_limits::MAX_REQUESTS_IN_FLIGHT; ++i) {
+    priorities.append(1U);
+    queues.append(6U);
+  }
+  XrlArgs mapping;
+  mapping.add({"priorities", priorities});
+  mapping.add({"queues", queues});
+  hold({{"set_cos_mapping?" + mapping.str(), "102 failed to set cos mapping."},
+        {MAPPING + ":u32=1", "100 queues:list=:u32=0"}});
+  EXPECT_EQ(take_warnings(1), Lines{"WARNING policyd POLICY +LINE xrl_policy_target "
+                                    "policy_config_0_1_set_cos_mapping: Failed to send xrl to "
+                                    "lcmgr021."});
+  // What was sent before is not recalled.
+  plane.chassis->signal(SIGCONT);
+  EXPECT_TRUE(until_answered(MAPPING + ":u32=1", "100 queues:list=:u32=6"));
 }
 
 TEST_F(LineCards, OneCardThatConfirmsIsEnoughForTheMap) {
