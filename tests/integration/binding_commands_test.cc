@@ -278,4 +278,18 @@ TEST_F(Remarks, ThePortsOwnValueIsKept) {
         {"get_port_cos_value?ifname:txt=vlan-if", "100 value:u32=0"}});
 }
 
+class WithoutPorts : public RealDaemon {
+ protected:
+  void SetUp() override { start_without_switch(); }
+};
+
+TEST_F(WithoutPorts, TheCommandsOnAllOfThemAnswerOkay) {
+  hold({{"set_all_ports_packet_filter?acl:u32=1&rule:u32=1", "100"},
+        {"delete_all_ports_packet_filter?acl:u32=1&rule:u32=1", "100"},
+        {"clear_all_packet_filters", "100"},
+        {"remark_all_port_priority?acl_id:u32=1&rule_id:u32=1&kind:u32=0&value:u32=0", "100"},
+        {"unremark_all_port_priority?acl_id:u32=1&rule_id:u32=1", "100"},
+        {"clear_all_port_remark", "100"}});
+}
+
 }  // namespace
