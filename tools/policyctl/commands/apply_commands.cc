@@ -108,16 +108,24 @@ ExitStatus apply_text(const Context& context, const SourceText& source, const st
   Wanted wanted = want(std::move(read), present, options.unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
   const Plan plan(present, std::move(wanted.target));
-  ChangeOptions change{what, new_change_id(), 0};
-  if (options.confirm_s > 0 && !plan.empty()) {
-    change.confirm_by = std::time(nullptr) + options.confirm_s;
+  return print_report(
+      context, what,
+      change_to_confirm(context, *session, directory, plan, {what, options.confirm_s}));
+}
+
+ChangeReport change_to_confirm(const Context& context, SwitchSession& session,
+                               const StateDirectory& directory, const Plan& plan,
+                               const ChangeToConfirm& what) {
+  ChangeOptions change{what.name, new_change_id(), 0};
+  if (what.confirm_s > 0 && !plan.empty()) {
+    change.confirm_by = std::time(nullptr) + what.confirm_s;
     leave_guard(context, change.id, change.confirm_by);
   }
-  ChangeReport report = change_switch(context, *session, directory, plan, change);
+  ChangeReport report = change_switch(context, session, directory, plan, change);
   if (change.confirm_by > 0 && report.problem.empty()) {
-    report.advice = confirmation_advice(options.confirm_s);
+    report.advice = confirmation_advice(what.confirm_s);
   }
-  return print_report(context, what, report);
+  return report;
 }
 
 ExitStatus confirm_command(const Context& context) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/policyctl/commands/change_switch.h"
 #include "tools/policyctl/commands/context.h"
 #include "tools/policyctl/plan/complete.h"
 
@@ -23,6 +24,16 @@ ExitStatus apply_command(const Context& context, const ApplyOptions& options);
 // Applies text that comes from elsewhere; `what` names it in messages.
 ExitStatus apply_text(const Context& context, const SourceText& source, const std::string& what,
                       const ApplyOptions& options);
+
+struct ChangeToConfirm {
+  std::string name;             // "apply edge.conf"
+  std::uint32_t confirm_s = 0;  // 0: needs no confirmation
+};
+// Like change_switch(), and leaves a process behind that undoes the change unless
+// it is confirmed in time. Throws Failure REFUSED when there can be none.
+[[nodiscard]] ChangeReport change_to_confirm(const Context& context, SwitchSession& session,
+                                             const StateDirectory& directory, const Plan& plan,
+                                             const ChangeToConfirm& what);
 
 // Keeps a change that waits for its confirmation.
 ExitStatus confirm_command(const Context& context);

@@ -5,7 +5,6 @@
 #include <ostream>
 #include <utility>
 
-#include "framework/base/exceptions.h"
 #include "framework/xrl/finder_constants.h"
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/commands/apply_commands.h"
@@ -240,22 +239,6 @@ class CommandLineMaker {
   std::shared_ptr<Given> _given;
 };
 
-int end_with(const Context& context, const Failure& failure) {
-  context.out << std::flush;
-  if (context.json) {
-    print_json(context.out, failure_json(failure));
-  } else {
-    context.err << "policyctl: " << failure.what() << '\n';
-    std::string_view advice = failure.advice();
-    while (!advice.empty()) {
-      const std::string_view line = advice.substr(0, advice.find('\n'));
-      context.err << "  " << line << '\n';
-      advice.remove_prefix(std::min(advice.size(), line.size() + 1));
-    }
-  }
-  return static_cast<int>(failure.status());
-}
-
 // The command, or the option of it or of all, that was probably meant.
 std::string nearest_word(const CLI::App& app, const std::string& wrong) {
   NearestName nearest(wrong);
@@ -308,15 +291,7 @@ int run_command_line(Context& context, int argc, const char* const* argv) {
     context.out << (chosen.empty() ? *line->app : *chosen.front()).help();
     return 0;
   } catch (const CLI::ParseError& error) {
-    return end_with(context, usage_failure(*line->app, error));
+    return static_cast<int>(report_failure(context, usage_failure(*line->app, error)));
   }
-  try {
-    return static_cast<int>(line->run(context));
-  } catch (const Failure& failure) {
-    return end_with(context, failure);
-  } catch (const XorpException& problem) {
-    return end_with(context, Failure(ExitStatus::REFUSED, problem.str()));
-  } catch (const std::exception& problem) {
-    return end_with(context, Failure(ExitStatus::REFUSED, problem.what()));
-  }
+  return static_cast<int>(run_reporting(context, [&] { return line->run(context); }));
 }

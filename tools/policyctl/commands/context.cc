@@ -1,11 +1,14 @@
 #include "tools/policyctl/commands/context.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <string_view>
 
+#include "framework/base/exceptions.h"
 #include "tools/policyctl/json/json_output.h"
 
 namespace {
@@ -48,6 +51,34 @@ ExitStatus report_faults(const Context& context, const SourceText& source,
     context.err << source.name << ": " << counted(faults.size(), "fault") << ".\n";
   }
   return ExitStatus::BAD_FILE;
+}
+
+ExitStatus report_failure(const Context& context, const Failure& failure) {
+  context.out << std::flush;
+  if (context.json) {
+    print_json(context.out, failure_json(failure));
+    return failure.status();
+  }
+  context.err << "policyctl: " << failure.what() << '\n';
+  std::string_view advice = failure.advice();
+  while (!advice.empty()) {
+    const std::string_view line = advice.substr(0, advice.find('\n'));
+    context.err << "  " << line << '\n';
+    advice.remove_prefix(std::min(advice.size(), line.size() + 1));
+  }
+  return failure.status();
+}
+
+ExitStatus run_reporting(const Context& context, const std::function<ExitStatus()>& run) {
+  try {
+    return run();
+  } catch (const Failure& failure) {
+    return report_failure(context, failure);
+  } catch (const XorpException& problem) {
+    return report_failure(context, Failure(ExitStatus::REFUSED, problem.str()));
+  } catch (const std::exception& problem) {
+    return report_failure(context, Failure(ExitStatus::REFUSED, problem.what()));
+  }
 }
 
 std::string counted(std::size_t count, const std::string& thing) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -34,6 +35,11 @@ void write_file(const std::string& file, const std::string& text);
 // Prints the faults and answers BAD_FILE.
 ExitStatus report_faults(const Context& context, const SourceText& source,
                          const std::vector<Fault>& faults);
+
+// As text or JSON, and answers its status.
+ExitStatus report_failure(const Context& context, const Failure& failure);
+// Answers what `run` answers, or reports what it throws and answers that.
+ExitStatus run_reporting(const Context& context, const std::function<ExitStatus()>& run);
 
 // "1 rule", "3 rules".
 [[nodiscard]] std::string counted(std::size_t count, const std::string& thing);

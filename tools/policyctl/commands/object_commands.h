@@ -2,24 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "tools/policyctl/commands/context.h"
-#include "tools/policyctl/language/configuration.h"
-
-// A thing of the switch as a command line names it: "acl 10", "acl 10 rule 1",
-// "time-range night".
-struct ObjectName {
-  std::optional<std::uint32_t> acl;
-  std::optional<std::uint32_t> rule;  // of the list
-  std::string time_range;             // when there is no list
-
-  [[nodiscard]] std::string name() const;
-};
-// Throws Failure USAGE, saying what is wrong.
-[[nodiscard]] ObjectName parse_object(const std::vector<std::string>& words);
+#include "tools/policyctl/commands/object_uses.h"
 
 // Every interface, VLAN and remark that holds the list or the rule. Exits
 // REFUSED when there is no such list or rule.

@@ -82,6 +82,11 @@ bool expect_of(const Statement& statement, std::span<const Word> words, Expected
 
 }  // namespace
 
+bool expect_after(const std::vector<PatternElement>& pattern, std::span<const Word> words,
+                  Expected& expected) {
+  return expect_elements(pattern, 0, words, expected);
+}
+
 Expected expected_after(StatementContext context, std::span<const Word> words) {
   Expected expected;
   std::size_t open = 0;

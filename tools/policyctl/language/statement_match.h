@@ -63,6 +63,10 @@ struct Expected {
   const Statement* statement = nullptr;  // null while several are possible
 };
 [[nodiscard]] Expected expected_after(StatementContext context, std::span<const Word> words);
+// Adds what may follow `words` in one pattern without match fields. False when
+// they are not its beginning.
+bool expect_after(const std::vector<PatternElement>& pattern, std::span<const Word> words,
+                  Expected& expected);
 
 // The number that a word is, if it is one.
 [[nodiscard]] std::optional<std::uint32_t> decimal_number(std::string_view text);

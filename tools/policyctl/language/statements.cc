@@ -42,6 +42,11 @@ constexpr std::array ARGUMENTS{
     text("NAME", "name of a time range", LiveNames::TIME_RANGES),
     text("INTERFACE", "name of a port or aggregate", LiveNames::INTERFACES),
     text("TEXT", "text, in double quotes when it has blanks"),
+    // Of commands, not of statements.
+    number("N", 1, ANY, "number of a checkpoint; 1 is the newest"),
+    number("SECONDS", 1, 86400, "time to confirm a change in"),
+    text("FILE", "name of a file", LiveNames::FILES),
+    text("TOPIC", "a command, a statement or a match field"),
 };
 
 using enum StatementContext;
@@ -121,6 +126,8 @@ const Argument* find_argument(std::string_view name) {
   return at;
 }
 
+}  // namespace
+
 std::vector<PatternElement> parse_pattern(std::string_view pattern) {
   std::vector<PatternElement> elements;
   while (!pattern.empty()) {
@@ -141,8 +148,6 @@ std::vector<PatternElement> parse_pattern(std::string_view pattern) {
   }
   return elements;
 }
-
-}  // namespace
 
 std::span<const Statement> statements() {
   return STATEMENTS;

@@ -14,8 +14,8 @@
 class StatementEntry;
 struct StatementValues;
 
-// What there is on a switch that an argument may name.
-enum class LiveNames : std::uint8_t { NONE, ACLS, RULES, TIME_RANGES, INTERFACES, VLANS };
+// What there is, on a switch or beside it, that an argument may name.
+enum class LiveNames : std::uint8_t { NONE, ACLS, RULES, TIME_RANGES, INTERFACES, VLANS, FILES };
 
 enum class ArgumentSyntax : std::uint8_t {
   NUMBER,  // decimal, `lowest` to `highest`
@@ -79,6 +79,9 @@ struct PatternElement {
 [[nodiscard]] std::span<const Statement> statements();
 [[nodiscard]] const Statement& statement(StatementId id);
 [[nodiscard]] const std::vector<PatternElement>& pattern_of(const Statement& statement);
+// The elements of another pattern, which must outlive them; its arguments must be
+// of the table.
+[[nodiscard]] std::vector<PatternElement> parse_pattern(std::string_view pattern);
 
 // How an argument is written: "0..7", "on, off".
 [[nodiscard]] std::string argument_syntax(const Argument& argument);

@@ -1,0 +1,47 @@
+// A list, a rule or a time range as people name it, and who uses it.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/language/configuration.h"
+#include "tools/policyctl/plan/plan.h"
+
+// "acl 10", "acl 10 rule 1", "time-range night".
+struct ObjectName {
+  std::optional<std::uint32_t> acl;
+  std::optional<std::uint32_t> rule;  // of the list
+  std::string time_range;             // when there is no list
+
+  [[nodiscard]] std::string name() const;
+};
+// Throws Failure USAGE, saying what is wrong.
+[[nodiscard]] ObjectName parse_object(const std::vector<std::string>& words);
+// What may be named, as advice.
+extern const char* const OBJECT_FORMS;
+
+// Throws Failure REFUSED when there is none; `place` is where it was looked for:
+// "on the switch".
+void require_object(const ObjectName& object, const Configuration& configuration,
+                    const std::string& place);
+
+// One binding of a list or rule.
+struct Use {
+  RecordName record;
+  RuleKey key;
+  std::optional<Remark> remark;  // none: a filter
+};
+// They refer to `configuration`.
+[[nodiscard]] std::vector<Use> uses_of(const ObjectName& object,
+                                       const Configuration& configuration);
+void print_uses(std::ostream& out, const std::vector<Use>& uses);
+[[nodiscard]] Json uses_json(const ObjectName& object, const std::vector<Use>& uses);
+
+// Takes away every binding of a list or rule.
+void unbind_object(const ObjectName& object, Configuration& configuration);
+// It must be there.
+void remove_object(const ObjectName& object, Configuration& configuration);
