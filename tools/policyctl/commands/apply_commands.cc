@@ -96,7 +96,7 @@ ExitStatus apply_command(const Context& context, const ApplyOptions& options) {
   return apply_text(context, read_source(options.file), "apply " + options.file, options);
 }
 
-ExitStatus apply_text(const Context& context, const SourceText& source, const std::string& what,
+ExitStatus apply_text(const Context& context, SourceText source, const std::string& what,
                       const ApplyOptions& options) {
   ReadConfiguration read = read_configuration(source.text);
   if (!read.faults.empty()) return report_faults(context, source, read.faults);
@@ -107,6 +107,7 @@ ExitStatus apply_text(const Context& context, const SourceText& source, const st
   const Configuration present = read_switch(*session, SwitchParts::all());
   Wanted wanted = want(std::move(read), present, options.unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
+  source.text = std::string();
   const Plan plan(present, std::move(wanted.target));
   return print_report(
       context, what,

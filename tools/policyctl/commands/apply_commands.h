@@ -22,7 +22,7 @@ struct ApplyOptions {
 ExitStatus apply_command(const Context& context, const ApplyOptions& options);
 
 // Applies text that comes from elsewhere; `what` names it in messages.
-ExitStatus apply_text(const Context& context, const SourceText& source, const std::string& what,
+ExitStatus apply_text(const Context& context, SourceText source, const std::string& what,
                       const ApplyOptions& options);
 
 struct ChangeToConfirm {

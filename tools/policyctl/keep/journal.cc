@@ -14,15 +14,16 @@
 //     policyd policy-0f0e0d0c0b0a0908
 //     what "apply edge.conf"
 //     confirm-by 0
-//     before 123        (bytes of text that follow)
+//     before 000000000123      (bytes of text that follow)
 //     ...
-//     after 456
+//     after 000000000456
 //     ...
 //     end
 namespace {
 
 constexpr const char* FILE_NAME = "journal";
 constexpr std::string_view HEAD = "policyctl journal 1\n";
+constexpr std::size_t MOST_EXPECTED_BYTES = std::size_t{64} << 20U;
 
 [[noreturn]] void refuse_damage(const StateDirectory& directory) {
   throw Failure(ExitStatus::BAD_FILE,
@@ -76,21 +77,34 @@ class JournalText {
   std::string_view _rest;
 };
 
-void append_configuration(std::string& text, const char* key, const Configuration& configuration) {
-  const std::string written = write_configuration(configuration, Bare::WRITTEN);
-  text += std::string(key) + " " + std::to_string(written.size()) + "\n" + written;
+// Sizes have a fixed width, so that they can be filled in afterwards.
+constexpr int SIZE_DIGITS = 12;
+
+void append_part(std::string& text, const char* key, const Configuration& configuration) {
+  text += key;
+  text += ' ';
+  const std::size_t size_at = text.size();
+  text.append(SIZE_DIGITS, '0');
+  text += '\n';
+  const std::size_t begin = text.size();
+  append_configuration(text, configuration, Bare::WRITTEN);
+  const std::string size = std::to_string(text.size() - begin);
+  text.replace(size_at + SIZE_DIGITS - size.size(), size.size(), size);
 }
 
 }  // namespace
 
 void write_journal(const StateDirectory& directory, const Journal& journal) {
-  std::string text(HEAD);
+  std::string text;
+  // What is not used of it takes no memory; growing by copying would.
+  text.reserve(MOST_EXPECTED_BYTES);
+  text += HEAD;
   text += "id " + journal.id + "\n";
   text += "policyd " + journal.policyd + "\n";
   text += "what " + as_quoted_word(journal.what) + "\n";
   text += "confirm-by " + std::to_string(journal.confirm_by) + "\n";
-  append_configuration(text, "before", journal.touched.before);
-  append_configuration(text, "after", journal.touched.after);
+  append_part(text, "before", journal.touched.before);
+  append_part(text, "after", journal.touched.after);
   text += "end\n";
   directory.write(FILE_NAME, text);
 }
@@ -110,6 +124,13 @@ std::optional<Journal> read_journal(const StateDirectory& directory) {
   journal.touched.after = rest.configuration("after");
   rest.end();
   return journal;
+}
+
+void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by) {
+  std::optional<Journal> journal = read_journal(directory);
+  if (!journal) return;
+  journal->confirm_by = confirm_by;
+  write_journal(directory, *journal);
 }
 
 void remove_journal(const StateDirectory& directory) {

@@ -21,6 +21,8 @@ struct Journal {
 
 // Throws Failure REFUSED when the disk does not take it.
 void write_journal(const StateDirectory& directory, const Journal& journal);
+// Says that the change is carried out whole and by when it must be confirmed.
+void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by);
 // None when no change is under way. Throws Failure when it is damaged.
 [[nodiscard]] std::optional<Journal> read_journal(const StateDirectory& directory);
 void remove_journal(const StateDirectory& directory);

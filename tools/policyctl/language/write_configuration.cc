@@ -189,8 +189,7 @@ std::string cos_mapping_statement(std::uint32_t priority, std::uint32_t queue) {
   return written(StatementId::COS_MAPPING, {Given(priority), Given(queue)});
 }
 
-std::string write_configuration(const Configuration& configuration, Bare bare) {
-  std::string text;
+void append_configuration(std::string& text, const Configuration& configuration, Bare bare) {
   append_class_of_service(text, configuration.cos);
   for (const auto& [name, range] : configuration.time_ranges) {
     text += time_range_statement(name, range) + '\n';
@@ -209,5 +208,10 @@ std::string write_configuration(const Configuration& configuration, Bare bare) {
   for (const auto& [id, bindings] : configuration.vlans) {
     append_bindings(text, vlan_statement(id), bindings, bare);
   }
+}
+
+std::string write_configuration(const Configuration& configuration, Bare bare) {
+  std::string text;
+  append_configuration(text, configuration, bare);
   return text;
 }

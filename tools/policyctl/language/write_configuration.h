@@ -13,6 +13,8 @@ enum class Bare { LEFT_OUT, WRITTEN };
 
 [[nodiscard]] std::string write_configuration(const Configuration& configuration,
                                               Bare bare = Bare::LEFT_OUT);
+// The same, behind what `text` holds already.
+void append_configuration(std::string& text, const Configuration& configuration, Bare bare);
 
 // Single statements, without indentation and line break.
 [[nodiscard]] std::string acl_statement(std::uint32_t number, const Acl& acl);
