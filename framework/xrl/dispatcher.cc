@@ -84,6 +84,10 @@ XrlFilterAction XrlDispatcher::dispatch(XrlConnection& from, const xrl_frame::Re
   }
   if (_filter) [[unlikely]] {
     const XrlFilterAction action = _filter(*command);
+    if (action == XrlFilterAction::REFUSE) {
+      xrl_frame::append_error_reply(out, request.sequence, XrlError::COMMAND_FAILED("refused."));
+      return XrlFilterAction::HANDLE;
+    }
     if (action != XrlFilterAction::HANDLE) return action;
   }
   // Back to what it was, also when the handler is left by an exception.

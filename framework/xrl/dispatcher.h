@@ -12,8 +12,9 @@
 class XrlConnection;
 
 // What to do with a request before its handler sees it; for a target that is
-// to play dead. IGNORE leaves it unanswered, CLOSE closes its connection.
-enum class XrlFilterAction : std::uint8_t { HANDLE, IGNORE, CLOSE };
+// to play dead. IGNORE leaves it unanswered, CLOSE closes its connection, REFUSE
+// answers COMMAND_FAILED "refused.".
+enum class XrlFilterAction : std::uint8_t { HANDLE, IGNORE, CLOSE, REFUSE };
 
 class XrlDispatcher {
  public:

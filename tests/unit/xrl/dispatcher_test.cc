@@ -63,6 +63,12 @@ TEST_F(Dispatcher, AnswersAHandlerThatRunsOutOfMemory) {
   EXPECT_EQ(dispatcher.current(), nullptr);
 }
 
+TEST_F(Dispatcher, RefusesWhatItsFilterRefuses) {
+  dispatcher.set_filter([](const XrlCmdMap::Command&) { return XrlFilterAction::REFUSE; });
+  EXPECT_EQ(dispatch_forget(), XrlFilterAction::HANDLE);
+  EXPECT_EQ(reply_at(0), "7 102 refused.");
+}
+
 TEST_F(Dispatcher, KeepsTheRepliesBeforeTheOneThatMemoryDidNotSufficeFor) {
   out.append("earlier", 7);
   dispatch_forget();

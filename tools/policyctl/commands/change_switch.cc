@@ -20,6 +20,9 @@ namespace {
 constexpr int UNDO_ATTEMPTS = 3;
 // How long a switch that stopped answering is given to say how things stand.
 constexpr auto LAST_WORD = std::chrono::milliseconds(500);
+// A mapping that line cards were told before the one that undoes it is confirmed
+// before it, too: what reads back for this long is the later one.
+constexpr auto SETTLED_AFTER = std::chrono::milliseconds(50);
 
 constexpr const char* RECOVER = "Run 'policyctl recover' to undo it once the switch answers.";
 
@@ -33,14 +36,33 @@ std::string as_it_was(const Undo& undone) {
   return text + ".";
 }
 
+std::string queues_text(const Queues& wanted, const Queues& differs) {
+  std::string text;
+  for (const auto& [priority, queue] : differs) {
+    text += (text.empty() ? " priority " : ", priority ") + std::to_string(priority) +
+            " reads back as queue " + std::to_string(queue) + ", not " +
+            std::to_string(wanted.at(priority));
+  }
+  return text + ".";
+}
+
 // One attempt; throws Failure.
-Undo undo_once(SwitchSession& session, const Touched& touched) {
+ChangeReport undo_once(SwitchSession& session, const Touched& touched, Mapping mapping) {
   const Configuration now = read_switch(session, SwitchParts::all());
-  Undo undone = undo(touched, now);
-  const Plan plan(now, undone.target);
+  const Undo undone = undo(touched, now);
+  const Plan plan(now, undone.target, mapping);
   RunResult result = run_plan(session, plan, [](std::size_t, std::size_t) {});
   if (result.failure) throw Failure(std::move(*result.failure));
-  return undone;
+  ChangeReport report;
+  report.outcome = as_it_was(undone);
+  if (mapping == Mapping::WHEN_IT_CHANGES) return report;
+  const Queues& wanted = undone.target.cos.mapping;
+  report.mapping_differs = wait_for_mapping(session, wanted, session.patience(), SETTLED_AFTER);
+  if (report.mapping_differs.empty()) return report;
+  report.status = ExitStatus::TIMED_OUT;
+  report.outcome = "Everything was undone, but the line cards have not confirmed the mapping:" +
+                   queues_text(wanted, report.mapping_differs);
+  return report;
 }
 
 ChangeReport not_undone(const Failure& failure) {
@@ -53,11 +75,12 @@ ChangeReport not_undone(const Failure& failure) {
 }
 
 ChangeReport undo_at_the_same_daemon(SwitchSession& session, const StateDirectory& directory,
-                                     const Journal& journal) {
+                                     const Journal& journal, bool mapping_was_sent) {
+  const bool tells_line_cards = mapping_was_sent && !journal.touched.before.cos.mapping.empty();
+  const Mapping mapping = tells_line_cards ? Mapping::IN_ANY_CASE : Mapping::WHEN_IT_CHANGES;
   for (int attempt = 1;; ++attempt) {
     try {
-      ChangeReport report;
-      report.outcome = as_it_was(undo_once(session, journal.touched));
+      ChangeReport report = undo_once(session, journal.touched, mapping);
       remove_journal(directory);
       return report;
     } catch (const Failure& failure) {
@@ -75,16 +98,6 @@ ChangeReport undo_at_a_new_daemon(const StateDirectory& directory) {
       "left, nor of what was before.";
   report.advice = "Apply a saved configuration, or go back with 'policyctl rollback'.";
   return report;
-}
-
-std::string mapping_outcome(const Queues& wanted, const Queues& differs) {
-  std::string text = "The change is made, but the line cards have not confirmed the mapping:";
-  for (const auto& [priority, queue] : differs) {
-    text += (text.ends_with(':') ? " priority " : ", priority ") + std::to_string(priority) +
-            " reads back as queue " + std::to_string(queue) + ", not " +
-            std::to_string(wanted.at(priority));
-  }
-  return text + ".";
 }
 
 bool sets_mapping(const Plan& plan) {
@@ -138,7 +151,7 @@ class ChangeUnderWay {
     });
     progress.clear();
     _report.requests = result.done;
-    if (result.failure) return take_back(*result.failure);
+    if (result.failure) return take_back(*result.failure, result.sent_mapping);
     finish();
     if (sets_mapping(_plan)) await_mapping();
   }
@@ -149,7 +162,7 @@ class ChangeUnderWay {
     confirm_journal_by(_directory, _confirm_by);
   }
 
-  void take_back(const Failure& failure) {
+  void take_back(const Failure& failure, bool sent_mapping) {
     _session.forget_interrupt();
     _report.status = failure.status();
     _report.problem = failure.what();
@@ -157,7 +170,7 @@ class ChangeUnderWay {
     ChangeReport undone;
     try {
       const std::optional<Journal> journal = read_journal(_directory);
-      undone = undo_change(_session, _directory, journal.value_or(_journal));
+      undone = undo_change(_session, _directory, journal.value_or(_journal), sent_mapping);
     } catch (const Failure& another) {
       undone = not_undone(another);
     }
@@ -181,7 +194,8 @@ class ChangeUnderWay {
     if (_report.mapping_differs.empty()) return;
     _report.status = ExitStatus::TIMED_OUT;
     _report.problem = "the mapping did not read back in time.";
-    _report.outcome = mapping_outcome(wanted, _report.mapping_differs);
+    _report.outcome = "The change is made, but the line cards have not confirmed the mapping:" +
+                      queues_text(wanted, _report.mapping_differs);
     _report.advice = "See the log of policyd, and 'policyctl show cos' later.";
   }
 
@@ -233,9 +247,11 @@ ChangeReport change_switch(const Context& context, SwitchSession& session,
 }
 
 ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory,
-                         const Journal& journal) {
+                         const Journal& journal, bool mapping_was_sent) {
   const std::string policyd = session.find_policyd();
-  if (policyd == journal.policyd) return undo_at_the_same_daemon(session, directory, journal);
+  if (policyd == journal.policyd) {
+    return undo_at_the_same_daemon(session, directory, journal, mapping_was_sent);
+  }
   if (!policyd.empty()) return undo_at_a_new_daemon(directory);
   return not_undone(Failure(ExitStatus::NOT_REACHABLE, "policyd is not running."));
 }

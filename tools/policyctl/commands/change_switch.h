@@ -45,11 +45,12 @@ void refuse_unfinished_change(const StateDirectory& directory);
                                          const StateDirectory& directory, const Plan& plan,
                                          const ChangeOptions& options);
 
-// Undoes what a journal tells of. The status is DONE when nothing of the change
-// is left, and then the journal is gone; otherwise it stays. Throws Failure when
-// the switch cannot be asked.
+// Undoes what a journal tells of, where `mapping_was_sent` also with line cards
+// that may have been told theirs. Unless the status is NOT_REACHABLE, REFUSED or
+// TIMED_OUT with a problem, nothing of the change is left and the journal is gone.
+// Throws Failure when the switch cannot be asked.
 [[nodiscard]] ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory,
-                                       const Journal& journal);
+                                       const Journal& journal, bool mapping_was_sent = true);
 
 // As text or JSON. Answers the report's status.
 ExitStatus print_report(const Context& context, const std::string& what,

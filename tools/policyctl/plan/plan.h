@@ -82,11 +82,16 @@ struct PlanCounts {
   std::size_t removed = 0;
 };
 
+// Whether the line cards are told their mapping also when policyd reads back the
+// one that is wanted: another may be under way to them.
+enum class Mapping { WHEN_IT_CHANGES, IN_ANY_CASE };
+
 class Plan {
  public:
   // Both must be whole, as complete() makes them. `present` must outlive the
   // plan; `target` becomes its own.
-  Plan(const Configuration& present, Configuration target);
+  Plan(const Configuration& present, Configuration target,
+       Mapping mapping = Mapping::WHEN_IT_CHANGES);
   Plan(Plan&&) = default;
 
   [[nodiscard]] bool empty() const { return _steps.empty(); }

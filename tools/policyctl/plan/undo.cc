@@ -277,12 +277,19 @@ class Restoring {
     }
   }
 
+  // Whether a description is one of the plan's, or missing, as between the two.
+  template <typename Described>
+  static bool has_our_description(const Described& now, const Described* before,
+                                  const Described* after) {
+    return now.description.empty() ||
+           (before != nullptr && now.description == before->description) ||
+           (after != nullptr && now.description == after->description);
+  }
+
   void restore_head(std::uint32_t number, Acl& now, const Acl& before, const Acl* after) {
-    const auto has_head = [&now](const Acl& acl) {
-      return now.type == acl.type &&
-             (now.description == acl.description || now.description.empty());
-    };
-    if (has_head(before) || (after != nullptr && has_head(*after))) {
+    const bool has_our_type =
+        now.type == before.type || (after != nullptr && now.type == after->type);
+    if (has_our_type && has_our_description(now, &before, after)) {
       now.type = before.type;
       now.description = before.description;
     } else {
@@ -290,10 +297,12 @@ class Restoring {
     }
   }
 
-  // A rule without its description is one that was about to get it.
-  static bool is_made_as(const Rule& now, const Rule* rule) {
-    return rule != nullptr && now.acts_like(*rule) &&
-           (now.description == rule->description || now.description.empty());
+  // Each of its two halves is as it was or as the plan made it: requests behind
+  // one that failed may have been carried out.
+  static bool is_ours(const Rule& now, const Rule* before, const Rule* after) {
+    const bool acts_like_ours = (before != nullptr && now.acts_like(*before)) ||
+                                (after != nullptr && now.acts_like(*after));
+    return acts_like_ours && has_our_description(now, before, after);
   }
 
   void restore_rules(std::uint32_t number, Acl& now, const Acl& before, const Acl& after) {
@@ -306,9 +315,8 @@ class Restoring {
         return;
       }
       const Rule* const made = find(after.rules, rule_number);
-      const bool is_ours = is_made_as(at->second, old) || is_made_as(at->second, made);
       const bool is_needed = old == nullptr && _bound.contains(key);
-      if (!is_ours || is_needed) {
+      if (!is_ours(at->second, old, made) || is_needed) {
         _undo.left.push_back("acl " + std::to_string(number) + " rule " +
                              std::to_string(rule_number));
       } else if (old != nullptr) {

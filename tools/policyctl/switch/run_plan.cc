@@ -1,5 +1,6 @@
 #include "tools/policyctl/switch/run_plan.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "policy/interfaces/policy_config_xif.h"
@@ -46,9 +47,14 @@ class PlanRun {
       return RequestWindow::Sent::NO_MORE;
     }
     const Step& step = _plan.steps()[_next];
+    // What line cards were told cannot be called back: all else comes first.
+    if (step.kind == StepKind::SET_COS_MAPPING && _window.in_flight() > 0) {
+      return RequestWindow::Sent::NOT_NOW;
+    }
     const bool sent = send(
         step, callback(_lifeline, [this, &step](const XrlError& error) { answered(step, error); }));
     if (!sent) return RequestWindow::Sent::NOT_NOW;
+    _result.sent_mapping = _result.sent_mapping || step.kind == StepKind::SET_COS_MAPPING;
     ++_next;
     return RequestWindow::Sent::YES;
   }
@@ -224,13 +230,15 @@ RunResult run_plan(SwitchSession& session, const Plan& plan, const OnProgress& o
   return PlanRun(session, plan, on_progress).run();
 }
 
-Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit) {
+Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit,
+                        Duration steady) {
   const Lifeline lifeline;
   XrlPolicyConfigV0p1Client client(session.sender());
   XrlAtomList priorities;
   XrlAtomList ignored;
   append_pairs(wanted, priorities, ignored);
   const TimePoint end = session.loop().now() + limit;
+  TimePoint reads_back_since = TimePoint::max();
   for (;;) {
     Queues others;
     bool answered = false;
@@ -251,7 +259,10 @@ Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration l
     session.heard();
     session.wait("the mapping to be read back", [&] { return answered; });
     if (!problem.is_okay()) throw request_failure("read the mapping back", problem);
-    if (others.empty() || session.loop().now() >= end || session.interrupted()) return others;
+    const TimePoint now = session.loop().now();
+    reads_back_since = others.empty() ? std::min(reads_back_since, now) : TimePoint::max();
+    const bool is_steady = others.empty() && now - reads_back_since >= steady;
+    if (is_steady || now >= end || session.interrupted()) return others;
     (void)session.wait_for(MAPPING_POLL, [] { return false; });
   }
 }

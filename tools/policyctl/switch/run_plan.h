@@ -12,6 +12,7 @@ struct RunResult {
   std::size_t done = 0;            // requests that were answered OKAY
   std::optional<Failure> failure;  // the first one; none: the plan is carried out
   const Step* refused = nullptr;   // the step policyd refused, if that is the failure
+  bool sent_mapping = false;       // the line cards may have been told
   bool interrupted = false;        // by Ctrl-C; `failure` says so too
 };
 
@@ -24,7 +25,9 @@ using OnProgress = std::function<void(std::size_t done, std::size_t all)>;
                                  const OnProgress& on_progress);
 
 // Waits until policyd reads the mapping back, which it does once a line card has
-// confirmed each pair. The priorities that still read back as something else
-// when `limit` is over. Throws Failure.
+// confirmed each pair, and until it has done so for `steady`, where another
+// mapping may still be under way. The priorities that read back as something
+// else when `limit` is over. Throws Failure.
 using Queues = std::map<std::uint32_t, std::uint32_t>;
-[[nodiscard]] Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit);
+[[nodiscard]] Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit,
+                                      Duration steady = Duration::zero());

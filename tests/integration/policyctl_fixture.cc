@@ -1,0 +1,101 @@
+#include "tests/integration/policyctl_fixture.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+#include "tools/policyctl/commands/command_line.h"
+
+namespace {
+
+// In memory where the machine has such a folder: every change is flushed to the
+// disk, and these tests make thousands.
+std::string make_folder() {
+  const bool has_memory = std::filesystem::is_directory("/dev/shm");
+  std::string pattern =
+      (has_memory ? std::filesystem::path("/dev/shm") : std::filesystem::temp_directory_path()) /
+      "policyctl-test-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder " + pattern);
+  return pattern;
+}
+
+}  // namespace
+
+void PolicyctlFixture::SetUp() {
+  folder = make_folder();
+  setenv("POLICYCTL_STATE_DIR", (folder + "/state").c_str(), 1);
+  plane.start_finder();
+  plane.start_chassis();
+  start_policyd();
+}
+
+void PolicyctlFixture::TearDown() {
+  std::filesystem::remove_all(folder);
+}
+
+PolicyctlFixture::Result PolicyctlFixture::policyctl(std::vector<std::string> arguments) {
+  std::vector<const char*> argv{"policyctl", "-F"};
+  const std::string finder = plane.finder_address();
+  argv.push_back(finder.c_str());
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  std::ostringstream out;
+  std::ostringstream err;
+  Context context{out, err};
+  Result result;
+  result.status = run_command_line(context, static_cast<int>(argv.size()), argv.data());
+  result.out = out.str();
+  result.err = err.str();
+  return result;
+}
+
+std::unique_ptr<ChildProcess> PolicyctlFixture::start_policyctl(
+    std::vector<std::string> arguments) {
+  std::vector<std::string> argv{program("policyctl"), "-F", plane.finder_address()};
+  argv.insert(argv.end(), arguments.begin(), arguments.end());
+  return std::make_unique<ChildProcess>(std::move(argv));
+}
+
+std::string PolicyctlFixture::file(const std::string& name, const std::string& text) {
+  const std::string path = folder + "/" + name;
+  std::ofstream(path, std::ios::binary) << text;
+  return path;
+}
+
+std::string PolicyctlFixture::shown() {
+  const Result result = policyctl({"show"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  return result.out;
+}
+
+void PolicyctlFixture::become(const std::string& text) {
+  const Result result = policyctl({"apply", "--prune", file("become.conf", text)});
+  ASSERT_EQ(result.status, 0) << result.err << result.out;
+}
+
+void PolicyctlFixture::start_policyd() {
+  plane.policyd = std::make_unique<ChildProcess>(std::vector<std::string>{
+      program("faulty_policyd"), plane.host(), std::to_string(plane.port())});
+  Client& client = plane.client();
+  const auto knows = [&client](const std::string& request) {
+    return client.ask("policy/policy_config/0.1/" + request).starts_with("100");
+  };
+  ASSERT_TRUE(client.until([&] {
+    return knows("get_port_cos_value?ifname:txt=vlan-if") &&
+           knows("get_vlan_packet_filters?vlan:u32=20");
+  }));
+}
+
+void PolicyctlFixture::arm(const std::string& kind, std::size_t at, int pid) {
+  ASSERT_EQ(plane.client().ask("fault/fault/0.1/arm?kind:txt=" + kind +
+                               "&at:u32=" + std::to_string(at) + "&pid:u32=" + std::to_string(pid)),
+            "100");
+}
+
+std::size_t PolicyctlFixture::changes() {
+  const std::string answer = plane.client().ask("fault/fault/0.1/get_changes");
+  const std::string before = "100 changes:u32=";
+  EXPECT_TRUE(answer.starts_with(before)) << answer;
+  return std::stoul(answer.substr(before.size()));
+}

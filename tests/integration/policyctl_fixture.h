@@ -1,0 +1,46 @@
+// Fixture: policyctl beside real processes: finder, chassis, and a policyd that
+// can be told what is to go wrong.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/integration/control_plane.h"
+
+class PolicyctlFixture : public testing::Test {
+ protected:
+  struct Result {
+    int status = -1;
+    std::string out;
+    std::string err;
+  };
+
+  void SetUp() override;
+  void TearDown() override;
+
+  // policyctl with these arguments behind those that name the finder, in this
+  // process.
+  Result policyctl(std::vector<std::string> arguments);
+  // The same as a process of its own.
+  [[nodiscard]] std::unique_ptr<ChildProcess> start_policyctl(std::vector<std::string> arguments);
+
+  // A file of the test's folder with that text; its path.
+  std::string file(const std::string& name, const std::string& text);
+  // What `policyctl show` prints.
+  std::string shown();
+  // Makes the switch exactly that, and fails the test when that fails.
+  void become(const std::string& text);
+
+  // Returns once policyd knows the whole switch.
+  void start_policyd();
+  // The `at`th change from now on goes wrong; see interfaces/fault.xif.
+  void arm(const std::string& kind, std::size_t at, int pid = 0);
+  // Changes that policyd was asked for since then.
+  std::size_t changes();
+
+  ControlPlane plane;
+  std::string folder;
+};
