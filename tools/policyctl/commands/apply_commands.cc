@@ -87,7 +87,7 @@ ExitStatus plan_command(const Context& context, const std::string& file, Unnamed
   if (context.json) {
     print_json(context.out, plan_json(plan));
   } else {
-    print_plan(context.out, plan, context.out_is_terminal);
+    print_plan(context.out, plan, context.in_colour());
   }
   return plan.empty() ? ExitStatus::DONE : ExitStatus::DIFFERS;
 }

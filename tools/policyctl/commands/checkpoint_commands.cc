@@ -53,11 +53,13 @@ void name_the_same(Records& a, Records& b) {
 
 ExitStatus save_command(const Context& context, const std::string& file) {
   const std::string text = write_configuration(read_whole_switch(context));
-  write_file(file, text);
-  if (file == "-") return ExitStatus::DONE;
+  const bool to_output = file == "-";
+  if (!to_output || !context.json) write_file(file, text);
   if (context.json) {
-    print_json(context.out, {{"file", text_json(file)}, {"bytes", text.size()}});
-  } else {
+    Json json = {{"file", text_json(file)}, {"bytes", text.size()}};
+    if (to_output) json["text"] = text_json(text);
+    print_json(context.out, json);
+  } else if (!to_output) {
     context.out << "Saved to " << file << ".\n";
   }
   return ExitStatus::DONE;
@@ -107,15 +109,16 @@ ExitStatus rollback_command(const Context& context, std::size_t number, std::uin
 
 ExitStatus diff_command(const Context& context, const std::string& from, const std::string& to) {
   std::optional<Configuration> before = side(context, from);
+  if (!before) return ExitStatus::BAD_FILE;
   std::optional<Configuration> after = side(context, to);
-  if (!before || !after) return ExitStatus::BAD_FILE;
+  if (!after) return ExitStatus::BAD_FILE;
   name_the_same(before->interfaces, after->interfaces);
   name_the_same(before->vlans, after->vlans);
   const Plan plan(*before, std::move(*after));
   if (context.json) {
     print_json(context.out, plan_json(plan));
   } else {
-    print_plan(context.out, plan, context.out_is_terminal);
+    print_plan(context.out, plan, context.in_colour());
   }
   return plan.empty() ? ExitStatus::DONE : ExitStatus::DIFFERS;
 }

@@ -47,6 +47,7 @@ struct Given {
   std::int64_t deadline = 0;
   bool prune = false;
   bool cascade = false;
+  bool text_only = false;
 };
 
 class CommandLineMaker {
@@ -126,11 +127,15 @@ class CommandLineMaker {
   }
 
   void add_reading_commands() {
-    CLI::App* const show =
-        command("show", "print the configuration of the switch, as text that can be applied",
-                [](Context& context, const Given& given) {
-                  return show_command(context, Selection::parse(given.words));
-                });
+    CLI::App* const show = command(
+        "show",
+        "show the configuration of the switch, as text that can be applied, or on "
+        "a terminal as tables",
+        [](Context& context, const Given& given) {
+          return show_command(context, Selection::parse(given.words),
+                              given.text_only ? ShowAs::TEXT : ShowAs::TABLES_ON_A_TERMINAL);
+        });
+    show->add_flag("--text", _given->text_only, "no tables, on a terminal either");
     words_of(show, "WHAT",
              "cos, time-ranges, time-range NAME, acls, acl ACL [rule RULE], interfaces, "
              "interface INTERFACE, vlans, vlan VLAN; all of it when left out");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -18,6 +19,11 @@ std::string read_all(std::istream& in) {
 }
 
 }  // namespace
+
+bool Context::in_colour() const {
+  const char* const unwanted = std::getenv("NO_COLOR");
+  return out_is_terminal && (unwanted == nullptr || *unwanted == '\0');
+}
 
 SourceText read_source(const std::string& file) {
   if (file == "-") return {"standard input", read_all(std::cin)};

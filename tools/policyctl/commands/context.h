@@ -22,6 +22,9 @@ struct Context {
   bool out_is_terminal = false;
   bool err_is_terminal = false;
 
+  // Whether results are coloured: on a terminal, unless $NO_COLOR has a value.
+  [[nodiscard]] bool in_colour() const;
+
   [[nodiscard]] std::unique_ptr<SwitchSession> connect() const {
     return std::make_unique<SwitchSession>(place, patience);
   }

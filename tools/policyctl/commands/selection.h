@@ -1,0 +1,32 @@
+// A part of a configuration as a command line names it: nothing for all of it,
+// "cos", "time-ranges", "acls", "acl 10", "acl 10 rule 1", "interfaces",
+// "interface eth-0/3/1", "vlans", "vlan 100".
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/policyctl/language/configuration.h"
+#include "tools/policyctl/switch/read_switch.h"
+
+class Selection {
+ public:
+  // Throws Failure USAGE, saying what is wrong.
+  static Selection parse(const std::vector<std::string>& words);
+
+  // What has to be read for it.
+  [[nodiscard]] const SwitchParts& parts() const { return _parts; }
+  // "acl", "acls", ...; empty for all of it.
+  [[nodiscard]] std::string_view kind() const { return _words.empty() ? "" : _words[0]; }
+  // As it was given.
+  [[nodiscard]] std::string name() const;
+
+  // Throws Failure REFUSED when a single thing is selected and is not there.
+  void require(const Configuration& configuration) const;
+  // Drops all that is not selected.
+  void narrow(Configuration& configuration) const;
+
+ private:
+  SwitchParts _parts;
+  std::vector<std::string> _words;
+};
