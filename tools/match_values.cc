@@ -7,17 +7,22 @@
 #include <cstdint>
 #include <optional>
 
-#include "framework/base/ipv4.h"
-
 namespace {
 
 constexpr std::size_t HEX_DIGITS = 4;
 
+constexpr std::size_t LONGEST_QUOTE = 60;
+
 std::string quoted(std::string_view text) {
-  std::string shown(text);
+  std::size_t end = std::min(text.size(), LONGEST_QUOTE);
+  // Not within a character of UTF-8.
+  while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80) {
+    --end;
+  }
+  std::string shown(text.substr(0, end));
   const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
   std::replace_if(shown.begin(), shown.end(), is_control, '?');
-  return "'" + shown + "'";
+  return "'" + shown + (end < text.size() ? "...'" : "'");
 }
 
 std::string rather(const std::string& spelling) {
@@ -134,19 +139,6 @@ std::string mac_problem(std::string_view text) {
   return is_whole ? "a whole address is " + rather(address.str()) : std::string();
 }
 
-// An address without the bits beyond the first `length`.
-IPv4 network_of(IPv4 address, std::uint32_t length) {
-  return IPv4(length == 0 ? 0 : address.host_order() & (~0U << (32 - length)));
-}
-
-IPv6 network_of(IPv6 address, std::uint32_t length) {
-  for (std::uint32_t bit = length; bit < 8 * address.bytes.size(); ++bit) {
-    std::uint8_t& byte = address.bytes[bit / 8];
-    byte = static_cast<std::uint8_t>(byte & ~(0x80U >> (bit % 8)));
-  }
-  return address;
-}
-
 template <typename Address>
 std::string prefix_problem(std::string_view text, std::string_view kind, std::uint32_t longest) {
   const Halves halves = split(text, '/');
@@ -228,4 +220,16 @@ std::string match_hex(std::uint32_t number) {
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr;
   const std::string_view text(digits.data(), static_cast<std::size_t>(end - digits.data()));
   return "0x" + std::string(HEX_DIGITS - text.size(), '0') + std::string(text);
+}
+
+IPv4 network_of(IPv4 address, std::uint32_t length) {
+  return IPv4(length == 0 ? 0 : address.host_order() & (~0U << (32 - length)));
+}
+
+IPv6 network_of(IPv6 address, std::uint32_t length) {
+  for (std::uint32_t bit = length; bit < 8 * address.bytes.size(); ++bit) {
+    std::uint8_t& byte = address.bytes[bit / 8];
+    byte = static_cast<std::uint8_t>(byte & ~(0x80U >> (bit % 8)));
+  }
+  return address;
 }

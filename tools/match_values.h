@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "framework/base/ipv4.h"
 #include "tools/match_fields.h"
 
 // What is wrong with `value`, as a sentence; empty when nothing is.
@@ -18,3 +19,7 @@
 
 // `number`, at most 0xffff, as HEX and BITS write it: "0x0800".
 [[nodiscard]] std::string match_hex(std::uint32_t number);
+
+// The address without the bits beyond the first `length`, at most 32 or 128.
+[[nodiscard]] IPv4 network_of(IPv4 address, std::uint32_t length);
+[[nodiscard]] IPv6 network_of(IPv6 address, std::uint32_t length);

@@ -27,6 +27,11 @@ TEST(MatchValues, ANumberHasOneSpelling) {
   }
 }
 
+TEST(MatchValues, ALongTextIsCutInTheSentence) {
+  const std::string text = std::string(59, 'x') + "\xc3\xa4" + std::string(1000, 'y');
+  EXPECT_EQ(problem("vlan", text), "'" + std::string(59, 'x') + "...' is no number 1..4094.");
+}
+
 TEST(MatchValues, ARangeIsANumberOrTwoInOrder) {
   EXPECT_EQ(problem("src-port", "0"), "");
   EXPECT_EQ(problem("src-port", "1024-65535"), "");
