@@ -11,6 +11,7 @@
 #include "tools/policyctl/commands/checkpoint_commands.h"
 #include "tools/policyctl/commands/object_commands.h"
 #include "tools/policyctl/commands/show_command.h"
+#include "tools/policyctl/commands/watch_command.h"
 #include "tools/policyctl/json/json_output.h"
 
 namespace {
@@ -18,6 +19,11 @@ namespace {
 constexpr double DEFAULT_PATIENCE_S = 5;
 constexpr double LONGEST_PATIENCE_S = 86400;
 constexpr std::uint32_t LONGEST_CONFIRMATION_S = 86400;
+constexpr const char* SELECTIONS =
+    "cos, time-ranges, time-range NAME, acls, acl ACL [rule RULE], interfaces, "
+    "interface INTERFACE, vlans, vlan VLAN; all of it when left out";
+constexpr double SHORTEST_INTERVAL_S = 0.01;
+constexpr double LONGEST_INTERVAL_S = 86400;
 constexpr std::uint32_t LAST_DSCP = 63;
 constexpr std::uint32_t LAST_QUEUE = 7;
 
@@ -48,6 +54,7 @@ struct Given {
   bool prune = false;
   bool cascade = false;
   bool text_only = false;
+  double interval_s = 1;
 };
 
 class CommandLineMaker {
@@ -136,9 +143,21 @@ class CommandLineMaker {
                               given.text_only ? ShowAs::TEXT : ShowAs::TABLES_ON_A_TERMINAL);
         });
     show->add_flag("--text", _given->text_only, "no tables, on a terminal either");
-    words_of(show, "WHAT",
-             "cos, time-ranges, time-range NAME, acls, acl ACL [rule RULE], interfaces, "
-             "interface INTERFACE, vlans, vlan VLAN; all of it when left out");
+    words_of(show, "WHAT", SELECTIONS);
+    CLI::App* const watch = command(
+        "watch", "print each change of the switch as it is seen, until Ctrl-C",
+        [](Context& context, const Given& given) {
+          return watch_command(context, Selection::parse(given.words),
+                               {std::chrono::duration<double>(given.interval_s), given.number});
+        });
+    words_of(watch, "WHAT", SELECTIONS);
+    watch
+        ->add_option("--interval", _given->interval_s, "how long to wait between looks (default 1)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(SHORTEST_INTERVAL_S, LONGEST_INTERVAL_S));
+    watch->add_option("--count", _given->number, "end after so many changes")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
     file_of(command("check", "look for faults in a file, without a switch",
                     [](Context& context, const Given& given) {
                       return check_command(context, given.file);

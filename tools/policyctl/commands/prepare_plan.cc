@@ -26,26 +26,16 @@ Fault unknown_record(const RecordPlace& place, const Configuration& present) {
   return fault;
 }
 
-struct Colours {
-  const char* added;
-  const char* changed;
-  const char* removed;
-  const char* end;
-};
-
-constexpr Colours PLAIN{"", "", "", ""};
-constexpr Colours COLOURED{"\033[32m", "\033[33m", "\033[31m", "\033[0m"};
-
-const char* colour_of(ChangeSign sign, const Colours& colours) {
+const char* colour_of(ChangeSign sign) {
   switch (sign) {
     case ChangeSign::ADDED:
-      return colours.added;
+      return "\033[32m";
     case ChangeSign::REMOVED:
-      return colours.removed;
+      return "\033[31m";
     case ChangeSign::CHANGED:
       break;
   }
-  return colours.changed;
+  return "\033[33m";
 }
 
 }  // namespace
@@ -67,7 +57,6 @@ std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted, const Confi
 }
 
 void print_plan(std::ostream& out, const Plan& plan, bool in_colour) {
-  const Colours& colours = in_colour ? COLOURED : PLAIN;
   std::string where;
   for (const Change& change : plan.changes()) {
     const ChangeText text = describe(change, plan);
@@ -75,12 +64,16 @@ void print_plan(std::ostream& out, const Plan& plan, bool in_colour) {
     where = text.where;
     const char* const indentation = where.empty() ? " " : "   ";
     const std::string& now = change.sign == ChangeSign::REMOVED ? text.before : text.after;
-    out << colour_of(change.sign, colours) << static_cast<char>(change.sign) << indentation << now
-        << colours.end << '\n';
+    const std::string line = static_cast<char>(change.sign) + (indentation + now);
+    out << coloured(change.sign, line, in_colour) << '\n';
     if (change.sign == ChangeSign::CHANGED)
       out << " " << indentation << "was: " << text.before << '\n';
   }
   const PlanCounts counts = plan.counts();
   out << counts.added << " added, " << counts.changed << " changed, " << counts.removed
       << " removed; " << counted(plan.steps().size(), "request") << ".\n";
+}
+
+std::string coloured(ChangeSign sign, const std::string& text, bool in_colour) {
+  return in_colour ? colour_of(sign) + text + "\033[0m" : text;
 }

@@ -25,3 +25,6 @@
 //         rule 3 deny protocol 6
 //     1 added, 1 changed, 0 removed; 4 requests.
 void print_plan(std::ostream& out, const Plan& plan, bool in_colour);
+
+// `text` in the colour of such changes, where colours are wanted.
+[[nodiscard]] std::string coloured(ChangeSign sign, const std::string& text, bool in_colour);

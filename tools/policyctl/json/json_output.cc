@@ -130,6 +130,10 @@ void print_json(std::ostream& out, const Json& json) {
   out << json.dump(INDENTATION) << '\n' << std::flush;
 }
 
+void print_json_line(std::ostream& out, const Json& json) {
+  out << json.dump() << '\n' << std::flush;
+}
+
 Json text_json(std::string_view text) {
   if (is_utf8(text)) return text;
   return {{"base16", base16(text)}};
@@ -185,15 +189,17 @@ Json failure_json(const Failure& failure) {
           {"advice", text_json(failure.advice())}};
 }
 
+Json change_json(const Change& change, const Plan& plan) {
+  const ChangeText text = describe(change, plan);
+  return {{"change", sign_word(change.sign)},
+          {"below", text_json(text.where)},
+          {"before", text_json(text.before)},
+          {"after", text_json(text.after)}};
+}
+
 Json plan_json(const Plan& plan) {
   Json changes = Json::array();
-  for (const Change& change : plan.changes()) {
-    const ChangeText text = describe(change, plan);
-    changes.push_back({{"change", sign_word(change.sign)},
-                       {"below", text_json(text.where)},
-                       {"before", text_json(text.before)},
-                       {"after", text_json(text.after)}});
-  }
+  for (const Change& change : plan.changes()) changes.push_back(change_json(change, plan));
   return {{"changes", std::move(changes)},
           {"counts", counts_json(plan.counts())},
           {"requests", plan.steps().size()}};

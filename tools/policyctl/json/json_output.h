@@ -19,6 +19,9 @@ using Json = nlohmann::ordered_json;
 // Indented, with a line break at the end.
 void print_json(std::ostream& out, const Json& json);
 
+// On one line.
+void print_json_line(std::ostream& out, const Json& json);
+
 // A string; of bytes that are no UTF-8, which JSON cannot hold, an object
 // {"base16": "00ff"}.
 [[nodiscard]] Json text_json(std::string_view text);
@@ -26,6 +29,7 @@ void print_json(std::ostream& out, const Json& json);
 [[nodiscard]] Json configuration_json(const Configuration& configuration);
 [[nodiscard]] Json faults_json(const std::string& file, const std::vector<Fault>& faults);
 [[nodiscard]] Json failure_json(const Failure& failure);
+[[nodiscard]] Json change_json(const Change& change, const Plan& plan);
 [[nodiscard]] Json plan_json(const Plan& plan);
 [[nodiscard]] Json report_json(const std::string& what, const ChangeReport& report);
 [[nodiscard]] Json record_json(const RecordName& record);

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <ctime>
 #include <optional>
 
+#include "tools/policyctl/keep/local_time.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
@@ -25,15 +25,6 @@ std::uint64_t serial_of(std::string_view name) {
   return serial;
 }
 
-std::string now() {
-  const std::time_t seconds = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&seconds, &local);
-  char text[32];
-  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-  return std::string(text, length);
-}
-
 // A comment is one line.
 std::string on_one_line(std::string text) {
   std::replace_if(
@@ -47,8 +38,8 @@ void keep_checkpoint(const StateDirectory& directory, const Configuration& confi
                      const std::string& why) {
   const std::vector<std::string> names = directory.list(PREFIX);
   const std::uint64_t serial = names.empty() ? 1 : serial_of(names.back()) + 1;
-  directory.write(file_name(serial), std::string(HEAD) + now() + ", " + on_one_line(why) + "\n" +
-                                         write_configuration(configuration));
+  directory.write(file_name(serial), std::string(HEAD) + local_time() + ", " + on_one_line(why) +
+                                         "\n" + write_configuration(configuration));
   if (names.size() < MOST_CHECKPOINTS) return;
   for (std::size_t i = 0; i <= names.size() - MOST_CHECKPOINTS; ++i) directory.remove(names[i]);
 }
