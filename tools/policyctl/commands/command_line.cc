@@ -9,6 +9,7 @@
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/checkpoint_commands.h"
+#include "tools/policyctl/commands/import_command.h"
 #include "tools/policyctl/commands/object_commands.h"
 #include "tools/policyctl/commands/show_command.h"
 #include "tools/policyctl/commands/watch_command.h"
@@ -54,6 +55,8 @@ struct Given {
   bool prune = false;
   bool cascade = false;
   bool text_only = false;
+  std::string output;
+  std::uint32_t first_acl = ImportOptions().first_acl;
   double interval_s = 1;
 };
 
@@ -75,6 +78,7 @@ class CommandLineMaker {
     add_changing_commands();
     add_keeping_commands();
     add_object_commands();
+    add_import();
     add_guard();
   }
 
@@ -246,6 +250,26 @@ class CommandLineMaker {
         ->type_name("")
         ->required()
         ->check(CLI::Range(std::uint32_t{0}, LAST_QUEUE));
+  }
+
+  void add_import() {
+    CLI::App* const import = command(
+        "import", "write what a file of another tool becomes as configuration text",
+        [](Context& context, const Given& given) {
+          return import_command(context, {given.text, given.file, given.output, {given.first_acl}});
+        });
+    std::string formats;
+    for (const ImportFormatName& format : import_formats()) {
+      formats += (formats.empty() ? "" : "; ") + std::string(format.name) + ": " +
+                 std::string(format.help);
+    }
+    import->add_option("FORMAT", _given->text, formats)->type_name("")->required();
+    import->add_option("FILE", _given->file, "the file, - for standard input")
+        ->type_name("")
+        ->required();
+    import->add_option("-o", _given->output, "write it to a file")->type_name("FILE");
+    import->add_option("--acl", _given->first_acl, "the number of the first list (default 1)")
+        ->type_name("N");
   }
 
   // Not for people.
