@@ -118,7 +118,7 @@ TEST(ImportFlatCos, AnyOtherScheduleIsNotedAndLeftOut) {
             "the schedule is left out.");
   EXPECT_EQ(last_note(R"({"SCHEDULER|s": {"type": "DWRR", "weight": 1},
                           "QUEUE|p|0-4": {"scheduler": "s"}})"),
-            "QUEUE: 1 entries: policyd has weights of queues 0 to 3, all of them and no others; "
+            "QUEUE: 1 entry: policyd has weights of queues 0 to 3, all of them and no others; "
             "the schedule is left out.");
 }
 

@@ -9,10 +9,6 @@ constexpr std::uint32_t LAST_PRIORITY = 7;
 constexpr std::uint32_t LAST_QUEUE = 7;
 constexpr const char* ONE_MAP = "policyd has one map for the whole switch; this one is left out.";
 
-std::string counted(std::size_t count, const std::string& one, const std::string& many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 // The map from traffic classes to queues that goes with the map `name`.
 const FlatEntry* queue_map_for(const FlatTables& tables, const std::string& name) {
   const std::vector<FlatEntry>& maps = tables.entries("TC_TO_QUEUE_MAP");

@@ -22,16 +22,14 @@ class FlatSchedule {
     for (const FlatEntry& entry : _tables.entries("SCHEDULER")) read_scheduler(entry);
     for (const FlatEntry& entry : _tables.entries("QUEUE")) read_queue(entry);
     for (const auto& [member, count] : _other_members) {
-      _log.note("QUEUE", printable(member) + " of " + std::to_string(count) + " entries",
+      _log.note("QUEUE", printable(member) + " of " + counted(count),
                 "policyd has nothing like it.");
     }
     if (_weights.empty() && _ports.empty()) return;
     const std::string problem = settle();
     if (!problem.empty()) {
-      const std::size_t count = _tables.entries("QUEUE").size();
-      return _log.note(count > 0 ? "QUEUE" : "SCHEDULER",
-                       count > 0 ? std::to_string(count) + " entries"
-                                 : std::to_string(_tables.entries("SCHEDULER").size()) + " entries",
+      const char* const table = _tables.entries("QUEUE").empty() ? "SCHEDULER" : "QUEUE";
+      return _log.note(table, counted(_tables.entries(table).size()),
                        problem + "; the schedule is left out.");
     }
     _log.note("SCHEDULER", "type DWRR",

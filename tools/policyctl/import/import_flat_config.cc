@@ -17,9 +17,7 @@ void note_other_tables(const FlatTables& tables, ImportLog& log) {
     const bool is_imported =
         std::find(IMPORTED.begin(), IMPORTED.end(), table.name) != IMPORTED.end();
     if (is_imported || table.entries.empty()) continue;
-    const std::size_t count = table.entries.size();
-    log.note(printable(table.name), std::to_string(count) + (count == 1 ? " entry" : " entries"),
-             "policyd keeps no such table.");
+    log.note(printable(table.name), counted(table.entries.size()), "policyd keeps no such table.");
   }
 }
 

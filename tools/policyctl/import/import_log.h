@@ -12,6 +12,10 @@
 #include "tools/policyctl/import/import_text.h"
 #include "tools/policyctl/import/json_tree.h"
 
+// "1 entry", "2 entries".
+[[nodiscard]] std::string counted(std::size_t count, const std::string& one = "entry",
+                                  const std::string& many = "entries");
+
 class ImportLog {
  public:
   explicit ImportLog(Import& import) : _import(import) {}
