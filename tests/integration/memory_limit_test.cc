@@ -114,6 +114,33 @@ TEST_F(MemoryLimit, AnAnswerThatDoesNotFitIsRefused) {
   hold({{"get_acls", "100 acls:list=:u32=1&types:list=:u32=1&descriptions:list=:txt="}});
 }
 
+TEST_F(MemoryLimit, WhateverElseDoesNotFitIsRefusedWithItsOwnText) {
+  hold({{"create_rule?acl:u32=1&rule:u32=1&action:u32=1&flags:list=&values:list=", "100"}});
+  std::uint32_t last = 0;
+  // Asks again and again, N being a new number, until the answer is not 100.
+  const auto refusal = [&](const std::string& before, const std::string& after) {
+    std::string answer = "100";
+    for (int i = 0; i < 1000000 && answer == "100"; ++i) {
+      answer = policy(before + std::to_string(++last) + after);
+    }
+    return answer;
+  };
+  const std::string numbers =
+      "&number1:u32=1&number2:u32=2&flag:bool=true&number3:u32=3&number4:u32=4";
+  for (const std::size_t bytes : {50000U, 2000U, 100U}) {
+    EXPECT_EQ(refusal("create_time_range?name:txt=", std::string(bytes, 'n') + numbers),
+              "102 failed to create time range.");
+  }
+  EXPECT_EQ(policy("get_time_range?name:txt=" + std::to_string(last) + std::string(100, 'n')),
+            "102 time range does not exist.");
+  EXPECT_EQ(refusal("create_acl?type:u32=0&acl:u32=", ""), "102 failed to create acl");
+  hold({{"set_acl_description?acl:u32=1&description:txt=" + std::string(50000, 'd'),
+         "102 out of memory."},
+        {"get_acl_description?acl:u32=1", "100 description:txt="},
+        {"clear_time_ranges", "100"},
+        {"set_acl_description?acl:u32=1&description:txt=d", "100"}});
+}
+
 TEST_F(MemoryLimit, ARuleAsLargeAsATextMayBeIsRefusedAsAnyOther) {
   // Whatever else has found room in between.
   constexpr std::uint32_t LARGEST = xrl_limits::MAX_TEXT_BYTES;
