@@ -1,8 +1,10 @@
 #include "tools/policyctl/commands/command_line.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <ostream>
+#include <string_view>
 #include <utility>
 
 #include "framework/xrl/finder_constants.h"
@@ -339,6 +341,9 @@ int run_command_line(Context& context, int argc, const char* const* argv) {
     context.out << (chosen.empty() ? *line->app : *chosen.front()).help();
     return 0;
   } catch (const CLI::ParseError& error) {
+    // What stands behind the mistake was not parsed.
+    context.json =
+        context.json || std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
     return static_cast<int>(report_failure(context, usage_failure(*line->app, error)));
   }
   return static_cast<int>(run_reporting(context, [&] { return line->run(context); }));

@@ -122,8 +122,8 @@ class Watching {
 
   void print(const Change& change, const Plan& plan) {
     if (_context.json) {
-      Json json = change_json(change, plan);
-      json["time"] = local_time();
+      Json json = {{"time", local_time()}};
+      json.update(change_json(change, plan));
       print_json_line(_context.out, json);
       return;
     }
@@ -139,7 +139,7 @@ class Watching {
   void event(const std::string& kind, const std::string& message) {
     if (_context.json) {
       print_json_line(_context.out,
-                      {{"event", kind}, {"message", text_json(message)}, {"time", local_time()}});
+                      {{"time", local_time()}, {"event", kind}, {"message", text_json(message)}});
     } else {
       _context.err << "policyctl: " << message << '\n' << std::flush;
     }
