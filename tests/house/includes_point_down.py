@@ -14,9 +14,11 @@ LAYERS = {
     "framework/xrlgen": ["framework/xrl", "framework/base"],
     "platform": ["framework/xrl", "framework/base"],
     "common": ["framework/base"],
-    "policy": ["common", "platform", "framework/xrl", "framework/base"],
+    # What policyd answers, generated for those who ask it as well.
+    "policy/interfaces": ["framework/xrl", "framework/base"],
+    "policy": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
     "chassis": ["common", "platform", "framework/xrl", "framework/base"],
-    "tools": ["common", "platform", "framework/xrl", "framework/base"],
+    "tools": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 # Tests and benchmarks may look at everything.

@@ -50,7 +50,9 @@ class Fault final : public XrlFaultTargetBase {
     if (_kind == "close") return XrlFilterAction::CLOSE;
     if (_kind == "ignore") return XrlFilterAction::IGNORE;
     if (_kind == "die") kill(getpid(), SIGKILL);
+    if (_kind == "freeze") kill(getpid(), SIGSTOP);
     if (_kind == "kill_peer" && _pid > 0) kill(_pid, SIGKILL);
+    if (_kind == "interrupt_peer" && _pid > 0) kill(_pid, SIGINT);
     return XrlFilterAction::HANDLE;
   }
 

@@ -22,7 +22,7 @@ class PolicyctlFixture : public testing::Test {
   void TearDown() override;
 
   // policyctl with these arguments behind those that name the finder, in this
-  // process.
+  // process, which leaves none behind for `--confirm`.
   Result policyctl(std::vector<std::string> arguments);
   // The same as a process of its own.
   [[nodiscard]] std::unique_ptr<ChildProcess> start_policyctl(std::vector<std::string> arguments);

@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   Context context{std::cout, std::cerr};
   context.out_is_terminal = isatty(STDOUT_FILENO) != 0;
   context.err_is_terminal = isatty(STDERR_FILENO) != 0;
+  context.program = "/proc/self/exe";
   const int status = run_command_line(context, argc, argv);
   std::cout << std::flush;
   return status;

@@ -5,8 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <ostream>
 #include <thread>
 #include <utility>
@@ -34,6 +34,9 @@ Wanted want(ReadConfiguration read, const Configuration& present, Unnamed unname
 
 // A process of its own, which outlives this one and its terminal.
 void leave_guard(const Context& context, const std::string& id, std::int64_t confirm_by) {
+  if (context.program.empty()) {
+    throw Failure(ExitStatus::REFUSED, "there is no program that could watch for a confirmation.");
+  }
   const std::string finder = context.place.name();
   const std::string deadline = std::to_string(confirm_by);
   const std::string patience =
@@ -51,9 +54,29 @@ void leave_guard(const Context& context, const std::string& id, std::int64_t con
   if (grandchild != 0) _exit(grandchild < 0 ? 1 : 0);
   const int null = open("/dev/null", O_RDWR);
   for (int fd = 0; fd <= 2; ++fd) dup2(null, fd);
-  execl("/proc/self/exe", "policyctl", "-F", finder.c_str(), "--timeout", patience.c_str(), "guard",
-        id.c_str(), deadline.c_str(), nullptr);
+  execl(context.program.c_str(), "policyctl", "-F", finder.c_str(), "--timeout", patience.c_str(),
+        "guard", id.c_str(), deadline.c_str(), nullptr);
   _exit(1);
+}
+
+// How often a guard looks whether there is anything left to watch.
+constexpr std::int64_t LOOK_EVERY_MS = 1000;
+
+// Whether a guard has nothing left to watch. Who makes the change holds the lock
+// from before the guard is started until it ends, well or not.
+bool is_over(const Context& context, const StateDirectory& directory, const std::string& id,
+             bool may_undo) {
+  const std::optional<ChangeLock> lock = directory.try_lock();
+  if (!lock) return false;
+  try {
+    const std::optional<Journal> journal = read_journal(directory);
+    if (!journal || journal->id != id) return true;
+    if (!may_undo) return false;
+    const auto session = context.connect();
+    return undo_change(*session, directory, *journal).problem.empty();
+  } catch (const Failure&) {
+    return false;  // the switch cannot be asked now; later it may
+  }
 }
 
 std::string confirmation_advice(std::uint32_t seconds) {
@@ -119,7 +142,7 @@ ChangeReport change_to_confirm(const Context& context, SwitchSession& session,
                                const ChangeToConfirm& what) {
   ChangeOptions change{what.name, new_change_id(), 0};
   if (what.confirm_s > 0 && !plan.empty()) {
-    change.confirm_by = std::time(nullptr) + what.confirm_s;
+    change.confirm_by = milliseconds_since_epoch() + std::int64_t{1000} * what.confirm_s;
     leave_guard(context, change.id, change.confirm_by);
   }
   ChangeReport report = change_switch(context, session, directory, plan, change);
@@ -164,24 +187,11 @@ ExitStatus recover_command(const Context& context) {
 }
 
 ExitStatus guard_command(const Context& context, const std::string& id, std::int64_t confirm_by) {
-  std::this_thread::sleep_until(
-      std::chrono::system_clock::from_time_t(static_cast<std::time_t>(confirm_by)));
   const StateDirectory directory(context.place);
-  for (;;) {
-    const std::optional<Journal> journal = read_journal(directory);
-    if (!journal || journal->id != id) return ExitStatus::DONE;
-    std::optional<ChangeLock> lock = directory.try_lock();
-    try {
-      // The change may have been confirmed while this waited for the lock.
-      if (lock && has_journal(directory)) {
-        const auto session = context.connect();
-        const ChangeReport report = undo_change(*session, directory, *journal);
-        if (report.status == ExitStatus::DONE) return ExitStatus::DONE;
-      }
-    } catch (const Failure&) {
-      // The switch cannot be asked now; later it may.
-    }
-    lock.reset();
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+  for (std::int64_t left = 0;;) {
+    left = confirm_by - milliseconds_since_epoch();
+    if (is_over(context, directory, id, left <= 0)) return ExitStatus::DONE;
+    const std::int64_t pause = left > 0 ? std::min(left, LOOK_EVERY_MS) : LOOK_EVERY_MS;
+    std::this_thread::sleep_for(std::chrono::milliseconds(pause));
   }
 }

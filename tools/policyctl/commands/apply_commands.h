@@ -42,5 +42,5 @@ ExitStatus confirm_command(const Context& context);
 ExitStatus recover_command(const Context& context);
 
 // What `apply --confirm` leaves running: undoes the change with that id at
-// `confirm_by`, in seconds since the epoch, unless it was confirmed or undone.
+// `confirm_by`, as in its journal, and ends early once it is confirmed or undone.
 ExitStatus guard_command(const Context& context, const std::string& id, std::int64_t confirm_by);

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <ctime>
 #include <ostream>
 #include <random>
 #include <utility>
@@ -151,7 +150,7 @@ class ChangeUnderWay {
     });
     progress.clear();
     _report.requests = result.done;
-    if (result.failure) return take_back(*result.failure, result.sent_mapping);
+    if (result.failure) return take_back(result);
     finish();
     if (sets_mapping(_plan)) await_mapping();
   }
@@ -162,15 +161,16 @@ class ChangeUnderWay {
     confirm_journal_by(_directory, _confirm_by);
   }
 
-  void take_back(const Failure& failure, bool sent_mapping) {
+  void take_back(const RunResult& result) {
     _session.forget_interrupt();
-    _report.status = failure.status();
-    _report.problem = failure.what();
+    _report.status = result.failure->status();
+    _report.problem = result.failure->what();
     if (_report.status == ExitStatus::TIMED_OUT) _session.set_patience(LAST_WORD);
     ChangeReport undone;
     try {
-      const std::optional<Journal> journal = read_journal(_directory);
-      undone = undo_change(_session, _directory, journal.value_or(_journal), sent_mapping);
+      Journal journal = read_journal(_directory).value_or(_journal);
+      forget_refused(journal.touched, result.refused);
+      undone = undo_change(_session, _directory, journal, result.sent_mapping);
     } catch (const Failure& another) {
       undone = not_undone(another);
     }
@@ -223,7 +223,7 @@ std::string new_change_id() {
 void refuse_unfinished_change(const StateDirectory& directory) {
   const std::optional<Journal> journal = read_journal(directory);
   if (!journal) return;
-  if (journal->confirm_by > std::time(nullptr)) {
+  if (journal->confirm_by > milliseconds_since_epoch()) {
     throw Failure(
         ExitStatus::REFUSED,
         "the change '" + journal->what + "' waits for its confirmation. Nothing was changed.",

@@ -28,7 +28,7 @@ struct ChangeReport {
 struct ChangeOptions {
   std::string what;             // "apply edge.conf", for messages and checkpoints
   std::string id;               // of this one change
-  std::int64_t confirm_by = 0;  // seconds since the epoch; 0: needs no confirmation
+  std::int64_t confirm_by = 0;  // as in the journal; 0: needs no confirmation
 };
 
 // For ChangeOptions: one that no other change has.

@@ -100,7 +100,9 @@ class CommandLineMaker {
     app.add_option_function<std::string>(
            "-F", [&context = _context](const std::string& text) { set_finder(context, text); },
            "where the finder is (default 127.0.0.1:19999)")
-        ->type_name("HOST[:PORT]");
+        ->type_name("HOST[:PORT]")
+        ->take_last()
+        ->trigger_on_parse();
     app.add_option_function<double>(
            "--timeout",
            [&context = _context](double seconds) {

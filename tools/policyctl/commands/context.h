@@ -21,6 +21,8 @@ struct Context {
   bool json = false;    // results as JSON
   bool out_is_terminal = false;
   bool err_is_terminal = false;
+  // This program, for a process that outlives it; empty: it leaves none.
+  std::string program{};
 
   // Whether results are coloured: on a terminal, unless $NO_COLOR has a value.
   [[nodiscard]] bool in_colour() const;

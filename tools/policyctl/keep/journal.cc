@@ -1,6 +1,7 @@
 #include "tools/policyctl/keep/journal.h"
 
 #include <charconv>
+#include <chrono>
 #include <utility>
 
 #include "tools/policyctl/language/read_configuration.h"
@@ -135,6 +136,11 @@ void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by
 
 void remove_journal(const StateDirectory& directory) {
   directory.remove(FILE_NAME);
+}
+
+std::int64_t milliseconds_since_epoch() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
 bool has_journal(const StateDirectory& directory) {

@@ -13,7 +13,7 @@ struct Journal {
   std::string id;       // of this one change
   std::string policyd;  // the instance that was to be changed
   std::string what;     // "apply edge.conf", for people
-  // Seconds since the epoch by which a change that was carried out whole must be
+  // Milliseconds since the epoch by which a change that was carried out whole must be
   // confirmed; 0: it is not carried out yet.
   std::int64_t confirm_by = 0;
   Touched touched;
@@ -26,4 +26,6 @@ void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by
 // None when no change is under way. Throws Failure when it is damaged.
 [[nodiscard]] std::optional<Journal> read_journal(const StateDirectory& directory);
 void remove_journal(const StateDirectory& directory);
+// The clock of `confirm_by`.
+[[nodiscard]] std::int64_t milliseconds_since_epoch();
 [[nodiscard]] bool has_journal(const StateDirectory& directory);

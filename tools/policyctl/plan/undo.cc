@@ -130,7 +130,10 @@ class Touching {
 class Restoring {
  public:
   Restoring(const Touched& touched, const Configuration& now)
-      : _before(touched.before), _after(touched.after), _undo{now, {}} {}
+      : _before(touched.before),
+        _after(touched.after),
+        _foreign_acls(touched.foreign_acls),
+        _undo{now, {}} {}
 
   Undo restore() {
     restore_class_of_service();
@@ -268,6 +271,7 @@ class Restoring {
     Acl& now = at->second;
     restore_rules(number, now, before == nullptr ? NO_ACL : *before,
                   after == nullptr ? NO_ACL : *after);
+    if (_foreign_acls.contains(number)) return;
     if (before != nullptr) {
       restore_head(number, now, *before, after);
     } else if (now.rules.empty()) {
@@ -351,6 +355,7 @@ class Restoring {
 
   const Configuration& _before;
   const Configuration& _after;
+  const std::set<std::uint32_t>& _foreign_acls;
   Undo _undo;
   std::set<RuleKey> _bound;  // that stay bound
 };
@@ -359,6 +364,35 @@ class Restoring {
 
 Touched touched_by(const Plan& plan) {
   return Touching(plan).collect();
+}
+
+void forget_refused(Touched& touched, const std::vector<Step>& refused) {
+  Configuration& after = touched.after;
+  for (const Step& step : refused) {
+    const auto bindings = [&]() -> Bindings& {
+      return step.record.interface != nullptr ? after.interfaces[*step.record.interface]
+                                              : after.vlans[step.record.vlan];
+    };
+    switch (step.kind) {
+      case StepKind::CREATE_ACL:
+        touched.foreign_acls.insert(step.key.acl);
+        break;
+      case StepKind::CREATE_RULE:
+        after.acls[step.key.acl].rules.erase(step.key.rule);
+        break;
+      case StepKind::CREATE_TIME_RANGE:
+        after.time_ranges.erase(*step.name);
+        break;
+      case StepKind::ADD_FILTER:
+        std::erase(bindings().filters, step.key);
+        break;
+      case StepKind::REMARK:
+        bindings().remarks.erase(step.key);
+        break;
+      default:
+        break;
+    }
+  }
 }
 
 Undo undo(const Touched& touched, const Configuration& now) {

@@ -2,6 +2,8 @@
 // else meanwhile.
 #pragma once
 
+#include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,8 +17,13 @@
 struct Touched {
   Configuration before;
   Configuration after;
+  // Lists whose heads are somebody else's, though the plan was to make them.
+  std::set<std::uint32_t> foreign_acls;
 };
 [[nodiscard]] Touched touched_by(const Plan& plan);
+// What policyd refused to create, because somebody else had done so before, is
+// not to be undone.
+void forget_refused(Touched& touched, const std::vector<Step>& refused);
 
 struct Undo {
   // What the switch is to be so that nothing of the plan is left.

@@ -63,11 +63,11 @@ class PlanRun {
     if (error.is_okay()) {
       ++_result.done;
       _on_progress(_result.done, _plan.steps().size());
-    } else if (!_result.failure) {
+    } else {
       const bool refused =
           error.code() == XrlErrorCode::COMMAND_FAILED || error.code() == XrlErrorCode::BAD_ARGS;
-      if (refused) _result.refused = &step;
-      fail(request_failure(describe(step), error));
+      if (refused) _result.refused.push_back(step);
+      if (!_result.failure) fail(request_failure(describe(step), error));
     }
     _window.answered();
   }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "tools/policyctl/plan/plan.h"
 #include "tools/policyctl/switch/switch_session.h"
@@ -11,7 +12,7 @@
 struct RunResult {
   std::size_t done = 0;            // requests that were answered OKAY
   std::optional<Failure> failure;  // the first one; none: the plan is carried out
-  const Step* refused = nullptr;   // the step policyd refused, if that is the failure
+  std::vector<Step> refused;       // by policyd: the first, and of those in flight then more
   bool sent_mapping = false;       // the line cards may have been told
   bool interrupted = false;        // by Ctrl-C; `failure` says so too
 };

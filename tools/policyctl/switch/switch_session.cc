@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -17,6 +18,7 @@
 namespace {
 
 constexpr const char* POLICY_CLASS = "policy";
+constexpr auto INTERRUPTED_PATIENCE = std::chrono::milliseconds(500);
 
 std::string seconds(Duration duration) {
   const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
@@ -125,10 +127,13 @@ void SwitchSession::wait(const std::string& what, const std::function<bool()>& d
   // A timer, so that a turn without any event ends.
   Timer wake(_loop, [] {});
   while (!done()) {
-    const TimePoint limit = _last_heard + _patience;
+    // A person who interrupts does not want to wait.
+    const Duration patience =
+        interrupted() ? std::min<Duration>(_patience, INTERRUPTED_PATIENCE) : _patience;
+    const TimePoint limit = _last_heard + patience;
     if (_loop.now() >= limit) {
       throw Failure(ExitStatus::TIMED_OUT,
-                    "no answer for " + seconds(_patience) + ", waiting for " + what + ".",
+                    "no answer for " + seconds(patience) + ", waiting for " + what + ".",
                     "The switch is there but does not answer; wait longer with --timeout "
                     "SECONDS.");
     }

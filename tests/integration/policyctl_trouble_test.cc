@@ -1,0 +1,219 @@
+// policyctl when something does not answer, somebody else is at work, or the
+// person changes their mind.
+#include <sys/stat.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "framework/base/event_loop.h"
+#include "tests/integration/policyctl_fixture.h"
+
+namespace {
+
+constexpr const char* UNDONE = "  Everything was undone; the switch is as it was.\n";
+
+class Trouble : public PolicyctlFixture {
+ protected:
+  std::string rules(int acl, int first, int last) {
+    std::string text = "acl " + std::to_string(acl) + " type 0\n";
+    for (int rule = first; rule <= last; ++rule) {
+      text += "  rule " + std::to_string(rule) + " permit protocol 6\n";
+    }
+    return text;
+  }
+  std::string acls() { return policyctl({"show", "acls"}).out; }
+  std::string finder_name() { return plane.finder_address(); }
+};
+
+TEST_F(Trouble, ADeadFinderIsNotReachable) {
+  ControlPlane::kill(plane.finder);
+  const Result result = policyctl({"show"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_EQ(result.err, "policyctl: no finder listens at " + finder_name() +
+                            ": connection refused.\n"
+                            "  Start the finder, or name another with -F HOST[:PORT].\n");
+}
+
+TEST_F(Trouble, AFrozenFinderIsWaitedForUntilTheDeadline) {
+  plane.finder->signal(SIGSTOP);
+  const Result result = policyctl({"--timeout", "0.2", "show"});
+  EXPECT_EQ(result.status, 75);
+  EXPECT_EQ(result.err,
+            "policyctl: no answer from the finder at " + finder_name() +
+                " for 0.2 s, waiting to be let in. Nothing was changed.\n"
+                "  Is that a finder, and does it run? Name another with -F HOST[:PORT], or wait "
+                "longer with --timeout SECONDS.\n");
+}
+
+TEST_F(Trouble, AFinderThatOnlyListensIsWaitedForUntilTheDeadline) {
+  EventLoop loop;
+  NetAddress here;
+  ASSERT_TRUE(NetAddress::parse("127.0.0.1:0", here));
+  const int listener = loop.network().listen(here);
+  ASSERT_GE(listener, 0);
+  const std::string finder = loop.network().local_address(listener).str();
+  const Result result = policyctl({"-F", finder, "--timeout", "0.2", "show"});
+  EXPECT_EQ(result.status, 75);
+  loop.network().close(listener);
+}
+
+TEST_F(Trouble, ADeadPolicydIsNotReachable) {
+  ControlPlane::kill(plane.policyd);
+  ASSERT_TRUE(plane.client().until([this] {
+    return plane.client().ask("finder/finder/0.2/get_xrl_targets").find("policy") ==
+           std::string::npos;
+  }));
+  const Result result = policyctl({"show"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_EQ(result.err, "policyctl: policyd is not running: the finder at " + finder_name() +
+                            " knows no target 'policy'.\n"
+                            "  Start policyd with -F " +
+                            finder_name() + ".\n");
+}
+
+TEST_F(Trouble, AFrozenPolicydIsWaitedForUntilTheDeadline) {
+  plane.policyd->signal(SIGSTOP);
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"show"},
+                                                  {"plan", file("a.conf", "cos flag on\n")},
+                                                  {"apply", file("a.conf", "cos flag on\n")},
+                                                  {"who-uses", "acl", "1"},
+                                                  {"delete", "acl", "1"},
+                                                  {"save", "-"},
+                                                  {"checkpoint"},
+                                                  {"dscp-queue", "1", "1"}}) {
+    std::vector<std::string> arguments{"--timeout", "0.2"};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    const Result result = policyctl(arguments);
+    EXPECT_EQ(result.status, 75) << command[0] << ": " << result.err;
+    EXPECT_NE(result.err.find("no answer for 0.2 s, waiting for "), std::string::npos)
+        << command[0] << ": " << result.err;
+  }
+  plane.policyd->signal(SIGCONT);
+}
+
+TEST_F(Trouble, ALostReplyIsReadBackAndUndone) {
+  arm("ignore", 3);
+  const Result result = policyctl({"--timeout", "0.2", "apply", file("a.conf", rules(10, 1, 5))});
+  EXPECT_EQ(result.status, 75);
+  EXPECT_EQ(result.err, "policyctl: apply " + folder +
+                            "/a.conf: no answer for 0.2 s, waiting for the answer to a change.\n" +
+                            UNDONE);
+  EXPECT_EQ(acls(), "");
+}
+
+TEST_F(Trouble, APolicydThatFreezesWithinAChangeLeavesItToRecover) {
+  const std::string fifo = folder + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const auto tool = start_policyctl({"--timeout", "0.3", "apply", fifo});
+  std::ofstream feed(fifo);
+  arm("freeze", 3);
+  feed << rules(10, 1, 5) << std::flush;
+  feed.close();
+  EXPECT_EQ(tool->wait(), 75);
+  EXPECT_NE(tool->errors().find("Whether any of the change is on the switch is not known.\n  Run "
+                                "'policyctl recover' to undo it once the switch answers.\n"),
+            std::string::npos)
+      << tool->errors();
+  plane.policyd->signal(SIGCONT);
+  const Result recovered = policyctl({"recover"});
+  EXPECT_EQ(recovered.status, 0) << recovered.err;
+  EXPECT_EQ(acls(), "");
+}
+
+TEST_F(Trouble, CtrlCUndoesAChange) {
+  const std::string fifo = folder + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const auto tool = start_policyctl({"apply", fifo});
+  std::ofstream feed(fifo);
+  arm("interrupt_peer", 100, tool->pid());
+  feed << rules(10, 1, 20000) << std::flush;
+  feed.close();
+  EXPECT_EQ(tool->wait(), 1);
+  EXPECT_EQ(tool->errors(), "policyctl: apply " + fifo + ": interrupted.\n" + UNDONE);
+  EXPECT_EQ(acls(), "");
+}
+
+TEST_F(Trouble, AChangeThatIsNotConfirmedUndoesItself) {
+  const auto applied =
+      start_policyctl({"apply", "--confirm", "1", file("a.conf", rules(10, 1, 5))});
+  EXPECT_EQ(applied->wait(), 0) << applied->errors();
+  EXPECT_NE(
+      applied->output().find("It is undone in 1 s, unless 'policyctl confirm' comes before.\n"),
+      std::string::npos);
+  EXPECT_TRUE(plane.client().until([this] { return acls().empty(); }));
+  EXPECT_TRUE(plane.client().until(
+      [this] { return policyctl({"confirm"}).err.find("no change waits") != std::string::npos; }));
+}
+
+TEST_F(Trouble, NothingElseIsChangedBeforeTheConfirmation) {
+  const auto applied =
+      start_policyctl({"apply", "--confirm", "3600", file("a.conf", rules(10, 1, 2))});
+  ASSERT_EQ(applied->wait(), 0);
+  const Result meanwhile = policyctl({"apply", file("b.conf", rules(20, 1, 2))});
+  EXPECT_EQ(meanwhile.status, 1);
+  EXPECT_EQ(meanwhile.err, "policyctl: the change 'apply " + folder +
+                               "/a.conf' waits for its confirmation. Nothing was changed.\n"
+                               "  Keep it with 'policyctl confirm', or undo it with 'policyctl "
+                               "recover'.\n");
+  EXPECT_EQ(policyctl({"recover"}).out, "Everything was undone; the switch is as it was.\n");
+  EXPECT_EQ(acls(), "");
+}
+
+TEST_F(Trouble, AConfirmedChangeStays) {
+  const auto applied =
+      start_policyctl({"apply", "--confirm", "3600", file("a.conf", rules(10, 1, 2))});
+  ASSERT_EQ(applied->wait(), 0);
+  const Result confirmed = policyctl({"confirm"});
+  EXPECT_EQ(confirmed.status, 0);
+  EXPECT_EQ(confirmed.out, "The change 'apply " + folder + "/a.conf' is kept.\n");
+  EXPECT_EQ(acls(), rules(10, 1, 2));
+  EXPECT_EQ(policyctl({"recover"}).out, "There is nothing to recover.\n");
+}
+
+TEST_F(Trouble, AChangeThatWaitsForItsConfirmationOutlivesAKilledPolicyctl) {
+  const std::string fifo = folder + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const auto tool = start_policyctl({"apply", "--confirm", "1", fifo});
+  std::ofstream feed(fifo);
+  arm("kill_peer", 4, tool->pid());
+  feed << rules(10, 1, 9) << std::flush;
+  feed.close();
+  EXPECT_EQ(tool->wait(), 128 + SIGKILL);
+  EXPECT_TRUE(plane.client().until([this] { return acls().empty(); }));
+}
+
+TEST_F(Trouble, TwoAtOnceOnDifferentThingsBothSucceed) {
+  for (int round = 0; round < 10; ++round) {
+    const auto one = start_policyctl({"apply", file("a.conf", rules(10, 1, 200))});
+    const auto two = start_policyctl({"apply", file("b.conf", rules(20, 1, 200))});
+    EXPECT_EQ(one->wait(), 0) << one->errors();
+    EXPECT_EQ(two->wait(), 0) << two->errors();
+    EXPECT_EQ(acls(), rules(10, 1, 200) + rules(20, 1, 200));
+    become("");
+  }
+}
+
+// From two machines, say: no lock is between them.
+TEST_F(Trouble, TwoAtOnceOnTheSameListWithoutALockLoseNothingUnseen) {
+  for (int round = 0; round < 20; ++round) {
+    ChildProcess::Options options;
+    options.argv = {program("policyctl"), "-F", plane.finder_address(), "apply",
+                    file("b.conf", rules(10, 101, 200))};
+    options.environment = {{"POLICYCTL_STATE_DIR", folder + "/elsewhere"}};
+    const auto one = start_policyctl({"apply", file("a.conf", rules(10, 1, 100))});
+    ChildProcess two(options);
+    const int status_one = one->wait();
+    const int status_two = two.wait();
+    const std::string now = acls();
+    const std::string what = "round " + std::to_string(round) + "\n" + one->errors() + two.errors();
+    EXPECT_TRUE(status_one == 0 || status_two == 0) << what;
+    if (status_one == 0 && status_two == 0) {
+      EXPECT_EQ(now, rules(10, 1, 200)) << what;
+    } else {
+      EXPECT_EQ(now, status_one == 0 ? rules(10, 1, 100) : rules(10, 101, 200)) << what;
+    }
+    become("");
+  }
+}
+
+}  // namespace
