@@ -5,12 +5,13 @@ lines after "$ " are commands (a backslash at the end continues one), the lines
 below a command are what it must print, standard error included and blanks at
 the end of a line aside. "..." in them stands for anything, a line of its own for
 any number of lines. The programs are taken from DIRECTORY instead of
-build/release/bin.
+build/release/bin, and without a path, too. What policyctl keeps is kept in a
+folder that goes with the dialogue.
 
 A command that ends in "&" runs beside the following ones until the end of the
-document; what is shown below it is awaited. A request that only asks (get_...)
-is repeated until it prints what is shown: what it asks about may need a moment
-to arrive, which a person who types gives it.
+document; what is shown below it is awaited. What only asks (get_..., policyctl
+show and the like) is repeated until it prints what is shown: what it asks about
+may need a moment to arrive, which a person who types gives it.
 """
 
 import argparse
@@ -31,6 +32,7 @@ import tree
 
 PATIENCE_S = 20
 DOCUMENTED_BIN = "build/release/bin"
+ONLY_ASKS = re.compile(r"/get_|^policyctl (show|plan|diff|who-uses|checkpoints)\b")
 
 
 class Step:
@@ -73,6 +75,10 @@ class Shell:
     def __init__(self, bin_directory):
         self.bin = os.path.abspath(bin_directory)
         self.background = []
+        self.kept = tempfile.TemporaryDirectory()
+        self.environment = {
+            **os.environ, "PATH": f"{self.bin}:{os.environ['PATH']}",
+            "POLICYCTL_STATE_DIR": self.kept.name}
 
     def real(self, command):
         command = re.sub(r"^\./run\b", f"./run --bin {self.bin}", command)
@@ -83,8 +89,8 @@ class Shell:
 
     def start(self, command, output):
         return subprocess.Popen(
-            ["bash", "-c", self.real(command)], cwd=tree.ROOT, stdin=subprocess.DEVNULL,
-            stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
+            ["bash", "-c", self.real(command)], cwd=tree.ROOT, env=self.environment,
+            stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
 
     def printed_by(self, command):
         with tempfile.TemporaryFile("w+") as output:
@@ -108,6 +114,7 @@ class Shell:
                 os.killpg(process.pid, signal.SIGKILL)
             process.wait()
             output.close()
+        self.kept.cleanup()
 
 
 def until_it_matches(step, look):
@@ -125,7 +132,7 @@ def carry_out(document, shell):
         print(f"$ {step.command}", flush=True)
         if step.command.rstrip().endswith("&"):
             printed = shell.run_beside(step)
-        elif "/get_" in step.command:
+        elif ONLY_ASKS.search(step.command):
             printed = until_it_matches(
                 step, lambda command=step.command: shell.printed_by(command))
         else:

@@ -56,7 +56,7 @@ struct Given {
   std::int64_t deadline = 0;
   bool prune = false;
   bool cascade = false;
-  bool text_only = false;
+  ShowAs show_as = ShowAs::WHAT_FITS;
   std::string output;
   std::uint32_t first_acl = ImportOptions().first_acl;
   double interval_s = 1;
@@ -142,15 +142,20 @@ class CommandLineMaker {
   }
 
   void add_reading_commands() {
-    CLI::App* const show = command(
-        "show",
-        "show the configuration of the switch, as text that can be applied, or on "
-        "a terminal as tables",
-        [](Context& context, const Given& given) {
-          return show_command(context, Selection::parse(given.words),
-                              given.text_only ? ShowAs::TEXT : ShowAs::TABLES_ON_A_TERMINAL);
-        });
-    show->add_flag("--text", _given->text_only, "no tables, on a terminal either");
+    CLI::App* const show =
+        command("show",
+                "show the configuration of the switch, as text that can be applied, or on "
+                "a terminal as tables",
+                [](Context& context, const Given& given) {
+                  return show_command(context, Selection::parse(given.words), given.show_as);
+                });
+    CLI::Option* const text = show->add_flag_callback(
+        "--text", [given = _given] { given->show_as = ShowAs::TEXT; },
+        "text that can be applied, on a terminal, too");
+    show->add_flag_callback(
+            "--table", [given = _given] { given->show_as = ShowAs::TABLES; },
+            "tables, where it is no terminal, too")
+        ->excludes(text);
     words_of(show, "WHAT", SELECTIONS);
     CLI::App* const watch = command(
         "watch", "print each change of the switch as it is seen, until Ctrl-C",

@@ -39,11 +39,15 @@ ExitStatus show_command(const Context& context, const Selection& selection, Show
     selection.require(configuration);
     selection.narrow(configuration);
     print_json(context.out, configuration_json(configuration));
-  } else if (!context.out_is_terminal) {
-    context.out << text(context, selection) << std::flush;
+    return ExitStatus::DONE;
+  }
+  const bool as_tables =
+      show_as == ShowAs::TABLES || (show_as == ShowAs::WHAT_FITS && context.out_is_terminal);
+  const std::string shown = as_tables ? tables(context, selection) : text(context, selection);
+  if (context.out_is_terminal) {
+    print_paged(context.out, shown);
   } else {
-    print_paged(context.out,
-                show_as == ShowAs::TEXT ? text(context, selection) : tables(context, selection));
+    context.out << shown << std::flush;
   }
   return ExitStatus::DONE;
 }

@@ -5,8 +5,9 @@
 #include "tools/policyctl/commands/selection.h"
 
 enum class ShowAs {
-  TABLES_ON_A_TERMINAL,  // and text that can be applied elsewhere
+  WHAT_FITS,  // tables on a terminal, text that can be applied elsewhere
   TEXT,
+  TABLES,
 };
 
 // The configuration of the switch. On a terminal what is longer than its window
