@@ -13,6 +13,7 @@
 
 #include "tools/policyctl/commands/change_switch.h"
 #include "tools/policyctl/commands/prepare_plan.h"
+#include "tools/policyctl/json/json_configuration.h"
 #include "tools/policyctl/json/json_output.h"
 #include "tools/policyctl/switch/read_switch.h"
 
@@ -108,7 +109,7 @@ ExitStatus plan_command(const Context& context, const std::string& file, Unnamed
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
   const Plan plan(present, std::move(wanted.target));
   if (context.json) {
-    print_json(context.out, plan_json(plan));
+    print_plan_json(context.out, plan);
   } else {
     print_plan(context.out, plan, context.in_colour());
   }

@@ -5,6 +5,7 @@
 
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/prepare_plan.h"
+#include "tools/policyctl/json/json_configuration.h"
 #include "tools/policyctl/json/json_output.h"
 #include "tools/policyctl/keep/checkpoints.h"
 #include "tools/policyctl/language/statement_match.h"
@@ -116,7 +117,7 @@ ExitStatus diff_command(const Context& context, const std::string& from, const s
   name_the_same(before->vlans, after->vlans);
   const Plan plan(*before, std::move(*after));
   if (context.json) {
-    print_json(context.out, plan_json(plan));
+    print_plan_json(context.out, plan);
   } else {
     print_plan(context.out, plan, context.in_colour());
   }

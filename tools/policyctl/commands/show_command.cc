@@ -4,7 +4,7 @@
 
 #include "tools/policyctl/commands/pager.h"
 #include "tools/policyctl/commands/tables_of_switch.h"
-#include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/json/json_configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
@@ -38,7 +38,7 @@ ExitStatus show_command(const Context& context, const Selection& selection, Show
     Configuration configuration = read(context, selection.parts());
     selection.require(configuration);
     selection.narrow(configuration);
-    print_json(context.out, configuration_json(configuration));
+    print_configuration_json(context.out, configuration);
     return ExitStatus::DONE;
   }
   const bool as_tables =

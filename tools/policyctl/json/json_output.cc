@@ -2,14 +2,10 @@
 
 #include <ostream>
 
-#include "tools/match_fields.h"
-#include "tools/match_values.h"
 #include "tools/policyctl/commands/change_switch.h"
 #include "tools/policyctl/language/words.h"
 
 namespace {
-
-constexpr std::size_t INDENTATION = 2;
 
 bool is_utf8(std::string_view text) {
   while (!text.empty()) {
@@ -34,80 +30,6 @@ std::string base16(std::string_view bytes) {
   return text;
 }
 
-Json key_json(const RuleKey& key) {
-  return {{"acl", key.acl}, {"rule", key.rule}};
-}
-
-const char* remark_kind(std::uint32_t kind) {
-  switch (kind) {
-    case REMARK_DSCP:
-      return "dscp";
-    case REMARK_PRIORITY:
-      return "priority";
-    default:
-      return "two-bit";
-  }
-}
-
-Json queues_json(const std::map<std::uint32_t, std::uint32_t>& queues) {
-  Json list = Json::array();
-  for (const auto& [priority, queue] : queues) {
-    list.push_back({{"priority", priority}, {"queue", queue}});
-  }
-  return list;
-}
-
-Json class_of_service_json(const ClassOfService& cos) {
-  Json json = Json::object();
-  if (cos.flag) json["flag"] = *cos.flag;
-  if (cos.mode) json["schedule_mode"] = *cos.mode;
-  if (cos.schedule) {
-    json["schedule_algorithm"] = {{"algorithm", cos.schedule->algorithm},
-                                  {"weights", cos.schedule->weights}};
-  }
-  json["priority_queues"] = queues_json(cos.priority_queues);
-  json["mapping"] = queues_json(cos.mapping);
-  return json;
-}
-
-Json rule_json(std::uint32_t number, const Rule& rule) {
-  Json fields = Json::array();
-  rule.fields.for_each([&fields](std::uint32_t field_number, std::string_view value) {
-    Json field = {{"number", field_number}};
-    const MatchField* const known = find_match_field(field_number);
-    if (known != nullptr && match_value_problem(*known, value).empty()) {
-      field["name"] = known->name;
-    }
-    field["value"] = text_json(value);
-    fields.push_back(std::move(field));
-  });
-  return {{"rule", number},
-          {"action", rule.action == PERMIT ? "permit" : "deny"},
-          {"fields", std::move(fields)},
-          {"description", text_json(rule.description)}};
-}
-
-Json acl_json(std::uint32_t number, const Acl& acl) {
-  Json rules = Json::array();
-  for (const auto& [rule_number, rule] : acl.rules) rules.push_back(rule_json(rule_number, rule));
-  return {{"acl", number},
-          {"type", acl.type},
-          {"description", text_json(acl.description)},
-          {"rules", std::move(rules)}};
-}
-
-void add_bindings(Json& record, const Bindings& bindings) {
-  record["filters"] = Json::array();
-  for (const RuleKey& key : bindings.filters) record["filters"].push_back(key_json(key));
-  record["remarks"] = Json::array();
-  for (const auto& [key, remark] : bindings.remarks) {
-    Json json = key_json(key);
-    json["kind"] = remark_kind(remark.kind);
-    json["value"] = remark.value;
-    record["remarks"].push_back(std::move(json));
-  }
-}
-
 const char* sign_word(ChangeSign sign) {
   switch (sign) {
     case ChangeSign::ADDED:
@@ -120,14 +42,18 @@ const char* sign_word(ChangeSign sign) {
   return "changed";
 }
 
-Json counts_json(const PlanCounts& counts) {
-  return {{"added", counts.added}, {"changed", counts.changed}, {"removed", counts.removed}};
-}
-
 }  // namespace
 
+Json queues_json(const std::map<std::uint32_t, std::uint32_t>& queues) {
+  Json list = Json::array();
+  for (const auto& [priority, queue] : queues) {
+    list.push_back({{"priority", priority}, {"queue", queue}});
+  }
+  return list;
+}
+
 void print_json(std::ostream& out, const Json& json) {
-  out << json.dump(INDENTATION) << '\n' << std::flush;
+  out << json.dump(JSON_INDENTATION) << '\n' << std::flush;
 }
 
 void print_json_line(std::ostream& out, const Json& json) {
@@ -137,38 +63,6 @@ void print_json_line(std::ostream& out, const Json& json) {
 Json text_json(std::string_view text) {
   if (is_utf8(text)) return text;
   return {{"base16", base16(text)}};
-}
-
-Json configuration_json(const Configuration& configuration) {
-  Json json = {{"cos", class_of_service_json(configuration.cos)},
-               {"time_ranges", Json::array()},
-               {"acls", Json::array()},
-               {"interfaces", Json::array()},
-               {"vlans", Json::array()}};
-  for (const auto& [name, range] : configuration.time_ranges) {
-    json["time_ranges"].push_back({{"name", text_json(name)},
-                                   {"number1", range.number1},
-                                   {"number2", range.number2},
-                                   {"flag", range.flag},
-                                   {"number3", range.number3},
-                                   {"number4", range.number4}});
-  }
-  for (const auto& [number, acl] : configuration.acls) {
-    json["acls"].push_back(acl_json(number, acl));
-  }
-  for (const auto& [name, bindings] : configuration.interfaces) {
-    if (bindings.is_bare()) continue;
-    Json record = {{"interface", text_json(name)}, {"cos_value", bindings.cos_value.value_or(0)}};
-    add_bindings(record, bindings);
-    json["interfaces"].push_back(std::move(record));
-  }
-  for (const auto& [id, bindings] : configuration.vlans) {
-    if (bindings.is_bare()) continue;
-    Json record = {{"vlan", id}};
-    add_bindings(record, bindings);
-    json["vlans"].push_back(std::move(record));
-  }
-  return json;
 }
 
 Json faults_json(const std::string& file, const std::vector<Fault>& faults) {
@@ -189,20 +83,16 @@ Json failure_json(const Failure& failure) {
           {"advice", text_json(failure.advice())}};
 }
 
+Json counts_json(const PlanCounts& counts) {
+  return {{"added", counts.added}, {"changed", counts.changed}, {"removed", counts.removed}};
+}
+
 Json change_json(const Change& change, const Plan& plan) {
   const ChangeText text = describe(change, plan);
   return {{"change", sign_word(change.sign)},
           {"below", text_json(text.where)},
           {"before", text_json(text.before)},
           {"after", text_json(text.after)}};
-}
-
-Json plan_json(const Plan& plan) {
-  Json changes = Json::array();
-  for (const Change& change : plan.changes()) changes.push_back(change_json(change, plan));
-  return {{"changes", std::move(changes)},
-          {"counts", counts_json(plan.counts())},
-          {"requests", plan.steps().size()}};
 }
 
 Json report_json(const std::string& what, const ChangeReport& report) {

@@ -16,6 +16,8 @@ struct ChangeReport;
 
 using Json = nlohmann::ordered_json;
 
+constexpr int JSON_INDENTATION = 2;
+
 // Indented, with a line break at the end.
 void print_json(std::ostream& out, const Json& json);
 
@@ -26,10 +28,10 @@ void print_json_line(std::ostream& out, const Json& json);
 // {"base16": "00ff"}.
 [[nodiscard]] Json text_json(std::string_view text);
 
-[[nodiscard]] Json configuration_json(const Configuration& configuration);
+[[nodiscard]] Json queues_json(const std::map<std::uint32_t, std::uint32_t>& queues);
+[[nodiscard]] Json counts_json(const PlanCounts& counts);
 [[nodiscard]] Json faults_json(const std::string& file, const std::vector<Fault>& faults);
 [[nodiscard]] Json failure_json(const Failure& failure);
 [[nodiscard]] Json change_json(const Change& change, const Plan& plan);
-[[nodiscard]] Json plan_json(const Plan& plan);
 [[nodiscard]] Json report_json(const std::string& what, const ChangeReport& report);
 [[nodiscard]] Json record_json(const RecordName& record);
