@@ -53,6 +53,7 @@ class AllOrNothing : public PolicyctlFixture, public testing::WithParamInterface
   template <typename Run>
   void for_each_request(Run run) {
     ASSERT_GE(requests, 20U);
+    RecordProperty("runs", static_cast<int>(requests));
     for (std::size_t at = 1; at <= requests; ++at) {
       SCOPED_TRACE("seed " + std::to_string(GetParam()) + ", request " + std::to_string(at) +
                    " of " + std::to_string(requests));

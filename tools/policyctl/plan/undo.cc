@@ -367,27 +367,44 @@ Touched touched_by(const Plan& plan) {
 }
 
 void forget_refused(Touched& touched, const std::vector<Step>& refused) {
+  const Configuration& before = touched.before;
   Configuration& after = touched.after;
+  const auto bindings = [](const Configuration& part, const RecordName& record) {
+    static const Bindings NOTHING;
+    const Bindings* const found = record.interface != nullptr
+                                      ? find(part.interfaces, *record.interface)
+                                      : find(part.vlans, record.vlan);
+    return found == nullptr ? &NOTHING : found;
+  };
+  const auto bindings_after = [&after](const RecordName& record) -> Bindings& {
+    return record.interface != nullptr ? after.interfaces[*record.interface]
+                                       : after.vlans[record.vlan];
+  };
+  // What was there before is refused because its deletion was.
   for (const Step& step : refused) {
-    const auto bindings = [&]() -> Bindings& {
-      return step.record.interface != nullptr ? after.interfaces[*step.record.interface]
-                                              : after.vlans[step.record.vlan];
-    };
     switch (step.kind) {
       case StepKind::CREATE_ACL:
-        touched.foreign_acls.insert(step.key.acl);
+        if (!before.acls.contains(step.key.acl)) touched.foreign_acls.insert(step.key.acl);
         break;
       case StepKind::CREATE_RULE:
-        after.acls[step.key.acl].rules.erase(step.key.rule);
+        if (find_rule(before, step.key) == nullptr) {
+          after.acls[step.key.acl].rules.erase(step.key.rule);
+        }
         break;
       case StepKind::CREATE_TIME_RANGE:
-        after.time_ranges.erase(*step.name);
+        if (!before.time_ranges.contains(*step.name)) after.time_ranges.erase(*step.name);
         break;
-      case StepKind::ADD_FILTER:
-        std::erase(bindings().filters, step.key);
+      case StepKind::ADD_FILTER: {
+        const std::vector<RuleKey>& old = bindings(before, step.record)->filters;
+        if (std::find(old.begin(), old.end(), step.key) == old.end()) {
+          std::erase(bindings_after(step.record).filters, step.key);
+        }
         break;
+      }
       case StepKind::REMARK:
-        bindings().remarks.erase(step.key);
+        if (!bindings(before, step.record)->remarks.contains(step.key)) {
+          bindings_after(step.record).remarks.erase(step.key);
+        }
         break;
       default:
         break;
