@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/policyctl/language/configuration.h"
@@ -17,7 +18,9 @@ class Selection {
   // What has to be read for it.
   [[nodiscard]] const SwitchParts& parts() const { return _parts; }
   // "acl", "acls", ...; empty for all of it.
-  [[nodiscard]] std::string_view kind() const { return _words.empty() ? "" : _words[0]; }
+  [[nodiscard]] std::string_view kind() const {
+    return _words.empty() ? std::string_view() : std::string_view(_words[0]);
+  }
   // As it was given.
   [[nodiscard]] std::string name() const;
 
