@@ -31,15 +31,19 @@ std::uint16_t ControlPlane::listening_port(ChildProcess& finder) {
   return port_after(finder.output(), "127.0.0.1:");
 }
 
+std::string ControlPlane::finder_address() const {
+  return "127.0.0.1:" + std::to_string(_port);
+}
+
 std::unique_ptr<ChildProcess> ControlPlane::start_policyd(int cpu) const {
-  return std::make_unique<ChildProcess>(ChildProcess::Options{
-      {program("policyd"), "-F", "127.0.0.1:" + std::to_string(_port)}, {}, cpu, {}});
+  return std::make_unique<ChildProcess>(
+      ChildProcess::Options{{program("policyd"), "-F", finder_address()}, {}, cpu, {}});
 }
 
 std::unique_ptr<ChildProcess> ControlPlane::start_chassis(const std::string& description,
                                                           int cpu) const {
   auto chassis = std::make_unique<ChildProcess>(ChildProcess::Options{
-      {program("chassis"), "-F", "127.0.0.1:" + std::to_string(_port), description}, {}, cpu, {}});
+      {program("chassis"), "-F", finder_address(), description}, {}, cpu, {}});
   if (!chassis->wait_for_output("\n")) {
     give_up("the chassis does not start: " + chassis->errors());
   }

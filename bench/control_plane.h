@@ -38,6 +38,8 @@ class ControlPlane {
   // Asks policyd until it answers.
   void wait_for_policyd();
 
+  // Where programs are told to find the finder: HOST:PORT.
+  [[nodiscard]] std::string finder_address() const;
   [[nodiscard]] const ChildProcess& finder() const { return _finder; }
   [[nodiscard]] EventLoop& loop() { return _loop; }
   [[nodiscard]] XrlStdRouter& router() { return _router; }
