@@ -233,7 +233,7 @@ def try_what_cannot_be_reached(switch):
 
 
 def commands_of(switch):
-    listed = switch.run("--help").stdout.decode().split("Subcommands:")[1]
+    listed = switch.run("--help").stdout.decode()
     return set(re.findall(r"^  ([a-z][a-z-]*) ", listed, re.MULTILINE)) - WITHOUT_JSON
 
 
