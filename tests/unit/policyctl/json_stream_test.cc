@@ -1,9 +1,11 @@
 #include "tools/policyctl/json/json_stream.h"
 
 #include <gtest/gtest.h>
+#include <rapidcheck.h>
 
 #include <sstream>
 
+#include "tests/unit/policyctl/random_configuration.h"
 #include "tools/policyctl/json/json_configuration.h"
 
 namespace {
@@ -53,6 +55,14 @@ TEST(JsonOutput, SaysOfAFieldWhatItsValueIsNotNamedFor) {
                          {{{"number", 11}, {"name", "protocol"}, {"value", "17"}},
                           {{"number", 13}, {"value", "http"}}}},
                         {"description", {{"base16", "ff"}}}}));
+}
+
+TEST(JsonOutput, IsWellFormedWhateverTheTextsHold) {
+  EXPECT_TRUE(rc::check([] {
+    std::ostringstream out;
+    print_configuration_json(out, any_configuration());
+    RC_ASSERT(Json::accept(out.str()));
+  }));
 }
 
 }  // namespace

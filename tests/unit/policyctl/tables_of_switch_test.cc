@@ -1,9 +1,11 @@
 #include "tools/policyctl/commands/tables_of_switch.h"
 
 #include <gtest/gtest.h>
+#include <rapidcheck.h>
 
 #include <sstream>
 
+#include "tests/unit/policyctl/random_configuration.h"
 #include "tools/policyctl/language/read_configuration.h"
 
 namespace {
@@ -126,6 +128,18 @@ TEST(TablesOfSwitch, KeepWithinTheWindow) {
     const std::size_t ellipses = line.find("\xe2\x80\xa6") == std::string::npos ? 0 : 2;
     EXPECT_LE(line.size() - ellipses, 60U) << line;
   }
+}
+
+TEST(TablesOfSwitch, SendATerminalNothingThatItObeys) {
+  EXPECT_TRUE(rc::check([] {
+    const auto width = *rc::gen::inRange<std::size_t>(1, 200);
+    const std::string text =
+        tables_of_switch(any_configuration(), Selection::parse({}), {width, false});
+    for (const char c : text) {
+      const auto byte = static_cast<unsigned char>(c);
+      RC_ASSERT(byte == '\n' || (byte >= 0x20 && byte != 0x7f));
+    }
+  }));
 }
 
 }  // namespace

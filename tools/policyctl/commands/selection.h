@@ -26,7 +26,7 @@ class Selection {
 
   // Throws Failure REFUSED when a single thing is selected and is not there.
   void require(const Configuration& configuration) const;
-  // Drops all that is not selected.
+  // Drops what is not selected of the parts that it is of; other parts stay.
   void narrow(Configuration& configuration) const;
 
  private:

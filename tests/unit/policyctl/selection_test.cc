@@ -1,0 +1,92 @@
+#include "tools/policyctl/commands/selection.h"
+
+#include <gtest/gtest.h>
+
+#include "tools/policyctl/failure.h"
+#include "tools/policyctl/language/read_configuration.h"
+#include "tools/policyctl/language/write_configuration.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr const char* EDGE = R"(cos flag on
+time-range night 22 6 on 0 0
+acl 10 type 0
+  rule 1 permit
+  rule 20 deny
+acl 11 type 1
+interface eth-0/1/1
+  filter acl 10 rule 1
+vlan 100
+  filter acl 10 rule 1
+)";
+
+Configuration edge() {
+  return read_configuration(EDGE).configuration;
+}
+
+std::string narrowed(const Words& words) {
+  Configuration configuration = edge();
+  Selection::parse(words).narrow(configuration);
+  return write_configuration(configuration);
+}
+
+// The message and the advice of what `run` throws.
+template <typename Run>
+std::string failure_of(ExitStatus status, Run run) {
+  try {
+    run();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), status);
+    return std::string(failure.what()) + " " + failure.advice();
+  }
+  return "none";
+}
+
+TEST(Selection, OffersTheNearestWordForAMisspeltOne) {
+  EXPECT_EQ(failure_of(ExitStatus::USAGE,
+                       [] {
+                         (void)Selection::parse({"alc", "10"});
+                       }),
+            "'alc 10' is nothing that can be shown. Is 'acl' meant?");
+}
+
+TEST(Selection, NamesWhatThereIsWhenAWordIsMissingOrNoNumber) {
+  const std::string forms =
+      "What can be shown: cos, time-ranges, time-range NAME, acls, acl ACL, acl ACL rule RULE, "
+      "interfaces, interface INTERFACE, vlans, vlan VLAN.";
+  for (const Words& words : {Words{"acl"}, Words{"acl", "x"}, Words{"vlan", "1", "2"}}) {
+    EXPECT_TRUE(
+        failure_of(ExitStatus::USAGE, [&] { (void)Selection::parse(words); }).ends_with(forms));
+  }
+}
+
+TEST(Selection, RefusesASingleThingThatIsNotThereAndOffersTheNearest) {
+  const auto refusal = [](const Words& words) {
+    return failure_of(ExitStatus::REFUSED, [&] { Selection::parse(words).require(edge()); });
+  };
+  EXPECT_EQ(refusal({"interface", "eth-0/1/2"}),
+            "there is no interface eth-0/1/2 on the switch. Is 'eth-0/1/1' meant?");
+  EXPECT_EQ(refusal({"acl", "10", "rule", "30"}),
+            "there is no acl 10 rule 30 on the switch. Is '20' meant?");
+  EXPECT_EQ(refusal({"time-range", "nihgt"}),
+            "there is no time-range nihgt on the switch. Is 'night' meant?");
+  EXPECT_EQ(refusal({"vlan", "100"}), "none");
+  EXPECT_EQ(refusal({"acls"}), "none");
+}
+
+TEST(Selection, DropsWhatIsNotSelected) {
+  const std::string head = "cos flag on\ntime-range night 22 6 on 0 0\n";
+  const std::string interface = "interface eth-0/1/1\n  filter acl 10 rule 1\n";
+  const std::string vlan = "vlan 100\n  filter acl 10 rule 1\n";
+  EXPECT_EQ(narrowed({}), EDGE);
+  EXPECT_EQ(narrowed({"acl", "10", "rule", "20"}),
+            head + "acl 10 type 0\n  rule 20 deny\n" + interface + vlan);
+  EXPECT_EQ(narrowed({"acl", "12"}), head + interface + vlan);
+  const std::string acls = "acl 10 type 0\n  rule 1 permit\n  rule 20 deny\nacl 11 type 1\n";
+  EXPECT_EQ(narrowed({"interfaces"}), head + acls + interface);
+  EXPECT_EQ(narrowed({"vlan", "101"}), head + acls);
+}
+
+}  // namespace
