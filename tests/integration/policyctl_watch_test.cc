@@ -88,6 +88,17 @@ TEST_F(PolicyctlWatch, SaysThatTheFinderIsLostAndGoesOn) {
   EXPECT_EQ(seen(*acls), (Lines{"+ acl 11 type 1"}));
 }
 
+TEST_F(PolicyctlWatch, SaysThatPolicydDoesNotAnswerAndGoesOn) {
+  const auto acls = watch({"acls", "--timeout", "0.2"});
+  plane.policyd->signal(SIGSTOP);
+  ASSERT_TRUE(acls->wait_for_errors("Waiting for the switch to be back."));
+  plane.policyd->signal(SIGCONT);
+  ASSERT_TRUE(acls->wait_for_errors("policyctl: the switch is back; policyd is the same.\n"));
+  hold({{"create_acl?acl:u32=11&type:u32=1", "100"}});
+  ASSERT_TRUE(acls->wait_for_output("\n"));
+  EXPECT_EQ(seen(*acls), (Lines{"+ acl 11 type 1"}));
+}
+
 TEST_F(PolicyctlWatch, FailsWhenThereIsNoSwitchToBeginWith) {
   kill_policyd();
   ChildProcess process({program("policyctl"), "-F", plane.finder_address(), "watch"});

@@ -38,7 +38,8 @@ class Watching {
       : _context(context), _selection(selection), _options(options) {}
 
   void begin() {
-    connect();
+    _session = _context.connect();
+    _policyd = _session->policyd();
     _last = read();
     const std::string what = _selection.name();
     event("watching", "watching " + (what.empty() ? "the switch" : what) + " at " +
@@ -48,7 +49,7 @@ class Watching {
   bool go_on() {
     pause();
     try {
-      if (!_session) come_back();
+      if (!_session) _session = _context.connect();
       look();
     } catch (const Failure& failure) {
       lose(failure);
@@ -57,11 +58,6 @@ class Watching {
   }
 
  private:
-  void connect() {
-    _session = _context.connect();
-    _policyd = _session->policyd();
-  }
-
   [[nodiscard]] Configuration read() {
     const auto begin = std::chrono::steady_clock::now();
     Configuration configuration = read_switch(*_session, _selection.parts());
@@ -81,11 +77,12 @@ class Watching {
 
   void look() {
     const std::string lives = ask_finder();
-    if (lives != _policyd) {
+    if (lives != _session->policyd()) {
       throw Failure(ExitStatus::NOT_REACHABLE,
                     lives.empty() ? "policyd is gone." : "policyd was started anew.");
     }
     const Configuration now = read();
+    if (std::exchange(_is_lost, false)) say_that_it_is_back();
     if (now == _last) return;
     const Plan changes(_last, now);
     for (const Change& change : changes.changes()) {
@@ -111,10 +108,8 @@ class Watching {
     }
   }
 
-  void come_back() {
-    const std::string before = _policyd;
-    connect();
-    _is_lost = false;
+  void say_that_it_is_back() {
+    const std::string before = std::exchange(_policyd, _session->policyd());
     event("back", _policyd == before ? "the switch is back; policyd is the same."
                                      : "the switch is back; policyd was started anew and began "
                                        "from its defaults.");
@@ -149,7 +144,7 @@ class Watching {
   const Selection& _selection;
   WatchOptions _options;
   std::unique_ptr<SwitchSession> _session;  // null while the switch is lost
-  std::string _policyd;
+  std::string _policyd;                     // that was read last
   Configuration _last;
   std::chrono::duration<double> _reading{0};
   std::size_t _seen = 0;
