@@ -3,28 +3,24 @@
 #include <algorithm>
 #include <set>
 
+#include "tools/policyctl/plan/find_entry.h"
+
 namespace {
 
 const Bindings NOTHING_BOUND;
-
-template <typename Map, typename Key>
-const typename Map::mapped_type* find(const Map& map, const Key& key) {
-  const auto at = map.find(key);
-  return at == map.end() ? nullptr : &at->second;
-}
 
 // Calls `visit(name, before, after)` for each record of either.
 template <typename Visit>
 void for_each_record(const Configuration& present, const Configuration& target, Visit visit) {
   for (const auto& [name, before] : present.interfaces) {
-    const Bindings* const after = find(target.interfaces, name);
+    const Bindings* const after = find_entry(target.interfaces, name);
     visit(RecordName{&name, 0}, before, after == nullptr ? NOTHING_BOUND : *after);
   }
   for (const auto& [name, after] : target.interfaces) {
     if (!present.interfaces.contains(name)) visit(RecordName{&name, 0}, NOTHING_BOUND, after);
   }
   for (const auto& [id, before] : present.vlans) {
-    const Bindings* const after = find(target.vlans, id);
+    const Bindings* const after = find_entry(target.vlans, id);
     visit(RecordName{nullptr, id}, before, after == nullptr ? NOTHING_BOUND : *after);
   }
   for (const auto& [id, after] : target.vlans) {
@@ -47,7 +43,7 @@ void PlanMaker::make() {
 
 void PlanMaker::compare_acls() {
   for (const auto& [number, before] : _present.acls) {
-    const Acl* const after = find(_target.acls, number);
+    const Acl* const after = find_entry(_target.acls, number);
     if (after == nullptr || after->type != before.type) {
       _acls_that_go.insert(number);
     } else {
@@ -106,7 +102,7 @@ void PlanMaker::unbind_record(const RecordName& record, const Bindings& before,
     }
   }
   for (const auto& [key, remark] : before.remarks) {
-    const Remark* const wanted = find(after.remarks, key);
+    const Remark* const wanted = find_entry(after.remarks, key);
     if (wanted != nullptr && *wanted == remark && !loses_its_rule(key)) continue;
     step(StepKind::UNREMARK, key, record);
     if (wanted == nullptr) change(ChangeSign::REMOVED, ChangedEntry::REMARK, key, record);
@@ -132,7 +128,7 @@ void PlanMaker::remove_rules() {
 
 void PlanMaker::remove_time_ranges() {
   for (const auto& [name, before] : _present.time_ranges) {
-    const TimeRange* const after = find(_target.time_ranges, name);
+    const TimeRange* const after = find_entry(_target.time_ranges, name);
     if (after != nullptr && *after == before) continue;
     step(StepKind::DELETE_TIME_RANGE, {}, {}, &name);
     if (after == nullptr) {
@@ -143,7 +139,7 @@ void PlanMaker::remove_time_ranges() {
 
 void PlanMaker::create_time_ranges() {
   for (const auto& [name, after] : _target.time_ranges) {
-    const TimeRange* const before = find(_present.time_ranges, name);
+    const TimeRange* const before = find_entry(_present.time_ranges, name);
     if (before != nullptr && *before == after) continue;
     step(StepKind::CREATE_TIME_RANGE, {}, {}, &name);
     change(before == nullptr ? ChangeSign::ADDED : ChangeSign::CHANGED, ChangedEntry::TIME_RANGE,
@@ -153,7 +149,7 @@ void PlanMaker::create_time_ranges() {
 
 void PlanMaker::create_acls() {
   for (const auto& [number, after] : _target.acls) {
-    const Acl* const before = find(_present.acls, number);
+    const Acl* const before = find_entry(_present.acls, number);
     const RuleKey key{number, 0};
     const bool comes = before == nullptr || _acls_that_go.contains(number);
     if (comes) step(StepKind::CREATE_ACL, key);
@@ -178,7 +174,7 @@ void PlanMaker::create_rules(std::uint32_t number, const Acl* before, const Acl&
   const bool all_come = before == nullptr || _acls_that_go.contains(number);
   for (const auto& [rule_number, rule] : after.rules) {
     const RuleKey key{number, rule_number};
-    const Rule* const old = before == nullptr ? nullptr : find(before->rules, rule_number);
+    const Rule* const old = before == nullptr ? nullptr : find_entry(before->rules, rule_number);
     const bool comes = all_come || old == nullptr || _rules_that_go.contains(key);
     if (comes) step(StepKind::CREATE_RULE, key);
     if (old == nullptr || *old != rule) {
@@ -224,7 +220,7 @@ void PlanMaker::bind_record(const RecordName& record, const Bindings& before,
     }
   }
   for (const auto& [key, remark] : after.remarks) {
-    const Remark* const old = find(before.remarks, key);
+    const Remark* const old = find_entry(before.remarks, key);
     if (old != nullptr && *old == remark && !loses_its_rule(key)) continue;
     step(StepKind::REMARK, key, record);
     if (old == nullptr) {
@@ -252,7 +248,7 @@ void PlanMaker::set_class_of_service() {
     if (old == wanted) return;
     step(kind);
     for (const auto& [priority, queue] : wanted) {
-      const std::uint32_t* const queue_before = find(old, priority);
+      const std::uint32_t* const queue_before = find_entry(old, priority);
       if (queue_before == nullptr || *queue_before != queue) {
         change(ChangeSign::CHANGED, entry, {0, priority});
       }

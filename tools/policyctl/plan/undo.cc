@@ -5,126 +5,9 @@
 #include <utility>
 
 #include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/plan/find_entry.h"
 
 namespace {
-
-template <typename Map, typename Key>
-const typename Map::mapped_type* find(const Map& map, const Key& key) {
-  const auto at = map.find(key);
-  return at == map.end() ? nullptr : &at->second;
-}
-
-// Collects what one plan touches.
-class Touching {
- public:
-  explicit Touching(const Plan& plan) : _plan(plan) {}
-
-  Touched collect() {
-    for (const Change& change : _plan.changes()) add(change);
-    // A list that changes its type goes with all its rules, and what changes
-    // with a rule is unbound meanwhile.
-    for (const Step& step : _plan.steps()) add(step);
-    return std::move(_touched);
-  }
-
- private:
-  void add(const Change& change) {
-    add_to(_touched.before, _plan.present(), change);
-    add_to(_touched.after, _plan.target(), change);
-  }
-
-  void add(const Step& step) {
-    switch (step.kind) {
-      case StepKind::DELETE_ACL:
-        add_whole_acl(_touched.before, _plan.present(), step.key.acl);
-        add_whole_acl(_touched.after, _plan.target(), step.key.acl);
-        return;
-      case StepKind::DELETE_FILTER:
-        return add({ChangeSign::CHANGED, ChangedEntry::FILTER, step.key, step.record, nullptr});
-      case StepKind::UNREMARK:
-        return add({ChangeSign::CHANGED, ChangedEntry::REMARK, step.key, step.record, nullptr});
-      default:
-        return;
-    }
-  }
-
-  static void add_whole_acl(Configuration& part, const Configuration& whole, std::uint32_t number) {
-    const Acl* const acl = find(whole.acls, number);
-    if (acl != nullptr) part.acls[number] = *acl;
-  }
-
-  static Acl* acl_head(Configuration& part, const Configuration& whole, std::uint32_t number) {
-    const Acl* const acl = find(whole.acls, number);
-    if (acl == nullptr) return nullptr;
-    const auto [at, is_new] = part.acls.try_emplace(number);
-    if (is_new) {
-      at->second.type = acl->type;
-      at->second.description = acl->description;
-    }
-    return &at->second;
-  }
-
-  template <typename Records, typename Key>
-  static void add_binding(Records& part, const Records& whole, const Key& name,
-                          const Change& change) {
-    const Bindings* const bindings = find(whole, name);
-    Bindings& record = part[name];
-    if (bindings == nullptr) return;
-    if (change.entry == ChangedEntry::COS_VALUE) {
-      record.cos_value = bindings->cos_value.value_or(0);
-    } else if (change.entry == ChangedEntry::REMARK) {
-      const Remark* const remark = find(bindings->remarks, change.key);
-      if (remark != nullptr) record.remarks[change.key] = *remark;
-    } else {
-      record.filters = bindings->filters;
-    }
-  }
-
-  static void add_to(Configuration& part, const Configuration& whole, const Change& change) {
-    switch (change.entry) {
-      case ChangedEntry::COS_FLAG:
-        part.cos.flag = whole.cos.flag;
-        return;
-      case ChangedEntry::COS_SCHEDULE_MODE:
-        part.cos.mode = whole.cos.mode;
-        return;
-      case ChangedEntry::COS_SCHEDULE_ALGORITHM:
-        part.cos.schedule = whole.cos.schedule;
-        return;
-      case ChangedEntry::COS_PRIORITY:
-        part.cos.priority_queues[change.key.rule] = whole.cos.priority_queues.at(change.key.rule);
-        return;
-      case ChangedEntry::COS_MAPPING:
-        part.cos.mapping[change.key.rule] = whole.cos.mapping.at(change.key.rule);
-        return;
-      case ChangedEntry::TIME_RANGE: {
-        const TimeRange* const range = find(whole.time_ranges, *change.name);
-        if (range != nullptr) part.time_ranges[*change.name] = *range;
-        return;
-      }
-      case ChangedEntry::ACL:
-        acl_head(part, whole, change.key.acl);
-        return;
-      case ChangedEntry::RULE: {
-        Acl* const acl = acl_head(part, whole, change.key.acl);
-        const Rule* const rule = find_rule(whole, change.key);
-        if (acl != nullptr && rule != nullptr) {
-          acl->rules.insert_or_assign(acl->rules.end(), change.key.rule, *rule);
-        }
-        return;
-      }
-      default:
-        if (change.record.interface != nullptr) {
-          add_binding(part.interfaces, whole.interfaces, *change.record.interface, change);
-        } else {
-          add_binding(part.vlans, whole.vlans, change.record.vlan, change);
-        }
-    }
-  }
-
-  const Plan& _plan;
-  Touched _touched;
-};
 
 // Puts the touched statements of one switch back.
 class Restoring {
@@ -178,8 +61,8 @@ class Restoring {
   template <typename Map, typename Name>
   void restore_entries(Map& now, const Map& before, const Map& after, Name name) {
     const auto restore = [&](const auto& key) {
-      const auto* const old = find(before, key);
-      const auto* const made = find(after, key);
+      const auto* const old = find_entry(before, key);
+      const auto* const made = find_entry(after, key);
       const auto at = now.find(key);
       const bool is_there = at != now.end();
       const bool is_ours = !is_there || (old != nullptr && at->second == *old) ||
@@ -205,7 +88,7 @@ class Restoring {
       // One that is gone took its bindings with it.
       const auto at = now.find(key);
       if (at == now.end()) continue;
-      const Bindings* const old = find(before, key);
+      const Bindings* const old = find_entry(before, key);
       restore_record(at->second, old == nullptr ? NOTHING : *old, made, name(key));
     }
   }
@@ -261,8 +144,8 @@ class Restoring {
 
   void restore_acl(std::uint32_t number) {
     static const Acl NO_ACL;
-    const Acl* const before = find(_before.acls, number);
-    const Acl* const after = find(_after.acls, number);
+    const Acl* const before = find_entry(_before.acls, number);
+    const Acl* const after = find_entry(_after.acls, number);
     auto at = _undo.target.acls.find(number);
     if (at == _undo.target.acls.end()) {
       if (before == nullptr) return;
@@ -312,13 +195,13 @@ class Restoring {
   void restore_rules(std::uint32_t number, Acl& now, const Acl& before, const Acl& after) {
     const auto restore = [&](std::uint32_t rule_number) {
       const RuleKey key{number, rule_number};
-      const Rule* const old = find(before.rules, rule_number);
+      const Rule* const old = find_entry(before.rules, rule_number);
       const auto at = now.rules.find(rule_number);
       if (at == now.rules.end()) {
         if (old != nullptr) now.rules.emplace(rule_number, *old);
         return;
       }
-      const Rule* const made = find(after.rules, rule_number);
+      const Rule* const made = find_entry(after.rules, rule_number);
       const bool is_needed = old == nullptr && _bound.contains(key);
       if (!is_ours(at->second, old, made) || is_needed) {
         _undo.left.push_back("acl " + std::to_string(number) + " rule " +
@@ -361,56 +244,6 @@ class Restoring {
 };
 
 }  // namespace
-
-Touched touched_by(const Plan& plan) {
-  return Touching(plan).collect();
-}
-
-void forget_refused(Touched& touched, const std::vector<Step>& refused) {
-  const Configuration& before = touched.before;
-  Configuration& after = touched.after;
-  const auto bindings = [](const Configuration& part, const RecordName& record) {
-    static const Bindings NOTHING;
-    const Bindings* const found = record.interface != nullptr
-                                      ? find(part.interfaces, *record.interface)
-                                      : find(part.vlans, record.vlan);
-    return found == nullptr ? &NOTHING : found;
-  };
-  const auto bindings_after = [&after](const RecordName& record) -> Bindings& {
-    return record.interface != nullptr ? after.interfaces[*record.interface]
-                                       : after.vlans[record.vlan];
-  };
-  // What was there before is refused because its deletion was.
-  for (const Step& step : refused) {
-    switch (step.kind) {
-      case StepKind::CREATE_ACL:
-        if (!before.acls.contains(step.key.acl)) touched.foreign_acls.insert(step.key.acl);
-        break;
-      case StepKind::CREATE_RULE:
-        if (find_rule(before, step.key) == nullptr) {
-          after.acls[step.key.acl].rules.erase(step.key.rule);
-        }
-        break;
-      case StepKind::CREATE_TIME_RANGE:
-        if (!before.time_ranges.contains(*step.name)) after.time_ranges.erase(*step.name);
-        break;
-      case StepKind::ADD_FILTER: {
-        const std::vector<RuleKey>& old = bindings(before, step.record)->filters;
-        if (std::find(old.begin(), old.end(), step.key) == old.end()) {
-          std::erase(bindings_after(step.record).filters, step.key);
-        }
-        break;
-      }
-      case StepKind::REMARK:
-        if (!bindings(before, step.record)->remarks.contains(step.key)) {
-          bindings_after(step.record).remarks.erase(step.key);
-        }
-        break;
-      default:
-        break;
-    }
-  }
-}
 
 Undo undo(const Touched& touched, const Configuration& now) {
   return Restoring(touched, now).restore();
