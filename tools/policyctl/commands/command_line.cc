@@ -15,7 +15,10 @@
 #include "tools/policyctl/commands/object_commands.h"
 #include "tools/policyctl/commands/show_command.h"
 #include "tools/policyctl/commands/watch_command.h"
+#include "tools/policyctl/completion/command_completion.h"
+#include "tools/policyctl/help/manual.h"
 #include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/shell/shell_command.h"
 
 namespace {
 
@@ -29,19 +32,6 @@ constexpr double SHORTEST_INTERVAL_S = 0.01;
 constexpr double LONGEST_INTERVAL_S = 86400;
 constexpr std::uint32_t LAST_DSCP = 63;
 constexpr std::uint32_t LAST_QUEUE = 7;
-
-void set_finder(Context& context, const std::string& text) {
-  const std::size_t colon = text.find(':');
-  context.place.finder_host = text.substr(0, colon);
-  if (context.place.finder_host.empty()) throw CLI::ValidationError("-F " + text, "no host");
-  if (colon == std::string::npos) return;
-  const char* const end = text.data() + text.size();
-  const auto [last, problem] =
-      std::from_chars(text.data() + colon + 1, end, context.place.finder_port);
-  if (problem != std::errc() || last != end || context.place.finder_port == 0) {
-    throw CLI::ValidationError("-F " + text, "the port must be a number 1..65535");
-  }
-}
 
 // What the options of all commands are read into; lives as long as the app.
 struct Given {
@@ -69,10 +59,9 @@ class CommandLineMaker {
 
   void make() {
     _line.app = std::make_unique<CLI::App>(
-        "Shows and changes the traffic policy of a switch.\n"
-        "Exit status: 0 done, 1 refused, 2 it differs (plan, diff), 64 wrong command line, 65 "
-        "wrong file,\n69 nobody to be reached, 75 timed out.",
+        "Shows and changes the traffic policy of a switch. See also 'policyctl help TOPIC'.",
         "policyctl");
+    _line.app->set_version_flag("--version", "policyctl " POLICYD_VERSION);
     _line.app->require_subcommand(1);
     _line.app->fallthrough();
     add_common_options();
@@ -81,6 +70,8 @@ class CommandLineMaker {
     add_keeping_commands();
     add_object_commands();
     add_import();
+    add_shell();
+    add_help();
     add_guard();
   }
 
@@ -236,7 +227,7 @@ class CommandLineMaker {
                 [](Context& context, const Given& given) {
                   return who_uses_command(context, parse_object(given.words));
                 });
-    words_of(who_uses, "OBJECT", "acl ACL [rule RULE]");
+    words_of(who_uses, "LIST", "acl ACL [rule RULE]");
     CLI::App* const remove =
         command("delete", "delete a list, a rule or a time range",
                 [](Context& context, const Given& given) {
@@ -281,6 +272,39 @@ class CommandLineMaker {
         ->type_name("N");
   }
 
+  void add_shell() {
+    command("shell", "edit the configuration at a prompt, and commit it",
+            [](Context& context, const Given&) { return shell_command(context); });
+  }
+
+  void add_help() {
+    const CLI::App& app = *_line.app;
+    words_of(command("help", "tell about a command, a statement, a match field, exit statuses",
+                     [&app](Context& context, const Given& given) {
+                       context.out << help_text(app, given.words);
+                       return ExitStatus::DONE;
+                     }),
+             "TOPIC", "a command, 'statements', a statement, 'fields', a field, 'exit-statuses'");
+    command("completion", "print the script by which a shell completes policyctl's words",
+            [](Context& context, const Given& given) {
+              return completion_command(context, given.text);
+            })
+        ->add_option("SHELL", _given->text, "bash, fish or zsh")
+        ->type_name("")
+        ->required();
+    command("manual", "", [&app](Context& context, const Given&) {
+      context.out << manual_page(app);
+      return ExitStatus::DONE;
+    })->group("");
+    CLI::App* const complete =
+        command("complete", "", [&app](Context& context, const Given& given) {
+          return complete_command(context, app, given.words);
+        });
+    complete->group("");
+    complete->prefix_command(false);
+    words_of(complete, "WORD", "");
+  }
+
   // Not for people.
   void add_guard() {
     CLI::App* const guard = command("guard", "", [](Context& context, const Given& given) {
@@ -309,7 +333,6 @@ std::string nearest_word(const CLI::App& app, const std::string& wrong) {
     for (const CLI::App* command : app.get_subcommands(nullptr)) {
       if (!command->get_group().empty()) nearest.consider(command->get_name());
     }
-    nearest.consider("help");
   }
   consider_options(app);
   for (const CLI::App* command : chosen) consider_options(*command);
@@ -329,6 +352,26 @@ Failure usage_failure(const CLI::App& app, const CLI::ParseError& error) {
 
 }  // namespace
 
+const CLI::App* find_command(const CLI::App& app, const std::string& name) {
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    if (command->get_name() == name) return command;
+  }
+  return nullptr;
+}
+
+void set_finder(Context& context, const std::string& text) {
+  const std::size_t colon = text.find(':');
+  context.place.finder_host = text.substr(0, colon);
+  if (context.place.finder_host.empty()) throw CLI::ValidationError("-F " + text, "no host");
+  if (colon == std::string::npos) return;
+  const char* const end = text.data() + text.size();
+  const auto [last, problem] =
+      std::from_chars(text.data() + colon + 1, end, context.place.finder_port);
+  if (problem != std::errc() || last != end || context.place.finder_port == 0) {
+    throw CLI::ValidationError("-F " + text, "the port must be a number 1..65535");
+  }
+}
+
 std::unique_ptr<CommandLine> make_command_line(Context& context) {
   auto line = std::make_unique<CommandLine>();
   CommandLineMaker(context, *line).make();
@@ -346,6 +389,9 @@ int run_command_line(Context& context, int argc, const char* const* argv) {
   } catch (const CLI::CallForHelp&) {
     const std::vector<CLI::App*> chosen = line->app->get_subcommands();
     context.out << (chosen.empty() ? *line->app : *chosen.front()).help();
+    return 0;
+  } catch (const CLI::CallForVersion& version) {
+    context.out << version.what() << '\n';
     return 0;
   } catch (const CLI::ParseError& error) {
     // What stands behind the mistake was not parsed.

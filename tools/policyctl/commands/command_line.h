@@ -17,5 +17,11 @@ struct CommandLine {
 };
 [[nodiscard]] std::unique_ptr<CommandLine> make_command_line(Context& context);
 
+// The command of that name, hidden or not; null when there is none.
+[[nodiscard]] const CLI::App* find_command(const CLI::App& app, const std::string& name);
+
+// The switch that "HOST[:PORT]" names. Throws CLI::ValidationError.
+void set_finder(Context& context, const std::string& text);
+
 // Runs what the command line asks for and answers the exit status. Never throws.
 [[nodiscard]] int run_command_line(Context& context, int argc, const char* const* argv);

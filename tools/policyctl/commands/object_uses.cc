@@ -41,6 +41,14 @@ std::string nearest_number(const Map& map, std::uint32_t wanted) {
 
 }  // namespace
 
+std::vector<std::string_view> list_forms() {
+  return {"acl ACL", "acl ACL rule RULE"};
+}
+
+std::vector<std::string_view> object_forms() {
+  return {"acl ACL", "acl ACL rule RULE", "time-range NAME"};
+}
+
 std::vector<Use> uses_of(const ObjectName& object, const Configuration& configuration) {
   std::vector<Use> uses;
   const auto collect = [&](const RecordName& record, const Bindings& bindings) {

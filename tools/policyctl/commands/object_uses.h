@@ -5,6 +5,7 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/policyctl/json/json_output.h"
@@ -21,6 +22,10 @@ struct ObjectName {
 };
 // Throws Failure USAGE, saying what is wrong.
 [[nodiscard]] ObjectName parse_object(const std::vector<std::string>& words);
+// The forms of names, in the notation of statements: of lists and rules, and of
+// all objects.
+[[nodiscard]] std::vector<std::string_view> list_forms();
+[[nodiscard]] std::vector<std::string_view> object_forms();
 // What may be named, as advice.
 extern const char* const OBJECT_FORMS;
 

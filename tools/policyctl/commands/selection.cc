@@ -90,6 +90,12 @@ void require_key(const Map& map, const std::string& word, const std::string& wha
 
 }  // namespace
 
+std::vector<std::string_view> selection_forms() {
+  std::vector<std::string_view> forms;
+  for (const SelectionForm& form : FORMS) forms.push_back(form.words);
+  return forms;
+}
+
 Selection Selection::parse(const std::vector<std::string>& words) {
   Selection selection;
   selection._words = words;

@@ -10,6 +10,9 @@
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/switch/read_switch.h"
 
+// The forms of selections, in the notation of statements: "acl ACL rule RULE".
+[[nodiscard]] std::vector<std::string_view> selection_forms();
+
 class Selection {
  public:
   // Throws Failure USAGE, saying what is wrong.

@@ -46,7 +46,7 @@ constexpr std::array ARGUMENTS{
     number("N", 1, ANY, "number of a checkpoint; 1 is the newest"),
     number("SECONDS", 1, 86400, "time to confirm a change in"),
     text("FILE", "name of a file", LiveNames::FILES),
-    text("TOPIC", "a command, a statement or a match field"),
+    text("TOPIC", "a command, a statement or a match field", LiveNames::TOPICS),
 };
 
 using enum StatementContext;

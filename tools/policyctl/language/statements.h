@@ -15,7 +15,16 @@ class StatementEntry;
 struct StatementValues;
 
 // What there is, on a switch or beside it, that an argument may name.
-enum class LiveNames : std::uint8_t { NONE, ACLS, RULES, TIME_RANGES, INTERFACES, VLANS, FILES };
+enum class LiveNames : std::uint8_t {
+  NONE,
+  ACLS,
+  RULES,
+  TIME_RANGES,
+  INTERFACES,
+  VLANS,
+  FILES,
+  TOPICS
+};
 
 enum class ArgumentSyntax : std::uint8_t {
   NUMBER,  // decimal, `lowest` to `highest`

@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tools/match_fields.h"
+#include "tools/policyctl/commands/command_line.h"
+#include "tools/policyctl/help/examples.h"
+#include "tools/policyctl/help/exit_statuses.h"
+#include "tools/policyctl/help/manual.h"
+#include "tools/policyctl/help/topics.h"
+#include "tools/policyctl/language/read_configuration.h"
+#include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/shell/shell.h"
+
+namespace {
+
+class HelpOnTheCommandLine : public testing::Test {
+ protected:
+  [[nodiscard]] std::string help(const std::vector<std::string>& topic) const {
+    return help_text(*line->app, topic);
+  }
+  // As it stands in the manual's source, blanks and line breaks aside.
+  static std::string squeezed(const std::string& text) {
+    std::string squeezed;
+    for (const char c : text) {
+      if (c != ' ' && c != '\n' && c != '\\') squeezed += c;
+    }
+    return squeezed;
+  }
+
+  std::ostringstream out;
+  Context context{out, out};
+  std::unique_ptr<CommandLine> line = make_command_line(context);
+};
+
+TEST_F(HelpOnTheCommandLine, TellsOfEveryStatement) {
+  for (const Statement& each : statements()) {
+    const std::string text = help({std::string(pattern_of(each)[0].word)});
+    EXPECT_NE(text.find(each.pattern), std::string::npos) << each.pattern;
+    EXPECT_NE(help({"statements"}).find(each.pattern), std::string::npos) << each.pattern;
+    EXPECT_NE(example_of(each), "") << each.pattern;
+  }
+}
+
+TEST_F(HelpOnTheCommandLine, NarrowsDownToOneStatement) {
+  EXPECT_EQ(help({"cos", "mapping"}),
+            "cos mapping PRIORITY queue QUEUE\n"
+            "  the queue of frames of a priority, as the line cards are programmed\n"
+            "\n"
+            "  PRIORITY  0..7; 802.1p priority\n"
+            "  QUEUE     0..7; egress queue\n"
+            "\n"
+            "  Read by: get_cos_mapping\n"
+            "  Made by: set_cos_mapping\n"
+            "\n"
+            "  For example: cos mapping 0 queue 2\n");
+}
+
+TEST_F(HelpOnTheCommandLine, TellsOfEveryFieldAndExitStatus) {
+  for (const MatchField& field : match_fields()) {
+    const std::string name(field.name);
+    EXPECT_NE(help({"fields"}).find(name), std::string::npos);
+    EXPECT_NE(help({name}).find("rule 1 permit " + name + " "), std::string::npos);
+  }
+  for (const ExitStatusHelp& each : exit_statuses()) {
+    EXPECT_NE(help({"exit-statuses"}).find(each.meaning), std::string::npos);
+  }
+}
+
+TEST_F(HelpOnTheCommandLine, RefusesATopicThatIsNoneAndNamesTheNearest) {
+  try {
+    (void)help({"aply"});
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), ExitStatus::USAGE);
+    EXPECT_STREQ(failure.what(), "there is no help on 'aply'.");
+    EXPECT_EQ(failure.advice(), "Is 'apply' meant?");
+  }
+  EXPECT_THROW((void)help({"guard"}), Failure);
+}
+
+TEST_F(HelpOnTheCommandLine, HasAllInTheManual) {
+  const std::string page = squeezed(manual_page(*line->app));
+  const auto has = [&page](const std::string& text) {
+    EXPECT_NE(page.find(squeezed(text)), std::string::npos) << text;
+  };
+  for (const CLI::App* command : line->app->get_subcommands(nullptr)) {
+    if (!command->get_group().empty()) has(".SS " + command->get_name());
+  }
+  for (const Statement& each : statements()) has(".B " + std::string(each.pattern));
+  for (const MatchField& field : match_fields()) has(".B " + std::string(field.name));
+  for (const CommandForm& form : shell_commands().all()) has(".B " + form.pattern);
+  for (const ExitStatusHelp& each : exit_statuses()) has(std::string(each.meaning).substr(1));
+}
+
+TEST_F(HelpOnTheCommandLine, HasNoHiddenCommandInTheManual) {
+  const std::string page = manual_page(*line->app);
+  EXPECT_EQ(page.find(".SS guard"), std::string::npos);
+  EXPECT_EQ(page.find(".SS complete\n"), std::string::npos);
+}
+
+TEST(ExampleConfiguration, HasNoFaultsAndIsWrittenAsItIs) {
+  const ReadConfiguration read = read_configuration(example_configuration());
+  EXPECT_TRUE(read.faults.empty());
+  EXPECT_EQ(read_configuration(write_configuration(read.configuration)).configuration,
+            read.configuration);
+}
+
+TEST(FieldExamples, CanBeRead) {
+  for (const MatchField& field : match_fields()) {
+    const std::string rule = "acl 1 type 0\n  rule 1 permit " + std::string(field.name) + " " +
+                             std::string(field.example) + "\n";
+    EXPECT_TRUE(read_configuration(rule).faults.empty()) << rule;
+  }
+}
+
+}  // namespace

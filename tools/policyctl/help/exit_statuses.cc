@@ -1,0 +1,22 @@
+#include "tools/policyctl/help/exit_statuses.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::array STATUSES{
+    ExitStatusHelp{ExitStatus::DONE, "done, or there was nothing to do"},
+    ExitStatusHelp{ExitStatus::REFUSED,
+                   "refused, by policyd or by policyctl; nothing was changed, or all was undone"},
+    ExitStatusHelp{ExitStatus::DIFFERS, "something would change (plan), something differs (diff)"},
+    ExitStatusHelp{ExitStatus::USAGE, "the command line is wrong"},
+    ExitStatusHelp{ExitStatus::BAD_FILE, "a file has faults or cannot be read"},
+    ExitStatusHelp{ExitStatus::NOT_REACHABLE, "the finder or policyd cannot be reached"},
+    ExitStatusHelp{ExitStatus::TIMED_OUT, "nothing was heard for as long as --timeout allows"},
+};
+
+}  // namespace
+
+std::span<const ExitStatusHelp> exit_statuses() {
+  return STATUSES;
+}

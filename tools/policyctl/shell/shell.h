@@ -1,0 +1,71 @@
+// Shell: a person edits a candidate configuration and commits it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/shell/candidate.h"
+#include "tools/policyctl/shell/match_form.h"
+#include "tools/policyctl/shell/shell_help.h"
+
+class Shell {
+ public:
+  // `context` must outlive it. Nothing is read yet.
+  explicit Shell(const Context& context);
+
+  // The candidate becomes what the switch is. Throws Failure.
+  void start_over();
+
+  [[nodiscard]] std::string prompt() const;
+  [[nodiscard]] const LineHelp& help() const { return _help; }
+
+  // One line, a statement or a command, `number` of those given, from 1. What is
+  // wrong is reported. DONE, or why not.
+  ExitStatus run_line(std::string_view line, std::size_t number);
+  [[nodiscard]] bool is_over() const { return _is_over; }
+  // Called when there are no more lines, or to leave. False, and the person is
+  // told, when there is something to commit; true when asked again.
+  bool may_leave();
+
+  // The commands. Each throws Failure.
+  void open_acl(std::uint32_t number);
+  void exit();
+  void top() { _candidate.leave(); }
+  void quit();
+  void compare();
+  void commit(std::uint32_t confirm_s);
+  void confirm();
+  void recover();
+  void roll_back(std::uint32_t checkpoint);
+  void show(const std::vector<std::string>& what);
+  void who_uses(const ObjectName& object);
+  void save(const std::string& file);
+  void load(const std::string& file);
+  void check();
+  void list_checkpoints();
+  void explain(const std::vector<std::string>& topic);
+  [[nodiscard]] Candidate& candidate() { return _candidate; }
+
+ private:
+  [[nodiscard]] Configuration read_present(SwitchSession& session);
+  ExitStatus enter(std::string_view line);
+  ExitStatus report(const std::vector<Fault>& faults, std::string_view line);
+
+  const Context& _context;
+  Candidate _candidate;
+  const CommandForms& _forms;
+  ShellHelp _help;
+  std::string _policyd;          // the instance that the candidate was read from
+  std::size_t _line_number = 0;  // of the line that runs
+  ExitStatus _status = ExitStatus::DONE;
+  bool _is_over = false;
+  bool _was_warned = false;  // of edits that are not committed
+};
+
+// The commands, each with its forms.
+[[nodiscard]] const CommandForms& shell_commands();

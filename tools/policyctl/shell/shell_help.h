@@ -1,0 +1,32 @@
+// ShellHelp: TAB and '?' in the shell, for statements and commands alike.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/policyctl/completion/offers.h"
+#include "tools/policyctl/shell/candidate.h"
+#include "tools/policyctl/shell/line_help.h"
+#include "tools/policyctl/shell/match_form.h"
+
+class ShellHelp : public LineHelp {
+ public:
+  // Both must outlive it.
+  ShellHelp(const Candidate& candidate, const CommandForms& forms)
+      : _candidate(candidate), _forms(forms) {}
+
+  [[nodiscard]] Completed complete(std::string_view before) const override;
+  [[nodiscard]] std::string explain(std::string_view before) const override;
+
+ private:
+  [[nodiscard]] Expected expected(std::span<const Word> words) const;
+  [[nodiscard]] std::vector<Offer> all_offers(const Expected& expected,
+                                              std::string_view partial) const;
+  [[nodiscard]] std::string keyword_help(std::span<const Word> words,
+                                         std::string_view keyword) const;
+  [[nodiscard]] std::string problem_of(std::span<const Word> words) const;
+
+  const Candidate& _candidate;
+  const CommandForms& _forms;
+};
