@@ -4,11 +4,11 @@
 #include <functional>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include "platform/interfaces/sif_xif.h"
 #include "platform/interfaces/vlan_xif.h"
 #include "policy/interfaces/policy_config_xif.h"
+#include "tools/policyctl/switch/answer_lists.h"
 #include "tools/policyctl/switch/request_window.h"
 
 namespace {
@@ -16,12 +16,7 @@ namespace {
 constexpr const char* INTERFACE_MANAGER = "sif";
 constexpr const char* VLAN_MANAGER = "vlan";
 
-std::vector<std::uint32_t> numbers_of(const XrlAtomList& list) {
-  std::vector<std::uint32_t> numbers;
-  numbers.reserve(list.size());
-  for (std::size_t i = 0; i < list.size(); ++i) numbers.push_back(list.u32_at(i));
-  return numbers;
-}
+enum class Gone { IS_FINE, IS_A_FAILURE };
 
 class SwitchReader {
  public:
@@ -61,22 +56,38 @@ class SwitchReader {
     return RequestWindow::Sent::YES;
   }
 
-  // Whether a reply has results. What policyd no longer has is not read.
-  bool is_good(const XrlError& error, const std::string& what) {
+  // Whether a reply has results.
+  bool is_good(const XrlError& error, const std::string& what, Gone gone) {
     if (error.is_okay()) return true;
-    if (error.code() == XrlErrorCode::COMMAND_FAILED) return false;
-    if (!_failure) _failure = request_failure(what, error);
-    _window.stop();
+    if (error.code() == XrlErrorCode::COMMAND_FAILED && gone == Gone::IS_FINE) return false;
+    fail(request_failure(what, error));
     return false;
+  }
+
+  void fail(Failure failure) {
+    if (!_failure) _failure.emplace(std::move(failure));
+    _window.stop();
   }
 
   // A callback that stores the results of one good reply.
   template <typename Store>
-  auto store(const char* what, Store results) {
-    return callback(_lifeline, [this, what, results](const XrlError& error, auto... result) {
-      if (is_good(error, what)) results(*result...);
+  auto store(const char* what, Store results, Gone gone = Gone::IS_A_FAILURE) {
+    return callback(_lifeline, [this, what, results, gone](const XrlError& error, auto... result) {
+      try {
+        if (is_good(error, what, gone)) results(*result...);
+      } catch (const SenselessAnswer&) {
+        fail(Failure(ExitStatus::NOT_REACHABLE,
+                     std::string("could not ") + what + ": the answer makes no sense.",
+                     "Is what runs there of the same version as policyctl?"));
+      }
       _window.answered();
     });
+  }
+
+  // Of something that may have gone since it was listed: it is not read then.
+  template <typename Store>
+  auto store_if_there(const char* what, Store results) {
+    return store(what, results, Gone::IS_FINE);
   }
 
   void ask_class_of_service() {
@@ -94,9 +105,9 @@ class SwitchReader {
           policyd(), store("read the schedule algorithm",
                            [&cos](std::uint32_t algorithm, const XrlAtomList& weights) {
                              Schedule schedule{algorithm, {}};
-                             for (std::size_t i = 0; i < schedule.weights.size(); ++i) {
-                               if (i < weights.size()) schedule.weights[i] = weights.u32_at(i);
-                             }
+                             require_size(schedule.weights.size(), weights);
+                             std::size_t i = 0;
+                             for (const std::uint32_t w : weights.u32s()) schedule.weights[i++] = w;
                              cos.schedule = schedule;
                            }));
     });
@@ -104,42 +115,39 @@ class SwitchReader {
       return _client.send_get_priority_queue(
           policyd(), priorities(),
           store("read the queues of priorities",
-                [&cos](const XrlAtomList& queues) { set_queues(cos.priority_queues, queues); }));
+                [&cos](const XrlAtomList& queues) { store_queues(cos.priority_queues, queues); }));
     });
     ask([this, &cos] {
       return _client.send_get_cos_mapping(
           policyd(), priorities(), store("read the mapping", [&cos](const XrlAtomList& queues) {
-            set_queues(cos.mapping, queues);
+            store_queues(cos.mapping, queues);
           }));
     });
   }
 
   static XrlAtomList priorities() {
     XrlAtomList list;
-    for (std::uint32_t priority = 0; priority < 8; ++priority) list.append(priority);
+    for (std::uint32_t priority = 0; priority < PRIORITIES; ++priority) list.append(priority);
     return list;
-  }
-
-  static void set_queues(std::map<std::uint32_t, std::uint32_t>& map, const XrlAtomList& queues) {
-    std::uint32_t priority = 0;
-    for (const std::uint32_t queue : numbers_of(queues)) map[priority++] = queue;
   }
 
   void ask_time_ranges() {
     ask([this] {
       return _client.send_get_time_ranges(
-          policyd(), store("read the time ranges",
-                           [this](const XrlAtomList& names, const XrlAtomList& number1s,
-                                  const XrlAtomList& number2s, const XrlAtomList& flags,
-                                  const XrlAtomList& number3s, const XrlAtomList& number4s) {
-                             std::size_t i = 0;
-                             for (const std::string_view name : names.texts()) {
-                               _read.time_ranges[std::string(name)] = {
-                                   number1s.u32_at(i), number2s.u32_at(i), flags.u32_at(i) != 0,
-                                   number3s.u32_at(i), number4s.u32_at(i)};
-                               ++i;
-                             }
-                           }));
+          policyd(),
+          store("read the time ranges",
+                [this](const XrlAtomList& names, const XrlAtomList& number1s,
+                       const XrlAtomList& number2s, const XrlAtomList& flags,
+                       const XrlAtomList& number3s, const XrlAtomList& number4s) {
+                  require_size(names.size(), number1s, number2s, flags, number3s, number4s);
+                  std::size_t i = 0;
+                  for (const std::string_view name : names.texts()) {
+                    _read.time_ranges[std::string(name)] = {number1s.u32_at(i), number2s.u32_at(i),
+                                                            flags.u32_at(i) != 0,
+                                                            number3s.u32_at(i), number4s.u32_at(i)};
+                    ++i;
+                  }
+                }));
     });
   }
 
@@ -149,6 +157,7 @@ class SwitchReader {
           policyd(), store("read the access control lists",
                            [this](const XrlAtomList& acls, const XrlAtomList& types,
                                   const XrlAtomList& descriptions) {
+                             require_size(acls.size(), types, descriptions);
                              std::size_t i = 0;
                              for (const std::string_view description : descriptions.texts()) {
                                Acl& acl = _read.acls[acls.u32_at(i)];
@@ -165,9 +174,11 @@ class SwitchReader {
     ask([this, number, &acl] {
       return _client.send_get_rules(
           policyd(), number,
-          store("read the rules", [this, number, &acl](const XrlAtomList& rules, std::uint32_t) {
-            for (const std::uint32_t rule : numbers_of(rules)) ask_rule({number, rule}, acl);
-          }));
+          store_if_there("read the rules",
+                         [this, number, &acl](const XrlAtomList& rules, std::uint32_t) {
+                           for (const std::uint32_t rule : rules.u32s())
+                             ask_rule({number, rule}, acl);
+                         }));
     });
   }
 
@@ -175,24 +186,15 @@ class SwitchReader {
     ask([this, key, &acl] {
       return _client.send_get_rule(
           policyd(), key.acl, key.rule,
-          store("read a rule",
-                [&acl, number = key.rule](std::uint32_t action, std::string_view description,
-                                          const XrlAtomList& flags, const XrlAtomList& values) {
-                  Rule& rule = acl.rules.try_emplace(acl.rules.end(), number)->second;
-                  rule.action = action;
-                  rule.description = description;
-                  store_fields(rule.fields, flags, values);
-                }));
+          store_if_there("read a rule", [&acl, number = key.rule](
+                                            std::uint32_t action, std::string_view description,
+                                            const XrlAtomList& flags, const XrlAtomList& values) {
+            Rule& rule = acl.rules.try_emplace(acl.rules.end(), number)->second;
+            rule.action = action;
+            rule.description = description;
+            store_fields(rule.fields, flags, values);
+          }));
     });
-  }
-
-  static void store_fields(RuleFields& fields, const XrlAtomList& flags,
-                           const XrlAtomList& values) {
-    std::size_t bytes = 0;
-    for (const std::string_view value : values.texts()) bytes += value.size();
-    fields.reserve(flags.size(), bytes);
-    std::size_t i = 0;
-    for (const std::string_view value : values.texts()) fields.append(flags.u32_at(i++), value);
   }
 
   void ask_interfaces() {
@@ -214,51 +216,38 @@ class SwitchReader {
       return XrlVlanV0p1Client(_session.sender())
           .send_get_vlans(VLAN_MANAGER, store("ask the VLAN manager 'vlan' for the VLANs",
                                               [this](const XrlAtomList& vlans) {
-                                                for (const std::uint32_t id : numbers_of(vlans)) {
+                                                for (const std::uint32_t id : vlans.u32s()) {
                                                   ask_vlan(id);
                                                 }
                                               }));
     });
   }
 
-  static void store_filters(Bindings& bindings, const XrlAtomList& acls, const XrlAtomList& rules) {
-    bindings.filters.reserve(acls.size());
-    for (std::size_t i = 0; i < acls.size(); ++i) {
-      bindings.filters.push_back({acls.u32_at(i), rules.u32_at(i)});
-    }
-  }
-
-  static void store_remarks(Bindings& bindings, const XrlAtomList& acls, const XrlAtomList& rules,
-                            const XrlAtomList& kinds, const XrlAtomList& values) {
-    for (std::size_t i = 0; i < acls.size(); ++i) {
-      bindings.remarks[{acls.u32_at(i), rules.u32_at(i)}] = {kinds.u32_at(i), values.u32_at(i)};
-    }
-  }
-
   // An interface that policyd does not know yet, or no longer, is not there.
   void ask_interface(const std::string& name) {
     ask([this, name] {
       return _client.send_get_port_cos_value(
-          policyd(), name, store("read a cos-value", [this, name](std::uint32_t value) {
+          policyd(), name, store_if_there("read a cos-value", [this, name](std::uint32_t value) {
             _read.interfaces[name].cos_value = value;
           }));
     });
     ask([this, name] {
       return _client.send_get_port_packet_filters(
           policyd(), name,
-          store("read the filters of an interface",
-                [this, name](const XrlAtomList& acls, const XrlAtomList& rules, const auto&) {
-                  store_filters(_read.interfaces[name], acls, rules);
-                }));
+          store_if_there(
+              "read the filters of an interface",
+              [this, name](const XrlAtomList& acls, const XrlAtomList& rules, const auto&) {
+                store_filters(_read.interfaces[name], acls, rules);
+              }));
     });
     ask([this, name] {
       return _client.send_get_port_remark(
           policyd(), name,
-          store("read the remarks of an interface",
-                [this, name](const XrlAtomList& acls, const XrlAtomList& rules,
-                             const XrlAtomList& kinds, const XrlAtomList& values) {
-                  store_remarks(_read.interfaces[name], acls, rules, kinds, values);
-                }));
+          store_if_there("read the remarks of an interface",
+                         [this, name](const XrlAtomList& acls, const XrlAtomList& rules,
+                                      const XrlAtomList& kinds, const XrlAtomList& values) {
+                           store_remarks(_read.interfaces[name], acls, rules, kinds, values);
+                         }));
     });
   }
 
@@ -266,19 +255,18 @@ class SwitchReader {
     ask([this, id] {
       return _client.send_get_vlan_packet_filters(
           policyd(), id,
-          store("read the filters of a VLAN",
-                [this, id](const XrlAtomList& acls, const XrlAtomList& rules, const auto&) {
-                  store_filters(_read.vlans[id], acls, rules);
-                }));
+          store_if_there("read the filters of a VLAN",
+                         [this, id](const XrlAtomList& acls, const XrlAtomList& rules,
+                                    const auto&) { store_filters(_read.vlans[id], acls, rules); }));
     });
     ask([this, id] {
       return _client.send_get_vlan_remark(
           policyd(), id,
-          store("read the remarks of a VLAN",
-                [this, id](const XrlAtomList& acls, const XrlAtomList& rules,
-                           const XrlAtomList& kinds, const XrlAtomList& values) {
-                  store_remarks(_read.vlans[id], acls, rules, kinds, values);
-                }));
+          store_if_there("read the remarks of a VLAN",
+                         [this, id](const XrlAtomList& acls, const XrlAtomList& rules,
+                                    const XrlAtomList& kinds, const XrlAtomList& values) {
+                           store_remarks(_read.vlans[id], acls, rules, kinds, values);
+                         }));
     });
   }
 

@@ -242,6 +242,7 @@ Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration l
   for (;;) {
     Queues others;
     bool answered = false;
+    bool makes_sense = true;
     XrlError problem;
     const bool sent = client.send_get_cos_mapping(
         session.policyd(), priorities,
@@ -249,6 +250,8 @@ Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration l
           answered = true;
           problem = error;
           if (queues == nullptr) return;
+          makes_sense = queues->size() == wanted.size();
+          if (!makes_sense) return;
           std::size_t i = 0;
           for (const auto& [priority, queue] : wanted) {
             const std::uint32_t read_back = queues->u32_at(i++);
@@ -259,6 +262,10 @@ Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration l
     session.heard();
     session.wait("the mapping to be read back", [&] { return answered; });
     if (!problem.is_okay()) throw request_failure("read the mapping back", problem);
+    if (!makes_sense) {
+      throw Failure(ExitStatus::NOT_REACHABLE,
+                    "could not read the mapping back: the answer makes no sense.");
+    }
     const TimePoint now = session.loop().now();
     reads_back_since = others.empty() ? std::min(reads_back_since, now) : TimePoint::max();
     const bool is_steady = others.empty() && now - reads_back_since >= steady;

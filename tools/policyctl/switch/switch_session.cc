@@ -31,6 +31,17 @@ std::string seconds(Duration duration) {
   return text + " s";
 }
 
+// Lists of one size. Empty when there is no such target.
+std::string instance_of(std::string_view target, const XrlAtomList& targets,
+                        const XrlAtomList& instances) {
+  auto instance = instances.texts().begin();
+  for (const std::string_view name : targets.texts()) {
+    if (name == target) return std::string(*instance);
+    ++instance;
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string SwitchPlace::name() const {
@@ -39,7 +50,7 @@ std::string SwitchPlace::name() const {
 
 SwitchSession::SwitchSession(SwitchPlace place, Duration patience)
     : _place(std::move(place)), _patience(patience) {
-  _last_heard = _loop.now();
+  heard();
   reach_finder();
   _policyd = find_policyd();
   if (_policyd.empty()) {
@@ -100,6 +111,7 @@ void SwitchSession::reach_finder() {
 std::string SwitchSession::find_policyd() {
   std::string found;
   bool answered = false;
+  bool makes_sense = true;
   XrlError problem;
   XrlFinderV0p2Client finder(sender());
   const bool sent = finder.send_get_instances(
@@ -108,18 +120,17 @@ std::string SwitchSession::find_policyd() {
         answered = true;
         problem = error;
         if (targets == nullptr) return;
-        std::vector<std::string> names;
-        for (const std::string_view name : instances->texts()) names.emplace_back(name);
-        std::size_t index = 0;
-        for (const std::string_view target : targets->texts()) {
-          if (target == POLICY_CLASS) found = names[index];
-          ++index;
-        }
+        makes_sense = targets->size() == instances->size();
+        if (makes_sense) found = instance_of(POLICY_CLASS, *targets, *instances);
       }));
   if (!sent) throw Failure(ExitStatus::NOT_REACHABLE, "the finder was lost.");
   heard();
   wait("the finder's list of targets", [&] { return answered; });
   if (!problem.is_okay()) throw request_failure("ask the finder for policyd", problem);
+  if (!makes_sense) {
+    throw Failure(ExitStatus::NOT_REACHABLE,
+                  "could not ask the finder for policyd: the answer makes no sense.");
+  }
   return found;
 }
 

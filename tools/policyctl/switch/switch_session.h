@@ -45,7 +45,9 @@ class SwitchSession {
   void wait(const std::string& what, const std::function<bool()>& done);
   // The same, but false instead of a Failure, and `limit` instead of patience.
   [[nodiscard]] bool wait_for(Duration limit, const std::function<bool()>& done);
-  void heard() { _last_heard = _loop.now(); }
+  // The loop's own time stands still while something else is done, such as
+  // writing a journal to a slow disk.
+  void heard() { _last_heard = _loop.kernel().now(); }
 
   // Asks the finder again who policyd is; empty when there is none.
   [[nodiscard]] std::string find_policyd();
