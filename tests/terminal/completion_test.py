@@ -1,6 +1,7 @@
 """Completion of policyctl's command line by the real shells, installed as a package would."""
 
 import re
+import socket
 import subprocess
 import sys
 import tempfile
@@ -44,8 +45,8 @@ class Completion(unittest.TestCase):
 
     def completes(self, shell, typed, completed):
         """TAB makes of `typed` a line whose words the shell then prints."""
-        shell.send(f"policyctl -F {self.plane.finder} {typed}\t\x01words \r")
-        shell.expect_exact("<policyctl><-F>")
+        shell.send(f"policyctl --timeout 60 -F {self.plane.finder} {typed}\t\x01words \r")
+        shell.expect_exact("<policyctl><--timeout><60><-F>")
         shell.expect_exact("<end>")
         self.assertEqual(re.findall("<(.*?)>", shell.before)[1:], completed.split())
 
@@ -104,6 +105,13 @@ class Offers(unittest.TestCase):
     def test_silence_when_the_switch_is_not_there(self):
         done = subprocess.run([BIN + "/policyctl", "complete", "--", "-F", "127.0.0.1:1", "show",
                                "acl", ""], capture_output=True, check=False, text=True)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+
+    def test_silence_when_the_switch_does_not_answer(self):
+        with socket.create_server(("127.0.0.1", 0)) as mute:
+            done = subprocess.run([BIN + "/policyctl", "complete", "--", "-F",
+                                   f"127.0.0.1:{mute.getsockname()[1]}", "delete", "acl", ""],
+                                  capture_output=True, check=False, text=True, timeout=60)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
 
     def test_hidden_commands_are_not_offered(self):

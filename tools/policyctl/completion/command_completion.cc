@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
+#include <optional>
 #include <ostream>
 
 #include "tools/policyctl/commands/command_line.h"
@@ -18,17 +20,21 @@
 
 namespace {
 
+// Unless the line that is completed says how long to wait.
 constexpr auto PATIENCE = std::chrono::milliseconds(300);
 constexpr std::string_view FILES = "<files>";
 
 // Whatever this process waits for then, it is over.
-void end_in_time() {
+void end_in_time(Duration limit) {
   struct sigaction action {};
   action.sa_handler = [](int) { _exit(0); };
   sigaction(SIGALRM, &action, nullptr);
-  itimerval limit{};
-  limit.it_value.tv_usec = std::chrono::microseconds(PATIENCE).count();
-  setitimer(ITIMER_REAL, &limit, nullptr);
+  const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(limit).count();
+  constexpr std::int64_t SECOND = 1000000;
+  itimerval timer{};
+  timer.it_value.tv_sec = microseconds / SECOND;
+  timer.it_value.tv_usec = microseconds % SECOND;
+  setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
 // Where on a command line the word stands that is to be completed.
@@ -169,9 +175,8 @@ class Completing {
     parts.time_ranges = names == LiveNames::TIME_RANGES;
     parts.bindings = names == LiveNames::INTERFACES || names == LiveNames::VLANS;
     _context.out << std::flush;
-    end_in_time();
-    SwitchSession session(_context.place, PATIENCE);
-    return read_switch(session, parts);
+    end_in_time(_context.patience);
+    return read_switch(*_context.connect(), parts);
   }
 
   const Context& _context;
@@ -179,10 +184,13 @@ class Completing {
   std::string_view _partial;
 };
 
-// The words before decide which switch is meant.
+// The words before decide which switch is meant, and how long it may take.
 void read_place(Context& context, const std::vector<std::string>& words) {
   for (std::size_t i = 0; i + 2 < words.size(); ++i) {
     if (words[i] == "-F") set_finder(context, words[i + 1]);
+    if (words[i] != "--timeout") continue;
+    const std::optional<std::uint32_t> seconds = decimal_number(words[i + 1]);
+    if (seconds && *seconds > 0) context.patience = std::chrono::seconds(*seconds);
   }
 }
 
@@ -192,6 +200,7 @@ ExitStatus complete_command(const Context& context, const CLI::App& app,
                             const std::vector<std::string>& words) {
   if (words.empty()) return ExitStatus::DONE;
   Context here = context;
+  here.patience = PATIENCE;
   Place place{&app, nullptr, {}};
   try {
     read_place(here, words);

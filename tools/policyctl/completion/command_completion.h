@@ -12,7 +12,8 @@
 //
 // Prints a line for each word that may stand there, "WORD<TAB>HELP", and
 // "<files>" when names of files may. Says nothing of what it cannot find out; the
-// switch is asked for no longer than a person who types would not notice.
+// switch is asked for no longer than a person who types would not notice, or for as
+// long as a --timeout among the words allows.
 ExitStatus complete_command(const Context& context, const CLI::App& app,
                             const std::vector<std::string>& words);
 
