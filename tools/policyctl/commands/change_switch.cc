@@ -48,14 +48,14 @@ std::string queues_text(const Queues& wanted, const Queues& differs) {
 // One attempt; throws Failure.
 ChangeReport undo_once(SwitchSession& session, const Touched& touched, Mapping mapping) {
   const Configuration now = read_switch(session, SwitchParts::all());
-  const Undo undone = undo(touched, now);
-  const Plan plan(now, undone.target, mapping);
+  Undo undone = undo(touched, now);
+  const Plan plan(now, std::move(undone.target), mapping);
   RunResult result = run_plan(session, plan, [](std::size_t, std::size_t) {});
   if (result.failure) throw Failure(std::move(*result.failure));
   ChangeReport report;
   report.outcome = as_it_was(undone);
   if (mapping == Mapping::WHEN_IT_CHANGES) return report;
-  const Queues& wanted = undone.target.cos.mapping;
+  const Queues& wanted = plan.target().cos.mapping;
   report.mapping_differs = wait_for_mapping(session, wanted, session.patience(), SETTLED_AFTER);
   if (report.mapping_differs.empty()) return report;
   report.status = ExitStatus::TIMED_OUT;
@@ -122,10 +122,7 @@ class ChangeUnderWay {
   ChangeReport make() {
     try {
       keep_checkpoint(_directory, _plan.present(), "before " + _journal.what);
-      _journal.touched = touched_by(_plan);
-      write_journal(_directory, _journal);
-      // It is on the disk; of a hundred thousand rules one copy less is held.
-      _journal.touched = {};
+      write_journal(_directory, _journal, _plan);
     } catch (const Failure& failure) {
       return refuse_to_begin(failure);
     }

@@ -100,12 +100,12 @@ ExitStatus checkpoints_command(const Context& context) {
 
 ExitStatus rollback_command(const Context& context, std::size_t number, std::uint32_t confirm_s) {
   const std::string what = "rollback " + std::to_string(number);
-  const SourceText source{std::string(CHECKPOINT) + std::to_string(number),
-                          read_checkpoint(StateDirectory(context.place), number)};
+  SourceText source{std::string(CHECKPOINT) + std::to_string(number),
+                    read_checkpoint(StateDirectory(context.place), number)};
   ApplyOptions options;
   options.unnamed = Unnamed::REMOVED;
   options.confirm_s = confirm_s;
-  return apply_text(context, source, what, options);
+  return apply_text(context, std::move(source), what, options);
 }
 
 ExitStatus diff_command(const Context& context, const std::string& from, const std::string& to) {

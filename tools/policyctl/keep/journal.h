@@ -19,8 +19,9 @@ struct Journal {
   Touched touched;
 };
 
-// Throws Failure REFUSED when the disk does not take it.
-void write_journal(const StateDirectory& directory, const Journal& journal);
+// The journal of a change that is about to carry out `plan`, which says what it
+// touches. Throws Failure REFUSED when the disk does not take it.
+void write_journal(const StateDirectory& directory, const Journal& journal, const Plan& plan);
 // Says that the change is carried out whole and by when it must be confirmed.
 void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by);
 // None when no change is under way. Throws Failure when it is damaged.

@@ -7,31 +7,26 @@
 
 namespace {
 
-// Collects what one plan touches.
+// Collects what one plan touches of its present or its target.
 class Touching {
  public:
-  explicit Touching(const Plan& plan) : _plan(plan) {}
+  Touching(const Plan& plan, const Configuration& whole) : _plan(plan), _whole(whole) {}
 
-  Touched collect() {
+  Configuration collect() {
     for (const Change& change : _plan.changes()) add(change);
     // A list that changes its type goes with all its rules, and what changes
     // with a rule is unbound meanwhile.
     for (const Step& step : _plan.steps()) add(step);
-    return std::move(_touched);
+    return std::move(_part);
   }
 
  private:
-  void add(const Change& change) {
-    add_to(_touched.before, _plan.present(), change);
-    add_to(_touched.after, _plan.target(), change);
-  }
+  void add(const Change& change) { add_to(_part, _whole, change); }
 
   void add(const Step& step) {
     switch (step.kind) {
       case StepKind::DELETE_ACL:
-        add_whole_acl(_touched.before, _plan.present(), step.key.acl);
-        add_whole_acl(_touched.after, _plan.target(), step.key.acl);
-        return;
+        return add_whole_acl(_part, _whole, step.key.acl);
       case StepKind::DELETE_FILTER:
         return add({ChangeSign::CHANGED, ChangedEntry::FILTER, step.key, step.record, nullptr});
       case StepKind::UNREMARK:
@@ -116,11 +111,16 @@ class Touching {
   }
 
   const Plan& _plan;
-  Touched _touched;
+  const Configuration& _whole;
+  Configuration _part;
 };
 
 }  // namespace
 
 Touched touched_by(const Plan& plan) {
-  return Touching(plan).collect();
+  return {touched_part(plan, plan.present()), touched_part(plan, plan.target()), {}};
+}
+
+Configuration touched_part(const Plan& plan, const Configuration& whole) {
+  return Touching(plan, whole).collect();
 }

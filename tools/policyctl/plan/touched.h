@@ -19,6 +19,8 @@ struct Touched {
   std::set<std::uint32_t> foreign_acls;
 };
 [[nodiscard]] Touched touched_by(const Plan& plan);
+// One side of it: of the plan's present, `before`; of its target, `after`.
+[[nodiscard]] Configuration touched_part(const Plan& plan, const Configuration& whole);
 // What policyd refused to create, because somebody else had done so before, is
 // not to be undone.
 void forget_refused(Touched& touched, const std::vector<Step>& refused);
