@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <optional>
+#include <utility>
 
 #include "tools/policyctl/keep/local_time.h"
 #include "tools/policyctl/language/write_configuration.h"
@@ -67,5 +68,9 @@ std::string read_checkpoint(const StateDirectory& directory, std::size_t number)
                       std::to_string(checkpoints.size()) + ".",
                   "See 'policyctl checkpoints'.");
   }
-  return directory.read(file_name(checkpoints[number - 1].serial)).value_or("");
+  std::optional<std::string> text = directory.read(file_name(checkpoints[number - 1].serial));
+  if (text) return std::move(*text);
+  throw Failure(ExitStatus::REFUSED,
+                "checkpoint " + std::to_string(number) + " was dropped this moment.",
+                "See 'policyctl checkpoints'.");
 }

@@ -11,10 +11,13 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <thread>
 #include <utility>
+
+#include "framework/base/host_name.h"
 
 namespace {
 
@@ -33,17 +36,31 @@ std::string environment(const char* name) {
   return value == nullptr ? std::string() : std::string(value);
 }
 
-std::string base_directory() {
-  std::string base = environment("POLICYCTL_STATE_DIR");
-  if (!base.empty()) return base;
-  if (geteuid() == 0) return "/var/lib/policyctl";
-  base = environment("XDG_STATE_HOME");
-  return (base.empty() ? environment("HOME") + "/.local/state" : base) + "/policyctl";
+// A relative path would be another directory wherever policyctl is started; the
+// rules for XDG_STATE_HOME say not to heed one.
+std::string absolute_directory(const char* variable) {
+  const std::string path = environment(variable);
+  return path.starts_with('/') ? path : std::string();
 }
 
-// The switch as a name of a directory.
+std::string base_directory() {
+  std::string base = environment("POLICYCTL_STATE_DIR");
+  if (!base.empty()) return std::filesystem::absolute(base).string();
+  if (geteuid() == 0) return "/var/lib/policyctl";
+  base = absolute_directory("XDG_STATE_HOME");
+  if (!base.empty()) return base + "/policyctl";
+  base = absolute_directory("HOME");
+  if (!base.empty()) return base + "/.local/state/policyctl";
+  throw Failure(ExitStatus::REFUSED, "there is no directory for a journal: HOME is not set.",
+                "Name one in POLICYCTL_STATE_DIR.");
+}
+
+// The switch as a name of a directory, the same for every name of its host.
 std::string directory_of(const SwitchPlace& place) {
-  std::string name = place.name();
+  IPv4 address;
+  const bool resolved = resolve_host_name(place.finder_host, address);
+  std::string name =
+      SwitchPlace{resolved ? address.str() : place.finder_host, place.finder_port}.name();
   std::replace_if(
       name.begin(), name.end(), [](char c) { return c == '/' || c == ':'; }, '_');
   return name;
@@ -84,7 +101,7 @@ StateDirectory::StateDirectory(const SwitchPlace& place)
 
 // As mkdir -p does, for this user alone.
 void StateDirectory::make() const {
-  for (std::size_t at = 1; at != std::string::npos;) {
+  for (std::size_t at = 0; at != std::string::npos;) {
     at = _path.find('/', at + 1);
     const std::string part = _path.substr(0, at);
     if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) refuse("make", part, errno);
@@ -101,7 +118,10 @@ int StateDirectory::open_lock() const {
 
 std::optional<ChangeLock> StateDirectory::try_lock() const {
   ChangeLock held(open_lock());
-  if (flock(held._fd, LOCK_EX | LOCK_NB) != 0) return std::nullopt;
+  while (flock(held._fd, LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EWOULDBLOCK) return std::nullopt;
+    if (errno != EINTR) refuse("lock", _path + "/" + LOCK_FILE, errno);
+  }
   return held;
 }
 
@@ -133,7 +153,11 @@ void StateDirectory::write(const std::string& name, std::string_view content) co
       refuse("write", draft, error);
     }
   }
-  if (rename(draft.c_str(), path.c_str()) != 0) refuse("write", path, errno);
+  if (rename(draft.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(draft.c_str());
+    refuse("write", path, error);
+  }
   const File directory(open(_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (directory.fd() >= 0) fsync(directory.fd());
 }

@@ -29,6 +29,7 @@ class StateDirectory {
  public:
   // $POLICYCTL_STATE_DIR, else /var/lib/policyctl for root, else
   // $XDG_STATE_HOME/policyctl or ~/.local/state/policyctl. Nothing is made yet.
+  // Throws Failure REFUSED when none of them is set.
   explicit StateDirectory(const SwitchPlace& place);
 
   [[nodiscard]] const std::string& path() const { return _path; }
