@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 
 #include "framework/base/event_loop.h"
@@ -98,6 +99,16 @@ TEST_F(Trouble, ALostReplyIsReadBackAndUndone) {
   EXPECT_EQ(result.err, "policyctl: apply " + folder +
                             "/a.conf: no answer for 0.2 s, waiting for the answer to a change.\n" +
                             UNDONE);
+  EXPECT_EQ(acls(), "");
+}
+
+TEST_F(Trouble, AJournalThatIsGoneKeepsNoChangeFromBeingUndone) {
+  arm("ignore", 3);
+  const auto tool = start_policyctl({"--timeout", "1", "apply", file("a.conf", rules(10, 1, 5))});
+  ASSERT_TRUE(plane.client().until([this] { return changes() >= 3; }));
+  std::filesystem::remove_all(folder + "/state");
+  EXPECT_EQ(tool->wait(), 75);
+  EXPECT_TRUE(tool->errors().ends_with(UNDONE)) << tool->errors();
   EXPECT_EQ(acls(), "");
 }
 

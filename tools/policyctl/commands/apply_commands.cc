@@ -1,15 +1,18 @@
 #include "tools/policyctl/commands/apply_commands.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <ostream>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "tools/policyctl/commands/change_switch.h"
 #include "tools/policyctl/commands/prepare_plan.h"
@@ -33,31 +36,54 @@ Wanted want(ReadConfiguration read, const Configuration& present, Unnamed unname
   return wanted;
 }
 
+// Becomes the guard: of what this process has, it keeps the folder alone. Its
+// success is the end of `report`, which exec closes.
+[[noreturn]] void become_guard(const std::string& program, const std::vector<const char*>& argv,
+                               int report) {
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (int fd = 0; fd <= 2; ++fd) dup2(null, fd);
+  close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
+  execv(program.c_str(), const_cast<char* const*>(argv.data()));
+  const char failed = 'x';
+  if (write(report, &failed, 1) != 1) abort();
+  _exit(1);
+}
+
+[[noreturn]] void refuse_without_guard() {
+  throw Failure(ExitStatus::REFUSED,
+                "could not start a process that watches for the confirmation. Nothing was "
+                "changed.");
+}
+
 // A process of its own, which outlives this one and its terminal.
 void leave_guard(const Context& context, const std::string& id, std::int64_t confirm_by) {
-  if (context.program.empty()) {
-    throw Failure(ExitStatus::REFUSED, "there is no program that could watch for a confirmation.");
-  }
+  if (context.program.empty()) refuse_without_guard();
   const std::string finder = context.place.name();
   const std::string deadline = std::to_string(confirm_by);
   const std::string patience =
       std::to_string(std::chrono::duration<double>(context.patience).count());
+  const std::vector<const char*> argv{"policyctl",      "-F",    finder.c_str(), "--timeout",
+                                      patience.c_str(), "guard", id.c_str(),     deadline.c_str(),
+                                      nullptr};
+  std::array<int, 2> report{};
+  if (pipe2(report.data(), O_CLOEXEC) != 0) refuse_without_guard();
   const pid_t child = fork();
-  if (child < 0) throw Failure(ExitStatus::REFUSED, "could not start a process that watches.");
-  if (child > 0) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (status == 0) return;
-    throw Failure(ExitStatus::REFUSED, "could not start a process that watches.");
+  if (child == 0) {
+    if (setsid() < 0) _exit(1);
+    const pid_t grandchild = fork();
+    if (grandchild != 0) _exit(grandchild < 0 ? 1 : 0);
+    become_guard(context.program, argv, report[1]);
   }
-  if (setsid() < 0) _exit(1);
-  const pid_t grandchild = fork();
-  if (grandchild != 0) _exit(grandchild < 0 ? 1 : 0);
-  const int null = open("/dev/null", O_RDWR);
-  for (int fd = 0; fd <= 2; ++fd) dup2(null, fd);
-  execl(context.program.c_str(), "policyctl", "-F", finder.c_str(), "--timeout", patience.c_str(),
-        "guard", id.c_str(), deadline.c_str(), nullptr);
-  _exit(1);
+  close(report[1]);
+  int status = 1;
+  if (child > 0) waitpid(child, &status, 0);
+  char failed = 0;
+  const bool runs = status == 0 && read(report[0], &failed, 1) == 0;
+  close(report[0]);
+  if (!runs) refuse_without_guard();
 }
 
 // How often a guard looks whether there is anything left to watch.
@@ -67,16 +93,17 @@ constexpr std::int64_t LOOK_EVERY_MS = 1000;
 // from before the guard is started until it ends, well or not.
 bool is_over(const Context& context, const StateDirectory& directory, const std::string& id,
              bool may_undo) {
-  const std::optional<ChangeLock> lock = directory.try_lock();
-  if (!lock) return false;
   try {
+    const std::optional<ChangeLock> lock = directory.try_lock();
+    if (!lock) return false;
     const std::optional<Journal> journal = read_journal(directory);
     if (!journal || journal->id != id) return true;
     if (!may_undo) return false;
     const auto session = context.connect();
     return undo_change(*session, directory, *journal).problem.empty();
-  } catch (const Failure&) {
-    return false;  // the switch cannot be asked now; later it may
+  } catch (const Failure& failure) {
+    // The switch cannot be asked now; later it may. A damaged journal stays so.
+    return failure.status() == ExitStatus::BAD_FILE;
   }
 }
 
@@ -125,9 +152,9 @@ ExitStatus apply_text(const Context& context, SourceText source, const std::stri
   ReadConfiguration read = read_configuration(source.text);
   if (!read.faults.empty()) return report_faults(context, source, read.faults);
   const StateDirectory directory(context.place);
-  const auto session = context.connect();
   const ChangeLock lock = directory.lock(context.patience);
   refuse_unfinished_change(directory);
+  const auto session = context.connect();
   const Configuration present = read_switch(*session, SwitchParts::all());
   Wanted wanted = want(std::move(read), present, options.unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);

@@ -120,6 +120,8 @@ class ChangeUnderWay {
   }
 
   ChangeReport make() {
+    // From here on Ctrl-C must not leave a journal behind.
+    _session.catch_interrupts();
     try {
       keep_checkpoint(_directory, _plan.present(), "before " + _journal.what);
       write_journal(_directory, _journal, _plan);
@@ -140,39 +142,51 @@ class ChangeUnderWay {
   }
 
   void carry_out() {
-    _session.catch_interrupts();
     ProgressLine progress(_context.err, _context.err_is_terminal);
     RunResult result = run_plan(_session, _plan, [&progress](std::size_t done, std::size_t all) {
       progress.show(done, all);
     });
     progress.clear();
     _report.requests = result.done;
-    if (result.failure) return take_back(result);
-    finish();
+    if (result.failure) return take_back(result, *result.failure);
+    finish(result);
+  }
+
+  // A change whose journal stays as it is will be undone by whoever finds it.
+  void finish(const RunResult& result) {
+    try {
+      if (_confirm_by == 0) {
+        remove_journal(_directory);
+      } else {
+        confirm_journal_by(_directory, _confirm_by);
+      }
+    } catch (const Failure& failure) {
+      return take_back(result, failure);
+    }
+    _report.outcome = "The change is made.";
     if (sets_mapping(_plan)) await_mapping();
   }
 
-  void finish() {
-    _report.outcome = "The change is made.";
-    if (_confirm_by == 0) return remove_journal(_directory);
-    confirm_journal_by(_directory, _confirm_by);
-  }
-
-  void take_back(const RunResult& result) {
+  void take_back(const RunResult& result, const Failure& why) {
     _session.forget_interrupt();
-    _report.status = result.failure->status();
-    _report.problem = result.failure->what();
+    _report.status = why.status();
+    _report.problem = why.what();
     if (_report.status == ExitStatus::TIMED_OUT) _session.set_patience(LAST_WORD);
     ChangeReport undone;
     try {
-      Journal journal = read_journal(_directory).value_or(_journal);
-      forget_refused(journal.touched, result.refused);
-      undone = undo_change(_session, _directory, journal, result.sent_mapping);
+      // The one on the disk may be gone.
+      _journal.touched = touched_by(_plan);
+      forget_refused(_journal.touched, result.refused);
+      undone = undo_change(_session, _directory, _journal, result.sent_mapping);
     } catch (const Failure& another) {
       undone = not_undone(another);
     }
     _report.outcome = undone.outcome;
     _report.advice = undone.advice;
+    if (undone.problem.empty()) return;
+    _report.outcome = "Undoing it failed: " + undone.problem + " " + undone.outcome;
+    // REFUSED says that nothing is left of it.
+    if (_report.status == ExitStatus::REFUSED) _report.status = undone.status;
   }
 
   // policyd took the mapping, so there is nothing to undo; line cards may be
@@ -190,7 +204,8 @@ class ChangeUnderWay {
     }
     if (_report.mapping_differs.empty()) return;
     _report.status = ExitStatus::TIMED_OUT;
-    _report.problem = "the mapping did not read back in time.";
+    _report.problem = _session.interrupted() ? "interrupted before the mapping read back."
+                                             : "the mapping did not read back in time.";
     _report.outcome = "The change is made, but the line cards have not confirmed the mapping:" +
                       queues_text(wanted, _report.mapping_differs);
     _report.advice = "See the log of policyd, and 'policyctl show cos' later.";

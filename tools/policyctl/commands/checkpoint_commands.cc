@@ -68,8 +68,9 @@ ExitStatus save_command(const Context& context, const std::string& file) {
 
 ExitStatus checkpoint_command(const Context& context, const std::string& why) {
   const StateDirectory directory(context.place);
-  const Configuration configuration = read_whole_switch(context);
+  // Half of somebody's change is no configuration to go back to.
   const ChangeLock lock = directory.lock(context.patience);
+  const Configuration configuration = read_whole_switch(context);
   keep_checkpoint(directory, configuration, why.empty() ? "by hand" : why);
   if (context.json) {
     print_json(context.out, {{"checkpoint", 1}});

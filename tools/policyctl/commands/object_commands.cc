@@ -47,9 +47,9 @@ ExitStatus who_uses_command(const Context& context, const ObjectName& object) {
 
 ExitStatus delete_command(const Context& context, const ObjectName& object, bool cascade) {
   const StateDirectory directory(context.place);
-  const auto session = context.connect();
   const ChangeLock lock = directory.lock(context.patience);
   refuse_unfinished_change(directory);
+  const auto session = context.connect();
   const Configuration present = read_switch(*session, SwitchParts::all());
   require_object(object, present, "on the switch");
   if (object.acl && !cascade) {
@@ -67,6 +67,9 @@ ExitStatus delete_command(const Context& context, const ObjectName& object, bool
 }
 
 ExitStatus dscp_queue_command(const Context& context, std::uint32_t dscp, std::uint32_t queue) {
+  const StateDirectory directory(context.place);
+  const ChangeLock lock = directory.lock(context.patience);
+  refuse_unfinished_change(directory);
   const auto session = context.connect();
   const Lifeline lifeline;
   XrlAtomList dscps;

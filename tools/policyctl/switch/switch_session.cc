@@ -63,7 +63,10 @@ SwitchSession::SwitchSession(SwitchPlace place, Duration patience)
 
 SwitchSession::~SwitchSession() {
   _signal_watch.reset();
-  if (_signals >= 0) close(_signals);
+  if (_signals < 0) return;
+  take_signals();  // one that came late must not end the process now
+  close(_signals);
+  pthread_sigmask(SIG_SETMASK, &_other_signals, nullptr);
 }
 
 // A router tries for ever; a person wants to know at once when nobody listens.
@@ -166,15 +169,17 @@ void SwitchSession::catch_interrupts() {
   if (_signals >= 0) return;
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
   _signals = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
   if (_signals < 0) return;
-  _signal_watch = std::make_unique<Watch>(_loop, _signals, IoInterest::READ, [this](IoInterest) {
-    signalfd_siginfo info;
-    while (read(_signals, &info, sizeof info) == sizeof info) ++_interrupts;
-  });
+  pthread_sigmask(SIG_BLOCK, &signals, &_other_signals);
+  _signal_watch = std::make_unique<Watch>(_loop, _signals, IoInterest::READ,
+                                          [this](IoInterest) { take_signals(); });
+}
+
+void SwitchSession::take_signals() {
+  signalfd_siginfo info;
+  while (read(_signals, &info, sizeof info) == sizeof info) ++_interrupts;
 }
 
 Failure request_failure(const std::string& what, const XrlError& error) {

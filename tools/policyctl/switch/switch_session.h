@@ -6,6 +6,7 @@
 // the only thing it has.
 #pragma once
 
+#include <csignal>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -52,14 +53,15 @@ class SwitchSession {
   // Asks the finder again who policyd is; empty when there is none.
   [[nodiscard]] std::string find_policyd();
 
-  // Turns Ctrl-C and a request to terminate into a flag that long operations
-  // look at, for as long as the session lives.
+  // Turns Ctrl-C, a terminal that goes and a request to terminate into a flag
+  // that long operations look at, for as long as the session lives.
   void catch_interrupts();
   [[nodiscard]] bool interrupted() const { return _interrupts > 0; }
   void forget_interrupt() { _interrupts = 0; }
 
  private:
   void reach_finder();
+  void take_signals();
 
   SwitchPlace _place;
   Duration _patience;
@@ -68,6 +70,7 @@ class SwitchSession {
   std::string _policyd;
   TimePoint _last_heard{};
   int _signals = -1;
+  sigset_t _other_signals{};  // those blocked before
   int _interrupts = 0;
   std::unique_ptr<Watch> _signal_watch;
   Lifeline _lifeline;
