@@ -35,6 +35,27 @@ TEST_F(Trouble, ADeadFinderIsNotReachable) {
                             "  Start the finder, or name another with -F HOST[:PORT].\n");
 }
 
+TEST_F(Trouble, AFinderIsReachedByTheNameOfItsHost) {
+  const std::string finder = "localhost:" + std::to_string(plane.port());
+  EXPECT_EQ(policyctl({"-F", finder, "show"}).status, 0);
+  ControlPlane::kill(plane.finder);
+  EXPECT_EQ(policyctl({"-F", finder, "show"}).status, 69);
+}
+
+TEST_F(Trouble, AHostWithoutAddressIsNotReachable) {
+  const Result result = policyctl({"-F", "no such host", "show"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_EQ(result.err,
+            "policyctl: there is no host 'no such host'.\n"
+            "  Name the finder's with -F HOST[:PORT].\n");
+}
+
+TEST_F(Trouble, AFileThatIsNoneIsNamed) {
+  const Result result = policyctl({"check", folder});
+  EXPECT_EQ(result.status, 65);
+  EXPECT_EQ(result.err, "policyctl: " + folder + ": Is a directory.\n");
+}
+
 TEST_F(Trouble, AFrozenFinderIsWaitedForUntilTheDeadline) {
   plane.finder->signal(SIGSTOP);
   const Result result = policyctl({"--timeout", "0.2", "show"});

@@ -1,12 +1,12 @@
 #include "tools/policyctl/commands/context.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string_view>
 
 #include "framework/base/exceptions.h"
@@ -14,8 +14,24 @@
 
 namespace {
 
-std::string read_all(std::istream& in) {
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+// Of a file that never ends the memory would end.
+constexpr std::size_t MOST_BYTES = std::size_t{1} << 30U;
+
+// Throws Failure BAD_FILE.
+std::string read_all(std::istream& in, const std::string& name) {
+  std::string text;
+  try {
+    std::array<char, std::size_t{64} << 10U> part{};
+    while (in.read(part.data(), part.size()) || in.gcount() > 0) {
+      text.append(part.data(), static_cast<std::size_t>(in.gcount()));
+      if (text.size() > MOST_BYTES) {
+        throw Failure(ExitStatus::BAD_FILE, name + ": it is larger than 1 GiB.");
+      }
+    }
+  } catch (const std::ios_base::failure&) {
+    in.setstate(std::ios::badbit);
+  }
+  return text;
 }
 
 }  // namespace
@@ -26,11 +42,11 @@ bool Context::in_colour() const {
 }
 
 SourceText read_source(const std::string& file) {
-  if (file == "-") return {"standard input", read_all(std::cin)};
+  if (file == "-") return {"standard input", read_all(std::cin, "standard input")};
   errno = 0;
   std::ifstream in(file, std::ios::binary);
-  SourceText source{file, in ? read_all(in) : std::string()};
-  if (in && !in.bad() && errno == 0) return source;
+  SourceText source{file, in ? read_all(in, file) : std::string()};
+  if (in.is_open() && !in.bad() && errno == 0) return source;
   const int error = errno == 0 ? EIO : errno;
   throw Failure(ExitStatus::BAD_FILE, file + ": " + std::strerror(error) + ".");
 }

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "framework/base/exceptions.h"
+#include "framework/base/host_name.h"
 #include "framework/xrl/interfaces/finder_xif.h"
 #include "framework/xrl/xrl_atom_list.h"
 
@@ -71,6 +72,11 @@ SwitchSession::~SwitchSession() {
 
 // A router tries for ever; a person wants to know at once when nobody listens.
 void SwitchSession::reach_finder() {
+  IPv4 host;
+  if (!resolve_host_name(_place.finder_host, host)) {
+    throw Failure(ExitStatus::NOT_REACHABLE, "there is no host '" + _place.finder_host + "'.",
+                  "Name the finder's with -F HOST[:PORT].");
+  }
   try {
     _router = std::make_unique<XrlStdRouter>(_loop, "", _place.finder_host.c_str(),
                                              _place.finder_port, false);
@@ -81,7 +87,7 @@ void SwitchSession::reach_finder() {
   NetAddress address;
   std::unique_ptr<Watch> probe;
   int fd = -1;
-  if (NetAddress::parse(_place.name(), address)) {
+  if (NetAddress::parse(SwitchPlace{host.str(), _place.finder_port}.name(), address)) {
     fd = _loop.network().connect(address);
     if (fd >= 0) {
       probe = std::make_unique<Watch>(_loop, fd, IoInterest::WRITE, [&](IoInterest) {
@@ -178,7 +184,7 @@ void SwitchSession::catch_interrupts() {
 }
 
 void SwitchSession::take_signals() {
-  signalfd_siginfo info;
+  signalfd_siginfo info{};
   while (read(_signals, &info, sizeof info) == sizeof info) ++_interrupts;
 }
 
