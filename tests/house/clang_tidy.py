@@ -3,9 +3,9 @@
 Tests and benchmarks are held to the compiler's warnings and the format alone:
 they are half of the sources and would make up most of the time.
 
-A source that was clean is skipped as long as nothing it is made of changed:
-itself, the project and generated headers it includes, its compile command, the
-checks, and clang-tidy. BUILD must be a Ninja build and up to date, for its
+A source that was clean, in this clone or another of this user's, is skipped as
+long as nothing it is made of changed: itself, the project and generated headers
+it includes, its compile command, the checks, and clang-tidy. BUILD must be a Ninja build and up to date, for its
 record of included headers is used.
 """
 
@@ -41,8 +41,9 @@ def included_files(build):
 class Tidy:
     def __init__(self, build):
         self.build = build
-        self.cache = build / "clang-tidy-cache"
-        self.cache.mkdir(exist_ok=True)
+        home = os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache")
+        self.cache = pathlib.Path(home) / "policyd" / "clang-tidy"
+        self.cache.mkdir(parents=True, exist_ok=True)
         self.deps = included_files(build)
         version = subprocess.run(["clang-tidy", "--version"], check=True, capture_output=True).stdout
         self.common = version + "".join(map(tree.text, tree.files("*.clang-tidy"))).encode()
@@ -53,12 +54,16 @@ class Tidy:
             self.contents[path] = hashlib.sha256(path.read_bytes()).digest()
         return self.contents[path]
 
+    def name(self, text):
+        """The same for every clone and build folder."""
+        return text.replace(str(self.build), "BUILD").replace(str(tree.ROOT), "ROOT").encode()
+
     def mark(self, command):
-        key = hashlib.sha256(self.common + command["command"].encode())
+        key = hashlib.sha256(self.common + self.name(command["command"]))
         key.update(self.digest(pathlib.Path(command["file"])))
         words = shlex.split(command["command"])
         for path in self.deps.get(words[words.index("-o") + 1], []):
-            key.update(str(path).encode() + self.digest(path))
+            key.update(self.name(str(path)) + self.digest(path))
         return self.cache / key.hexdigest()
 
     def run(self, command):

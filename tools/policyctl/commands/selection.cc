@@ -92,6 +92,7 @@ void require_key(const Map& map, const std::string& word, const std::string& wha
 
 std::vector<std::string_view> selection_forms() {
   std::vector<std::string_view> forms;
+  forms.reserve(FORMS.size());
   for (const SelectionForm& form : FORMS) forms.push_back(form.words);
   return forms;
 }

@@ -17,9 +17,9 @@ std::string statement_list() {
       "'interface' or 'vlan' line. Words in capitals stand for values; what is in brackets may\n"
       "be left out.\n\n";
   for (const Statement& each : statements()) {
-    const std::string indent(each.context == StatementContext::TOP ? 2 : 4, ' ');
-    text +=
-        indent + std::string(each.pattern) + "\n" + indent + "    " + std::string(each.help) + "\n";
+    const std::size_t indent = each.context == StatementContext::TOP ? 2 : 4;
+    text.append(indent, ' ').append(each.pattern) += '\n';
+    text.append(indent + 4, ' ').append(each.help) += '\n';
   }
   return text + "\nFor example:\n\n" + std::string(example_configuration());
 }

@@ -160,6 +160,7 @@ const Statement& statement(StatementId id) {
 const std::vector<PatternElement>& pattern_of(const Statement& statement) {
   static const std::vector<std::vector<PatternElement>> PATTERNS = [] {
     std::vector<std::vector<PatternElement>> patterns;
+    patterns.reserve(STATEMENTS.size());
     for (const Statement& each : STATEMENTS) patterns.push_back(parse_pattern(each.pattern));
     return patterns;
   }();

@@ -44,7 +44,7 @@ enum class StepKind : std::uint8_t {
 
 // One request; what it carries is looked up in the plan's target.
 struct Step {
-  StepKind kind;
+  StepKind kind = StepKind::SET_COS_MAPPING;
   RuleKey key;                        // of rules, lists (the number in `acl`) and bindings
   RecordName record;                  // of bindings and class-of-service values
   const std::string* name = nullptr;  // of time ranges
@@ -69,8 +69,8 @@ enum class ChangedEntry : std::uint8_t {
 
 // What becomes of one statement.
 struct Change {
-  ChangeSign sign;
-  ChangedEntry entry;
+  ChangeSign sign = ChangeSign::CHANGED;
+  ChangedEntry entry = ChangedEntry::COS_FLAG;
   RuleKey key;  // also: the number of a list in `acl`, a priority in `rule`
   RecordName record;
   const std::string* name = nullptr;  // of time ranges
