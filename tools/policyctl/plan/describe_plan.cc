@@ -1,5 +1,6 @@
 // Plans in words.
 #include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/plan/find_entry.h"
 #include "tools/policyctl/plan/plan.h"
 
 namespace {
@@ -18,12 +19,8 @@ std::string record_statement(const RecordName& record) {
 }
 
 const Bindings* bindings_of(const Configuration& configuration, const RecordName& record) {
-  if (record.interface != nullptr) {
-    const auto at = configuration.interfaces.find(*record.interface);
-    return at == configuration.interfaces.end() ? nullptr : &at->second;
-  }
-  const auto at = configuration.vlans.find(record.vlan);
-  return at == configuration.vlans.end() ? nullptr : &at->second;
+  return record.interface != nullptr ? find_entry(configuration.interfaces, *record.interface)
+                                     : find_entry(configuration.vlans, record.vlan);
 }
 
 std::string filter_order(const Bindings& bindings) {

@@ -6,16 +6,11 @@
 
 #include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/plan/find_entry.h"
 
 namespace {
 
 const Bindings NOTHING_BOUND;
-
-template <typename Map, typename Key>
-const typename Map::mapped_type* find(const Map& map, const Key& key) {
-  const auto at = map.find(key);
-  return at == map.end() ? nullptr : &at->second;
-}
 
 std::string rule_name(const RuleKey& key) {
   return "acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
@@ -79,8 +74,9 @@ class Merging {
   void merge_entries(const Map& base, const Map& wanted, Map& now, Name name) {
     if (base == wanted) return;
     for (const auto& key : keys_of(base, wanted)) {
-      const auto* const made = find(wanted, key);
-      if (!is_to_do(find(base, key), made, find(now, key), [&] { return name(key); })) continue;
+      const auto* const old = find_entry(base, key);
+      const auto* const made = find_entry(wanted, key);
+      if (!is_to_do(old, made, find_entry(now, key), [&] { return name(key); })) continue;
       if (made != nullptr) {
         now.insert_or_assign(key, *made);
       } else {
@@ -108,8 +104,8 @@ class Merging {
 
   void merge_acls() {
     for (const std::uint32_t number : keys_of(_base.acls, _wanted.acls)) {
-      const Acl* const base = find(_base.acls, number);
-      const Acl* const wanted = find(_wanted.acls, number);
+      const Acl* const base = find_entry(_base.acls, number);
+      const Acl* const wanted = find_entry(_wanted.acls, number);
       if (!same(base, wanted)) merge_acl(number, base, wanted);
     }
   }
@@ -156,7 +152,7 @@ class Merging {
   template <typename Records, typename Name>
   void merge_records(const Records& base, const Records& wanted, Records& now, Name name) {
     for (const auto& [key, made] : wanted) {
-      const Bindings* const before = find(base, key);
+      const Bindings* const before = find_entry(base, key);
       const Bindings& old = before == nullptr ? NOTHING_BOUND : *before;
       if (made == old) continue;
       const auto at = now.find(key);
