@@ -8,8 +8,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "framework/base/network.h"
-
 namespace {
 
 const std::string LISTENING = "finder: listening on ";
@@ -34,13 +32,6 @@ ControlPlane::ControlPlane() {
   std::string pattern = std::filesystem::temp_directory_path() / "policyd-test-XXXXXX";
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
   _folder = pattern;
-  // A finder that is told to take any port finds one that is free.
-  finder = std::make_unique<ChildProcess>(std::vector<std::string>{program("finder"), "-p", "0"});
-  NetAddress address;
-  if (!NetAddress::parse(listening_address(), address)) throw std::runtime_error("no finder");
-  _host = address.host.str();
-  _port = address.port;
-  kill(finder);
 }
 
 ControlPlane::~ControlPlane() {
@@ -54,12 +45,12 @@ std::string ControlPlane::listening_address() {
 }
 
 std::string ControlPlane::finder_address() const {
-  return _host + ":" + std::to_string(_port);
+  return _host + ":" + std::to_string(port());
 }
 
 void ControlPlane::start_finder() {
   finder = std::make_unique<ChildProcess>(
-      std::vector<std::string>{program("finder"), "-i", _host, "-p", std::to_string(_port)});
+      std::vector<std::string>{program("finder"), "-i", _host, "-p", std::to_string(port())});
   if (listening_address() != finder_address()) throw std::runtime_error(finder->errors());
 }
 
@@ -86,10 +77,10 @@ void ControlPlane::kill(std::unique_ptr<ChildProcess>& process) {
 }
 
 Client& ControlPlane::client() {
-  if (!_client) _client = std::make_unique<Client>(_host, _port);
+  if (!_client) _client = std::make_unique<Client>(_host, port());
   return *_client;
 }
 
 std::unique_ptr<XrlStdRouter> ControlPlane::make_router(const char* class_name) {
-  return std::make_unique<XrlStdRouter>(client().loop(), class_name, _host.c_str(), _port, false);
+  return std::make_unique<XrlStdRouter>(client().loop(), class_name, _host.c_str(), port(), false);
 }

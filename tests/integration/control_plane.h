@@ -9,6 +9,7 @@
 
 #include "tests/integration/client.h"
 #include "tests/support/child_process.h"
+#include "tests/support/reserved_port.h"
 
 // The folder of the programs under test.
 [[nodiscard]] std::string program(const std::string& name);
@@ -47,7 +48,7 @@ class ControlPlane {
   std::unique_ptr<ChildProcess> chassis;
 
   [[nodiscard]] const std::string& host() const { return _host; }
-  [[nodiscard]] std::uint16_t port() const { return _port; }
+  [[nodiscard]] std::uint16_t port() const { return _port.number(); }
   // "127.0.0.1:4711"
   [[nodiscard]] std::string finder_address() const;
   // Made at its first use.
@@ -58,8 +59,9 @@ class ControlPlane {
  private:
   [[nodiscard]] std::string listening_address();
 
-  std::string _host;
-  std::uint16_t _port = 0;
+  const std::string _host = "127.0.0.1";
+  // The finder's, also while it does not run.
+  const ReservedPort _port;
   std::string _folder;
   std::unique_ptr<Client> _client;
 };
