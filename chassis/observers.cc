@@ -47,16 +47,24 @@ Refusal Observers::remove(std::string_view observer) {
   const auto at = _tellers.find(observer);
   if (at == _tellers.end()) return "the observer is not registered.";
   _tellers.erase(at);
-  const std::string target_class = class_of(observer);
-  const bool is_watched_for = std::any_of(
-      _tellers.begin(), _tellers.end(),
-      [&target_class](const auto& entry) { return class_of(entry.first) == target_class; });
-  if (!is_watched_for) _watches.erase(target_class);
+  unwatch_unless_observed(class_of(observer));
   return DONE;
 }
 
 void Observers::watch(const std::string& target_class) {
   _watches.try_emplace(target_class, _loop, _sender, _instance_name, target_class);
+}
+
+// Many an observer has a class of its own (a mirror does), so that watches of those
+// that went would soon be all that the finder grants.
+void Observers::unwatch_unless_observed(std::string_view target_class) {
+  const auto watch = _watches.find(target_class);
+  const bool is_observed = std::any_of(
+      _tellers.begin(), _tellers.end(),
+      [target_class](const auto& entry) { return class_of(entry.first) == target_class; });
+  if (is_observed || watch == _watches.end()) return;
+  watch->second.withdraw();
+  _watches.erase(watch);
 }
 
 void Observers::tell_all(std::uint32_t key) {
@@ -73,6 +81,7 @@ void Observers::target_born(std::string_view target_class, std::string_view inst
     const std::string& name = entry.first;
     return name != instance && name != target_class && class_of(name) == target_class;
   });
+  unwatch_unless_observed(target_class);
   for (const std::string_view name : {target_class, instance}) {
     const auto at = _tellers.find(name);
     if (at != _tellers.end()) at->second.try_now();

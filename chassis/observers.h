@@ -1,5 +1,6 @@
 // Observers: the targets that registered with a manager of the switch, each
-// with its teller, from registration to deregistration or death.
+// with its teller, from registration to deregistration or death. The finder is
+// asked to report on the class of an observer as long as there is one of it.
 #pragma once
 
 #include <cstddef>
@@ -47,6 +48,7 @@ class Observers {
 
  private:
   void watch(const std::string& target_class);
+  void unwatch_unless_observed(std::string_view target_class);
 
   EventLoop& _loop;
   XrlSender& _sender;

@@ -29,9 +29,22 @@ ClassWatch::ClassWatch(EventLoop& loop, XrlSender& sender, std::string requester
 void ClassWatch::ask() {
   const bool sent = XrlFinderEventNotifierV0p1Client(&_sender).send_register_class_event_interest(
       "finder", _requester_instance, _class_name, callback(_lifeline, this, &ClassWatch::answered));
-  if (!sent) _retry.failed();
+  if (sent) {
+    _asked = true;
+  } else {
+    _retry.failed();
+  }
 }
 
 void ClassWatch::answered(const XrlError& error) {
-  if (!error.is_okay()) _retry.failed();
+  if (!error.is_okay() && !_withdrawn) _retry.failed();
+}
+
+void ClassWatch::withdraw() {
+  _retry.cancel();
+  if (!_asked || std::exchange(_withdrawn, true)) return;
+  // The finder takes our requests in the order sent, so an answer that is still
+  // to come changes nothing. One that cannot be sent ends with the target.
+  static_cast<void>(XrlFinderEventNotifierV0p1Client(&_sender).send_deregister_class_event_interest(
+      "finder", _requester_instance, _class_name, callback(_lifeline, [](const XrlError&) {})));
 }

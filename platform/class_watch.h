@@ -1,6 +1,8 @@
 // ClassWatch: asks the finder to report the births and deaths of a class to a
 // target of ours, and asks again until the finder has agreed. From then on the
 // target's router repeats the interest by itself whenever it lost the finder.
+// A target may have so many interests and no more, so one that is no longer
+// needed is withdrawn; all of them end with the target.
 #pragma once
 
 #include <string>
@@ -15,7 +17,7 @@ class ClassWatch {
  public:
   // Asks at once. `requester_instance` is told (finder_event_observer/0.1);
   // it is what `sender` sends for. Both references must outlive the watch.
-  // Destroying it stops asking and leaves the interest standing.
+  // Destroying it stops asking and leaves an interest that stands standing.
   ClassWatch(EventLoop& loop, XrlSender& sender, std::string requester_instance,
              std::string class_name);
   ClassWatch(const ClassWatch&) = delete;
@@ -24,6 +26,11 @@ class ClassWatch {
 
   [[nodiscard]] const std::string& class_name() const { return _class_name; }
 
+  // Stops asking for good and has the finder end the interest, without waiting
+  // for its answer; births and deaths that are under way may still be told. A
+  // later watch of the same class is a new interest.
+  void withdraw();
+
  private:
   void ask();
   void answered(const XrlError& error);
@@ -31,6 +38,8 @@ class ClassWatch {
   XrlSender& _sender;
   std::string _requester_instance;
   std::string _class_name;
+  bool _asked = false;  // the finder may have agreed
+  bool _withdrawn = false;
   RetryTimer _retry;
   Lifeline _lifeline;
 };

@@ -19,16 +19,18 @@ constexpr const char* POLICY = "policy-0123456789abcdef";
 class ObserversTest : public ::testing::Test {
  protected:
   using Told = std::vector<std::string>;
+  using Asked = std::vector<std::string>;
 
-  // The class names that the finder was asked to report on, all agreed to.
-  std::vector<std::string> take_watched() {
-    std::vector<std::string> classes;
+  // What the finder was asked, all agreed to: "watch CLASS", "unwatch CLASS".
+  std::vector<std::string> take_asked() {
+    std::vector<std::string> asked;
     while (_sender.waiting() != 0) {
       const std::string text = _sender.waiting_texts().front();
-      classes.push_back(text.substr(text.rfind('=') + 1));
+      const bool withdraws = text.find("/deregister_class_event_interest?") != std::string::npos;
+      asked.push_back((withdraws ? "unwatch " : "watch ") + text.substr(text.rfind('=') + 1));
       _sender.answer();
     }
-    return classes;
+    return asked;
   }
   Told take_told() { return std::exchange(_told, {}); }
 
@@ -76,23 +78,54 @@ TEST_F(ObserversTest, WhoDeregisteredIsToldNoMore) {
 TEST_F(ObserversTest, TheClassOfAnInstanceIsWatchedOnce) {
   EXPECT_EQ(_observers.add(POLICY), DONE);
   EXPECT_EQ(_observers.add("policy-fedcba9876543210"), DONE);
-  EXPECT_EQ(take_watched(), std::vector<std::string>{"policy"});
+  EXPECT_EQ(take_asked(), Asked{"watch policy"});
 }
 
 TEST_F(ObserversTest, ANameThatIsNoInstanceIsWatchedAsAClass) {
   for (const char* name : {"policy", "policy-0123", "policy-0123456789abcdeg", "-0123456789abcdef",
                            "policy_0123456789abcdef"}) {
     EXPECT_EQ(_observers.add(name), DONE);
-    EXPECT_EQ(take_watched(), std::vector<std::string>{name});
+    EXPECT_EQ(take_asked(), Asked{std::string("watch ") + name});
   }
 }
 
 TEST_F(ObserversTest, AClassWithoutObserversIsWatchedAnewForTheNextOne) {
   EXPECT_EQ(_observers.add(POLICY), DONE);
   EXPECT_EQ(_observers.remove(POLICY), DONE);
-  static_cast<void>(take_watched());
+  static_cast<void>(take_asked());
   EXPECT_EQ(_observers.add(POLICY), DONE);
-  EXPECT_EQ(take_watched(), std::vector<std::string>{"policy"});
+  EXPECT_EQ(take_asked(), Asked{"watch policy"});
+}
+
+TEST_F(ObserversTest, AClassIsWatchedUntilTheLastOfItsObserversDeregisters) {
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  EXPECT_EQ(_observers.add("policy"), DONE);
+  static_cast<void>(take_asked());
+  EXPECT_EQ(_observers.remove(POLICY), DONE);
+  EXPECT_EQ(take_asked(), Asked{});
+  EXPECT_EQ(_observers.remove("policy"), DONE);
+  EXPECT_EQ(take_asked(), Asked{"unwatch policy"});
+}
+
+TEST_F(ObserversTest, AClassIsWatchedNoMoreWhenItsLastObserverDied) {
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  static_cast<void>(take_asked());
+  _observers.target_died("policy", POLICY);
+  EXPECT_EQ(take_asked(), Asked{"unwatch policy"});
+}
+
+TEST_F(ObserversTest, AClassIsWatchedNoMoreWhenABirthEndsItsLastRegistration) {
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  static_cast<void>(take_asked());
+  _observers.target_born("policy", "policy-fedcba9876543210");
+  EXPECT_EQ(take_asked(), Asked{"unwatch policy"});
+}
+
+TEST_F(ObserversTest, TheBirthOfAnObserverLeavesItsClassWatched) {
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  static_cast<void>(take_asked());
+  _observers.target_born("policy", POLICY);
+  EXPECT_EQ(take_asked(), Asked{});
 }
 
 TEST_F(ObserversTest, TheDeathOfAnInstanceEndsItsRegistrationAndNoOther) {

@@ -16,6 +16,10 @@ constexpr const char* ASK =
     "finder finder_event_notifier/0.1/register_class_event_interest?"
     "requester_instance:txt=mirror-1&class_name:txt=sif";
 
+constexpr const char* WITHDRAW =
+    "finder finder_event_notifier/0.1/deregister_class_event_interest?"
+    "requester_instance:txt=mirror-1&class_name:txt=sif";
+
 }  // namespace
 
 TEST(ClassWatch, AsksTheFinderOnceWhenItAgrees) {
@@ -54,6 +58,47 @@ TEST(ClassWatch, AsksNoMoreOnceDestroyed) {
   auto watch = std::make_unique<ClassWatch>(world.loop(), sender, "mirror-1", "sif");
   watch.reset();
   sender.answer(XrlError::NO_FINDER());
+  world.run_for(seconds(10));
+  EXPECT_EQ(sender.waiting(), 0U);
+}
+
+TEST(ClassWatch, WithdrawsItsInterestOnce) {
+  SimWorld world(1);
+  FakeSender sender;
+  ClassWatch watch(world.loop(), sender, "mirror-1", "sif");
+  sender.answer();
+  watch.withdraw();
+  EXPECT_EQ(sender.only_text(), WITHDRAW);
+  watch.withdraw();
+  EXPECT_EQ(sender.waiting(), 1U);
+}
+
+TEST(ClassWatch, WithdrawsAnInterestThatTheFinderHasNotAgreedToYet) {
+  SimWorld world(1);
+  FakeSender sender;
+  ClassWatch watch(world.loop(), sender, "mirror-1", "sif");
+  watch.withdraw();
+  EXPECT_EQ(sender.waiting_texts(), (std::vector<std::string>{ASK, WITHDRAW}));
+}
+
+TEST(ClassWatch, AsksNoMoreOnceWithdrawn) {
+  SimWorld world(1);
+  FakeSender sender;
+  ClassWatch watch(world.loop(), sender, "mirror-1", "sif");
+  watch.withdraw();
+  sender.answer(XrlError::NO_FINDER());
+  sender.answer(XrlError::NO_FINDER());
+  world.run_for(seconds(10));
+  EXPECT_EQ(sender.waiting(), 0U);
+}
+
+TEST(ClassWatch, WithdrawsNothingThatItNeverAskedFor) {
+  SimWorld world(1);
+  FakeSender sender;
+  sender.refuse(true);
+  ClassWatch watch(world.loop(), sender, "mirror-1", "sif");
+  sender.refuse(false);
+  watch.withdraw();
   world.run_for(seconds(10));
   EXPECT_EQ(sender.waiting(), 0U);
 }

@@ -250,6 +250,21 @@ TEST_F(SifMgrXrlMirrorTest, MayBeDestroyedAtAnyMomentOfItsStart) {
   }
 }
 
+// More than an interface manager may have observers and interests together.
+TEST_F(SifMgrXrlMirrorTest, FollowsAlsoWhenManyMirrorsLivedBefore) {
+  _finder.start();
+  start_sif();
+  for (int i = 0; i < 150; ++i) {
+    const auto mirror = make_mirror();
+    ASSERT_EQ(mirror->startup(), 0);
+    ASSERT_TRUE(
+        _world.run_until([&] { return mirror->iftree() == _model.interfaces(); }, seconds(5)))
+        << "mirror " << i;
+  }
+  ASSERT_EQ(_mirror->startup(), 0);
+  expect_mirrored();
+}
+
 TEST_F(SifMgrXrlMirrorTest, SeveralMirrorsFollowSideBySide) {
   const auto other = make_mirror();
   ASSERT_EQ(other->startup(), 0);
