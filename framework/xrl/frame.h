@@ -16,6 +16,7 @@
 
 #include "framework/xrl/byte_buffer.h"
 #include "framework/xrl/byte_order.h"
+#include "framework/xrl/limits.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_key.h"
 
@@ -66,6 +67,13 @@ void append_hello(ByteBuffer& out, const Hello& hello);
   return true;
 }
 
+// Whether a request with so many bytes of arguments is no longer than a frame
+// may be.
+[[nodiscard]] inline bool fits_request(std::size_t args) {
+  return args <= xrl_limits::MAX_FRAME_BYTES - (REQUEST_HEAD - LENGTH_BYTES);
+}
+
+// Only what fits.
 inline void append_request(ByteBuffer& out, std::uint32_t sequence, const XrlKey& key,
                            std::span<const std::uint8_t> args) {
   const std::size_t size = REQUEST_HEAD + args.size();

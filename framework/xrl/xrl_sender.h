@@ -26,7 +26,8 @@ class XrlSender {
   // delivered exactly once, later, from the event loop, at the latest with
   // REPLY_TIMED_OUT, unless the sender is destroyed before. False: it could
   // not be queued (no finder registration yet, a limit of this peer is reached,
-  // or an argument is longer than may be) and `reply` is dropped.
+  // an argument is longer than may be, or all of them together are longer than
+  // a frame) and `reply` is dropped.
   // Requests to one target arrive in the order sent.
   virtual bool send(std::string_view target, std::string_view method, XrlReply reply) = 0;
 };

@@ -56,7 +56,9 @@ std::size_t XrlStdRouter::pending() const {
 }
 
 bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlReply reply) {
-  if (!_finder->was_ready() || _args_past_limit) return false;
+  if (!_finder->was_ready() || _args_past_limit || !xrl_frame::fits_request(_args.size())) {
+    return false;
+  }
   if (target.size() > xrl_limits::MAX_TARGET_NAME_BYTES) return false;
   if (target == "finder") return _finder->send(method, _args.bytes(), std::move(reply));
   XrlPeer* const peer = peer_for(target);

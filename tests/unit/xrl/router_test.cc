@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@
 #include "tests/support/echo_target.h"
 #include "tests/support/interfaces/echo_xif.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/raw_reply.h"
 
 namespace {
 
@@ -24,6 +26,9 @@ using std::chrono::seconds;
 
 constexpr const char* FINDER_HOST = "127.0.0.1";
 constexpr std::uint16_t FINDER_PORT = 19999;
+// Arguments that leave room for the rest of a request's frame: kind, sequence
+// number and key.
+constexpr std::size_t MOST_ARGS = xrl_limits::MAX_FRAME_BYTES - (1 + 4 + 16);
 
 // A process that answers: its router and its target.
 struct EchoProcess {
@@ -77,6 +82,24 @@ class Router : public testing::Test {
     EXPECT_TRUE(world.run_until([&] { return answers.size() > before; }, seconds(40)))
         << world.report();
     return answers.size() > before ? answers.back() : "none";
+  }
+  // Sends so many bytes of arguments that no method takes.
+  std::string answer_to_bytes(const std::string& target, const std::string& method,
+                              std::size_t bytes) {
+    constexpr std::size_t HEAD = 2 + 2 + 4;  // type and name, length
+    XrlArgsWriter args = client->begin_args();
+    for (int i = 10; bytes > 0; ++i) {
+      const std::size_t part = std::min(bytes, HEAD + xrl_limits::MAX_TEXT_BYTES);
+      args.text(std::to_string(i), std::string(part - HEAD, 'x'));
+      bytes -= part;
+    }
+    std::string answer;
+    const auto heard = [&](const XrlError& error) {
+      answer = std::to_string(error.error_code()) + " " + error.note();
+    };
+    if (!client->send(target, method, raw_reply(heard))) return "false";
+    EXPECT_TRUE(world.run_until([&] { return !answer.empty(); }, seconds(40)));
+    return answer;
   }
   void watch(WatcherProcess& watcher, const std::string& class_name) {
     std::optional<XrlError> answer;
@@ -170,17 +193,8 @@ TEST_F(Router, AnswersBadArgsBeforeTheHandlerRuns) {
   start_all();
   std::optional<XrlError> answer;
   client->begin_args().u32("text", 5);
-  XrlReply reply;
-  struct Sink : RefCounted {
-    std::optional<XrlError>* answer = nullptr;
-  };
-  const ref_ptr<Sink> sink(new Sink);
-  sink->answer = &answer;
-  reply.callback = sink;
-  reply.deliver = [](RefCounted& to, const XrlError& error, XrlArgsReader&) {
-    *static_cast<Sink&>(to).answer = error;
-  };
-  ASSERT_TRUE(client->send("echo", "echo/0.1/say", reply));
+  ASSERT_TRUE(client->send("echo", "echo/0.1/say",
+                           raw_reply([&](const XrlError& error) { answer = error; })));
   settle([&] { return answer.has_value(); });
   EXPECT_EQ(answer->str(), "101 BAD_ARGS argument 'text' is u32, txt expected.");
   EXPECT_TRUE(echo->target.heard().empty());
@@ -202,6 +216,19 @@ TEST_F(Router, RefusesToQueueATextLongerThanATextMayBe) {
   EXPECT_EQ(answer_to(std::string(xrl_limits::MAX_TEXT_BYTES, 'x')).size(),
             4 + xrl_limits::MAX_TEXT_BYTES);
   EXPECT_FALSE(say(std::string(xrl_limits::MAX_TEXT_BYTES + 1, 'x')));
+}
+
+TEST_F(Router, RefusesToQueueARequestLongerThanAFrame) {
+  start_all();
+  world.network().set_buffer_size(2 * xrl_limits::MAX_FRAME_BYTES);
+  world.network().set_partial(0);
+  const std::string target_and_method[][2] = {{"echo", "echo/0.1/say"},
+                                              {"finder", "finder/0.2/get_xrl_targets"}};
+  for (const auto& [target, method] : target_and_method) {
+    EXPECT_EQ(answer_to_bytes(target, method, MOST_ARGS + 1), "false") << target;
+    EXPECT_EQ(answer_to_bytes(target, method, MOST_ARGS).substr(0, 4), "101 ") << target;
+  }
+  EXPECT_EQ(answer_to("still there"), "100 still there");
 }
 
 TEST_F(Router, RefusesToQueueMoreRequestsThanMayBeInFlight) {
