@@ -105,7 +105,7 @@ FinderClient::~FinderClient() = default;
 
 std::size_t FinderClient::pending() const {
   return static_cast<std::size_t>(
-      std::count_if(_requests.begin(), _requests.end(), [this](const auto& entry) {
+      std::count_if(_requests.all().begin(), _requests.all().end(), [this](const auto& entry) {
         return entry.second.purpose == Purpose::USER && _calls.is_pending(entry.first);
       }));
 }
@@ -117,27 +117,25 @@ bool FinderClient::send(std::string_view method, std::span<const std::uint8_t> a
 
 bool FinderClient::send_for(Purpose purpose, std::string_view method,
                             std::span<const std::uint8_t> args, XrlReply reply) {
-  if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS) forget_finished();
-  if (_requests.size() >= xrl_limits::MAX_FINDER_REQUESTS ||
-      _calls.span() >= xrl_limits::MAX_REQUESTS_SPANNED) {
-    return false;
-  }
+  if (!_requests.has_room(purpose, args.size())) forget_finished();
+  const bool spans_too_many =
+      purpose != Purpose::SESSION && _calls.span() >= xrl_limits::MAX_REQUESTS_SPANNED;
+  if (spans_too_many || !_requests.has_room(purpose, args.size())) return false;
   const std::uint32_t sequence = _calls.add(std::move(reply));
-  const auto at =
-      _requests.emplace(sequence, Request{purpose, std::string(method), {args.begin(), args.end()}})
-          .first;
+  const Request& request =
+      _requests.add(sequence, {purpose, std::string(method), {args.begin(), args.end()}});
   if (purpose == Purpose::USER && method == DEREGISTER_INTEREST) {
-    remember_interest(at->second, XrlError::OKAY());
+    remember_interest(request, XrlError::OKAY());
   }
   if (_ready || (purpose == Purpose::SESSION && _connection && _connection->is_up())) {
-    transmit(sequence, at->second);
+    transmit(sequence, request);
   }
   return true;
 }
 
 // Requests that timed out are known to the calls alone.
 void FinderClient::forget_finished() {
-  std::erase_if(_requests, [this](const auto& entry) { return !_calls.is_pending(entry.first); });
+  _requests.forget_if([this](std::uint32_t sequence) { return !_calls.is_pending(sequence); });
 }
 
 void FinderClient::transmit(std::uint32_t sequence, const Request& request) {
@@ -228,9 +226,14 @@ void FinderClient::register_target() {
     keys.append(XrlAtom::unnamed(XrlAtom::Binary(command->key.begin(), command->key.end())));
   }
   XrlFinderV0p2Client finder(_session_sender.get());
-  static_cast<void>(finder.send_register_target(
+  end_session_unless(finder.send_register_target(
       FINDER, _identity.hello.instance, _identity.class_name, texts, methods, keys,
       callback(_lifeline, [this](const XrlError& error) { registered(error); })));
+}
+
+// What a session is for cannot be left out; the next one begins with it anew.
+void FinderClient::end_session_unless(bool asked) {
+  if (!asked) _connection->close("it owes too many answers");
 }
 
 void FinderClient::registered(const XrlError& error) {
@@ -256,15 +259,16 @@ void FinderClient::become_ready() {
   if (_ready) return;
   _ready = true;
   forget_finished();
-  for (const auto& [sequence, request] : _requests) {
+  for (const auto& [sequence, request] : _requests.all()) {
     if (request.purpose != Purpose::SESSION) transmit(sequence, request);
   }
   for (const std::string& class_name : _interests) ask_interest(class_name);
 }
 
 void FinderClient::ask_interest(const std::string& class_name) {
+  if (!_ready) return;
   XrlFinderEventNotifierV0p1Client notifier(_session_sender.get());
-  static_cast<void>(notifier.send_register_class_event_interest(
+  end_session_unless(notifier.send_register_class_event_interest(
       FINDER, _identity.hello.instance, class_name,
       callback(_lifeline, [class_name](const XrlError& error) {
         if (!error.is_okay() && error.code() != XrlErrorCode::NO_FINDER) {
@@ -279,7 +283,7 @@ void FinderClient::commands_changed() {
 }
 
 void FinderClient::renew_interest(const std::string& class_name) {
-  if (_ready && _interests.contains(class_name)) ask_interest(class_name);
+  if (_interests.contains(class_name)) ask_interest(class_name);
 }
 
 // What a user asked to hear of is asked for again in every later session.
@@ -296,11 +300,8 @@ void FinderClient::remember_interest(const Request& request, const XrlError& err
 
 void FinderClient::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlError& error,
                                  XrlArgsReader& results) {
-  const auto request = _requests.find(sequence);
-  if (request != _requests.end()) {
-    if (request->second.purpose == Purpose::USER) remember_interest(request->second, error);
-    _requests.erase(request);
-  }
+  const auto request = _requests.take(sequence);
+  if (request && request->purpose == Purpose::USER) remember_interest(*request, error);
   _calls.finish(sequence, error, results);
 }
 
@@ -320,11 +321,11 @@ void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause,
   retry_later();
 
   std::vector<std::uint32_t> ended;
-  for (const auto& [sequence, request] : _requests) {
+  for (const auto& [sequence, request] : _requests.all()) {
     if (request.purpose == Purpose::SESSION) ended.push_back(sequence);
   }
   for (const std::uint32_t sequence : ended) {
-    _requests.erase(sequence);
+    static_cast<void>(_requests.take(sequence));
     _calls.fail(sequence, XrlError::NO_FINDER("the session with the finder ended."));
   }
 }

@@ -23,6 +23,7 @@
 #include "framework/xrl/closed_connections.h"
 #include "framework/xrl/connection.h"
 #include "framework/xrl/dispatcher.h"
+#include "framework/xrl/finder_requests.h"
 #include "framework/xrl/xrl_calls.h"
 #include "framework/xrl/xrl_cmd_map.h"
 #include "framework/xrl/xrl_sender.h"
@@ -87,15 +88,8 @@ class FinderClient final : private XrlConnection::Delegate {
   void renew_interest(const std::string& class_name);
 
  private:
-  // Whose request it is, which settles what a lost session means for it: that
-  // of a USER and a LOOKUP go again with the next session, what belongs to one
-  // SESSION ends with it.
-  enum class Purpose : std::uint8_t { USER, LOOKUP, SESSION };
-  struct Request {
-    Purpose purpose;
-    std::string method;
-    std::vector<std::uint8_t> args;
-  };
+  using Purpose = FinderRequests::Purpose;
+  using Request = FinderRequests::Request;
   class Sender;   // for stubs, on behalf of one purpose
   class Notices;  // what the finder tells a session of its own accord
 
@@ -107,6 +101,7 @@ class FinderClient final : private XrlConnection::Delegate {
   void registered(const XrlError& error);
   void become_ready();
   void ask_interest(const std::string& class_name);
+  void end_session_unless(bool asked);
   void transmit(std::uint32_t sequence, const Request& request);
   void remember_interest(const Request& request, const XrlError& error);
   void forget_finished();
@@ -138,7 +133,7 @@ class FinderClient final : private XrlConnection::Delegate {
   std::unique_ptr<XrlConnection> _connection;
   XrlClosedConnections _closed;
   XrlCalls _calls;
-  std::map<std::uint32_t, Request> _requests;  // by sequence number, while unanswered
+  FinderRequests _requests;
   Timer _retry;
   Timer _register_again;  // after a refusal
   Deferred _register;

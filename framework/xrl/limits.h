@@ -51,9 +51,11 @@ inline constexpr std::size_t MAX_REQUESTS_IN_FLIGHT = 65536;
 // those between that were answered included; likewise. A peer that leaves one
 // unanswered while it answers the rest is behind it.
 inline constexpr std::size_t MAX_REQUESTS_SPANNED = 1U << 20U;
-// Bytes of requests to one peer that wait to be written; likewise.
+// Bytes of requests to one peer that wait to be written; likewise. To the
+// finder: of all arguments that await an answer, as they may have to go again.
 inline constexpr std::size_t MAX_REQUEST_BYTES_QUEUED = 32U << 20U;
-// Requests to the finder that await an answer; likewise.
+// Requests to the finder that await an answer; likewise. As many again are kept
+// for what a session begins with; past that the session ends and begins anew.
 inline constexpr std::size_t MAX_FINDER_REQUESTS = 4096;
 // Bytes of replies to one peer that wait to be written; past it no further
 // request of that peer is read until it reads its replies.
