@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +14,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "framework/base/line_writer.h"
 
 namespace {
 
@@ -26,6 +29,8 @@ struct Settings {
   bool default_output = false;
   std::array<bool, LEVELS> disabled{};
   std::array<XlogVerbose, LEVELS> verbose{};
+  LineWriter standard_error{STDERR_FILENO};
+  std::uint64_t dropped = 0;  // messages, since that was told
 };
 
 struct NumberedOutput {
@@ -106,15 +111,17 @@ std::string line_of(const XlogRecord& record) {
   return line;
 }
 
-// One call a line, so that lines of several processes do not mix. What a full
-// pipe does not take is lost: the log must not stop the process.
-void write_line(std::string_view line) {
-  while (!line.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    line.remove_prefix(static_cast<std::size_t>(written));
+// The log must not stop the process: what nobody reads is dropped and counted,
+// and the number told as soon as there is room.
+void write_line(const XlogRecord& record) {
+  Settings& settings = the_log().settings;
+  if (settings.dropped != 0) {
+    const std::string message =
+        "messages that nobody read were dropped: " + std::to_string(settings.dropped);
+    const XlogRecord notice{XLOG_LEVEL_WARNING, XLOG_MODULE_NAME, XLOG_WHERE(), message};
+    if (settings.standard_error.write(line_of(notice))) settings.dropped = 0;
   }
+  if (!settings.standard_error.write(line_of(record))) ++settings.dropped;
 }
 
 void tell_outputs(const XlogRecord& record) {
@@ -133,7 +140,7 @@ void write_record(const XlogRecord& record) {
   if (!settings.running && !fatal) return;
   if (settings.disabled[index_of(record.level)] && !fatal) return;
   const int saved_errno = errno;
-  if (settings.default_output || fatal) write_line(line_of(record));
+  if (settings.default_output || fatal) write_line(record);
   tell_outputs(record);
   errno = saved_errno;
 }

@@ -7,6 +7,10 @@
 // break or another control character within a message is written as \xHH, so
 // a message is always one line.
 //
+// Logging never waits for who reads standard error: a message for which a pipe
+// has no room is dropped, and a line tells how many were, in front of the next
+// one for which there is room.
+//
 // The macros take the module from XLOG_MODULE_NAME, which each library's build
 // defines, and the location from where they stand.
 #pragma once
@@ -34,8 +38,8 @@ inline constexpr std::size_t XLOG_MAX_TEXT = 8000;
 // Names the process in every line: the last path component of `argv0`. The
 // text `preamble` (null: none) is written in front of every message as it is.
 void xlog_init(const char* argv0, const char* preamble);
-// Stops the log and forgets name, preamble, verbosity, disabled levels and
-// the default output. Further outputs stay until they are removed.
+// Stops the log and forgets name, preamble, verbosity, disabled levels, the
+// default output and what was dropped. Further outputs stay until they are removed.
 void xlog_exit();
 // A process that did not start the log writes nothing, except for fatal
 // messages.

@@ -1,12 +1,18 @@
 #include "framework/base/xlog.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
+#include "framework/base/comm.h"
 #include "tests/support/log_capture.h"
 
 namespace {
@@ -43,6 +49,51 @@ class XlogTest : public ::testing::Test {
 
   LogCapture _capture;
   bool _taken = false;
+};
+
+// Standard error is a pipe of four pages that the test reads when it wants to.
+class XlogPipeTest : public ::testing::Test {
+ protected:
+  static constexpr std::size_t PIPE_BYTES = 16384;
+
+  XlogPipeTest() : _old_stderr(::dup(STDERR_FILENO)) {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0 ||
+        ::fcntl(ends[1], F_SETPIPE_SZ, PIPE_BYTES) != PIPE_BYTES) {
+      throw std::system_error(errno, std::generic_category(), "no pipe");
+    }
+    _read_end = ends[0];
+    ::dup2(ends[1], STDERR_FILENO);
+    ::close(ends[1]);
+    xlog_init("policyd", nullptr);
+    xlog_add_default_output();
+  }
+  ~XlogPipeTest() override {
+    ::dup2(_old_stderr, STDERR_FILENO);
+    ::close(_old_stderr);
+    if (_read_end >= 0) ::close(_read_end);
+  }
+
+  static void fill() {
+    const std::string filling(PIPE_BYTES, 'f');
+    ASSERT_EQ(::write(STDERR_FILENO, filling.data(), filling.size()),
+              static_cast<ssize_t>(PIPE_BYTES));
+  }
+  // What is in the pipe; it must not be empty.
+  std::string read() {
+    std::string text(2 * PIPE_BYTES, '\0');
+    const ssize_t count = ::read(_read_end, text.data(), text.size());
+    EXPECT_GT(count, 0);
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return text;
+  }
+  void nobody_reads() { ::close(std::exchange(_read_end, -1)); }
+
+  LogCapture _capture;
+
+ private:
+  int _old_stderr;
+  int _read_end = -1;
 };
 
 // A death test reads the standard error of its process by itself.
@@ -207,6 +258,44 @@ TEST_F(XlogTest, LoggingLeavesErrnoAlone) {
   errno = ENOENT;
   xlog_info("M", "w", "x");
   EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(XlogPipeTest, AFullPipeTakesNothingAndStopsNobody) {
+  fill();
+  xlog_error("M", "w", "dropped");
+  EXPECT_EQ(read(), std::string(PIPE_BYTES, 'f'));
+}
+
+TEST_F(XlogPipeTest, WhatWasDroppedIsCountedInFrontOfTheNextMessage) {
+  fill();
+  for (int i = 0; i < 3; ++i) xlog_error("M", "w", "dropped");
+  static_cast<void>(read());
+  xlog_info("M", "w", "first");
+  xlog_info("M", "w", "second");
+  const std::string text = read();
+  const std::size_t count = text.find("messages that nobody read were dropped: 3\n");
+  const std::size_t first = text.find("INFO policyd M w: first\n");
+  EXPECT_EQ(text.find("WARNING policyd BASE +"), 28U) << text;
+  EXPECT_LT(count, first) << text;
+  EXPECT_NE(first, std::string::npos) << text;
+  EXPECT_EQ(text.find("dropped", first), std::string::npos) << text;
+}
+
+TEST_F(XlogPipeTest, ALineThatLostItsEndDoesNotRunIntoTheNext) {
+  xlog_error("M", "w", "%s", std::string(XLOG_MAX_TEXT, '\n').c_str());
+  EXPECT_EQ(read().find('\n'), std::string::npos);
+  xlog_error("M", "w", "next");
+  const std::string text = read();
+  EXPECT_EQ(text.front(), '\n');
+  EXPECT_NE(text.find("messages that nobody read were dropped: 1\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("ERROR policyd M w: next\n"), std::string::npos) << text;
+}
+
+TEST_F(XlogPipeTest, APipeThatNobodyReadsAnyMoreStopsNobody) {
+  ASSERT_EQ(comm_init(), 0);
+  nobody_reads();
+  xlog_error("M", "w", "dropped");
+  EXPECT_EQ(_capture.take().size(), 1U) << "other outputs get it";
 }
 
 TEST(XlogWhere, DropsFolderAndExtension) {
