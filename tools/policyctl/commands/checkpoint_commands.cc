@@ -55,7 +55,7 @@ void name_the_same(Records& a, Records& b) {
 ExitStatus save_command(const Context& context, const std::string& file) {
   const std::string text = write_configuration(read_whole_switch(context));
   const bool to_output = file == "-";
-  if (!to_output || !context.json) write_file(file, text);
+  if (!to_output || !context.json) write_file(context, file, text);
   if (context.json) {
     Json json = {{"file", text_json(file)}, {"bytes", text.size()}};
     if (to_output) json["text"] = text_json(text);

@@ -51,9 +51,9 @@ SourceText read_source(const std::string& file) {
   throw Failure(ExitStatus::BAD_FILE, file + ": " + std::strerror(error) + ".");
 }
 
-void write_file(const std::string& file, const std::string& text) {
+void write_file(const Context& context, const std::string& file, const std::string& text) {
   if (file == "-") {
-    std::cout << text << std::flush;
+    context.out << text << std::flush;
     return;
   }
   errno = 0;

@@ -35,8 +35,8 @@ struct Context {
 // A file of configuration, "-" for standard input. Throws Failure BAD_FILE when
 // it cannot be read.
 [[nodiscard]] SourceText read_source(const std::string& file);
-// Writes a whole file, or standard output for "-". Throws Failure REFUSED.
-void write_file(const std::string& file, const std::string& text);
+// Writes a whole file, or to `context.out` for "-". Throws Failure REFUSED.
+void write_file(const Context& context, const std::string& file, const std::string& text);
 // Prints the faults and answers BAD_FILE.
 ExitStatus report_faults(const Context& context, const SourceText& source,
                          const std::vector<Fault>& faults);

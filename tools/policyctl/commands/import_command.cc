@@ -41,7 +41,7 @@ ExitStatus import_command(const Context& context, const ImportCommandOptions& im
   if (!imported.faults.empty()) return report_faults(context, source, imported.faults);
   const std::string text = write_configuration(imported.configuration);
   const bool to_file = !import.output.empty() && import.output != "-";
-  if (to_file) write_file(import.output, text);
+  if (to_file) write_file(context, import.output, text);
   if (context.json) {
     Json json = {{"format", import.format}, {"notes", notes_json(imported.notes)}};
     if (to_file) {

@@ -129,7 +129,7 @@ void remove_object(const ObjectName& object, Configuration& configuration) {
 
 std::string ObjectName::name() const {
   if (!acl) return "time-range " + time_range;
-  return "acl " + std::to_string(*acl) + (rule ? " rule " + std::to_string(*rule) : "");
+  return rule ? rule_name({*acl, *rule}) : "acl " + std::to_string(*acl);
 }
 
 ObjectName parse_object(const std::vector<std::string>& words) {

@@ -1,5 +1,9 @@
 #include "tools/policyctl/language/configuration.h"
 
+std::string rule_name(const RuleKey& key) {
+  return "acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
+}
+
 const Rule* find_rule(const Configuration& configuration, const RuleKey& key) {
   const auto acl = configuration.acls.find(key.acl);
   if (acl == configuration.acls.end()) return nullptr;

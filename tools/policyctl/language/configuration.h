@@ -97,6 +97,9 @@ struct Configuration {
   bool operator==(const Configuration&) const = default;
 };
 
+// "acl 10 rule 1".
+[[nodiscard]] std::string rule_name(const RuleKey& key);
+
 // Null when there is none.
 [[nodiscard]] const Rule* find_rule(const Configuration& configuration, const RuleKey& key);
 

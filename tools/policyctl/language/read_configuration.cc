@@ -11,10 +11,6 @@ bool is_before(const Fault& a, const Fault& b) {
   return std::pair(a.line, a.column) < std::pair(b.line, b.column);
 }
 
-std::string rule_name(const RuleKey& key) {
-  return "acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
-}
-
 }  // namespace
 
 void ConfigurationReader::read_line(std::string_view line, std::size_t number) {

@@ -9,10 +9,6 @@ std::string number(std::uint32_t value) {
   return std::to_string(value);
 }
 
-std::string rule_name(const RuleKey& key) {
-  return "acl " + number(key.acl) + " rule " + number(key.rule);
-}
-
 std::string record_statement(const RecordName& record) {
   return record.interface != nullptr ? interface_statement(*record.interface)
                                      : vlan_statement(record.vlan);

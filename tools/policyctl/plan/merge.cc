@@ -12,10 +12,6 @@ namespace {
 
 const Bindings NOTHING_BOUND;
 
-std::string rule_name(const RuleKey& key) {
-  return "acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
-}
-
 template <typename Value>
 bool same(const Value* a, const Value* b) {
   return a == nullptr || b == nullptr ? a == b : *a == *b;

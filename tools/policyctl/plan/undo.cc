@@ -99,7 +99,7 @@ class Restoring {
       now.filters = restored_filters(now.filters, before.filters, after.filters);
     }
     restore_entries(now.remarks, before.remarks, after.remarks, [&name](const RuleKey& key) {
-      return name + " remark acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule);
+      return name + " remark " + rule_name(key);
     });
     if (!before.cos_value) return;
     if (now.cos_value == before.cos_value || now.cos_value == after.cos_value) {
@@ -204,8 +204,7 @@ class Restoring {
       const Rule* const made = find_entry(after.rules, rule_number);
       const bool is_needed = old == nullptr && _bound.contains(key);
       if (!is_ours(at->second, old, made) || is_needed) {
-        _undo.left.push_back("acl " + std::to_string(number) + " rule " +
-                             std::to_string(rule_number));
+        _undo.left.push_back(rule_name(key));
       } else if (old != nullptr) {
         at->second = *old;
       } else {

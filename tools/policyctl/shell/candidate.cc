@@ -235,7 +235,7 @@ void Candidate::delete_filter(const RuleKey& key) {
 
 void Candidate::delete_remark(const RuleKey& key) {
   if (open_bindings().remarks.erase(key) == 0) {
-    refuse_missing("remark acl " + std::to_string(key.acl) + " rule " + std::to_string(key.rule));
+    refuse_missing("remark " + rule_name(key));
   }
   _is_edited = true;
 }

@@ -231,7 +231,7 @@ void Shell::who_uses(const ObjectName& object) {
 }
 
 void Shell::save(const std::string& file) {
-  write_file(file, write_configuration(_candidate.configuration()));
+  write_file(_context, file, write_configuration(_candidate.configuration()));
   if (file != "-") _context.out << "Saved to " << file << ".\n";
 }
 
