@@ -74,15 +74,28 @@ int open_stream(const NetAddress& address) {
   return fd < 0 ? -errno : fd;
 }
 
-void set_option(int fd, int level, int option) {
-  const int on = 1;
-  (void)::setsockopt(fd, level, option, &on, sizeof(on));
+void set_option(int fd, int level, int option, int value = 1) {
+  (void)::setsockopt(fd, level, option, &value, sizeof(value));
 }
 
-// Everything of one turn is written in one call, so waiting for more to send
-// would only delay it.
-void send_at_once(int fd) {
+// How long an idle peer is believed to be there, in seconds, how often it is
+// asked then and how many times; and how long bytes may stay unacknowledged, in
+// milliseconds. Both give up after 25 s.
+constexpr int KEEPALIVE_IDLE = 10;
+constexpr int KEEPALIVE_INTERVAL = 5;
+constexpr int KEEPALIVE_PROBES = 3;
+constexpr int UNACKNOWLEDGED_TIMEOUT = 25000;
+
+void set_stream_options(int fd) {
+  // Everything of one turn is written in one call, so waiting for more to send
+  // would only delay it.
   set_option(fd, IPPROTO_TCP, TCP_NODELAY);
+  // A host that is cut off or loses its power says no good-bye.
+  set_option(fd, SOL_SOCKET, SO_KEEPALIVE);
+  set_option(fd, IPPROTO_TCP, TCP_KEEPIDLE, KEEPALIVE_IDLE);
+  set_option(fd, IPPROTO_TCP, TCP_KEEPINTVL, KEEPALIVE_INTERVAL);
+  set_option(fd, IPPROTO_TCP, TCP_KEEPCNT, KEEPALIVE_PROBES);
+  set_option(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, UNACKNOWLEDGED_TIMEOUT);
 }
 
 int closed_with(int fd, int error) {
@@ -164,7 +177,7 @@ int PosixNetwork::accept(int listener, NetAddress& peer) {
   });
   if (fd == -EMFILE || fd == -ENFILE) return refuse_one(listener);
   if (fd < 0) return fd;
-  if (from.any.sa_family == AF_INET) send_at_once(fd);
+  if (from.any.sa_family == AF_INET) set_stream_options(fd);
   peer = from_socket_address(from);
   return fd;
 }
@@ -184,7 +197,7 @@ int PosixNetwork::connect(const NetAddress& address) {
   if (const int error = to_socket_address(address, socket_address); error != 0) return error;
   const int fd = open_stream(address);
   if (fd < 0) return fd;
-  if (is_tcp(address)) send_at_once(fd);
+  if (is_tcp(address)) set_stream_options(fd);
   if (::connect(fd, &socket_address.any, socket_address.length) == 0) return fd;
   // An interrupted connect goes on by itself.
   if (errno == EINPROGRESS || errno == EINTR) return fd;

@@ -137,6 +137,18 @@ TEST_F(PosixNetworkTest, StreamsSendAtOnceAndPassToNoChild) {
   }
 }
 
+TEST_F(PosixNetworkTest, StreamsNoticeWithin25SecondsThatTheOtherHostIsGone) {
+  const Pair pair = connected(listen_on_loopback());
+  for (const int fd : {pair.client, pair.server}) {
+    EXPECT_EQ(option_of(fd, SOL_SOCKET, SO_KEEPALIVE), 1);
+    EXPECT_EQ(
+        option_of(fd, IPPROTO_TCP, TCP_KEEPIDLE) +
+            option_of(fd, IPPROTO_TCP, TCP_KEEPINTVL) * option_of(fd, IPPROTO_TCP, TCP_KEEPCNT),
+        25);
+    EXPECT_EQ(option_of(fd, IPPROTO_TCP, TCP_USER_TIMEOUT), 25000);
+  }
+}
+
 TEST_F(PosixNetworkTest, ClosingIsTheEndOfTheStream) {
   const Pair pair = connected(listen_on_loopback());
   close(pair.client);
