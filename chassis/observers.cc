@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "framework/xrl/limits.h"
+
 namespace {
 
 constexpr std::size_t INSTANCE_DIGITS = 16;
@@ -34,6 +36,9 @@ Observers::Observers(EventLoop& loop, XrlSender& sender, std::string instance_na
 
 Refusal Observers::add(std::string_view observer) {
   if (_tellers.find(observer) != _tellers.end()) return DONE;
+  if (observer.empty()) return "the observer has no name.";
+  if (observer.size() > xrl_limits::MAX_TARGET_NAME_BYTES)
+    return "the observer's name is too long.";
   if (_tellers.size() == MAX_OBSERVERS) return "there are too many observers.";
   std::string name(observer);
   _tellers.try_emplace(name, _loop, [this, name](std::uint32_t key, const Teller::Done& done) {

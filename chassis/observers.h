@@ -29,7 +29,8 @@ class Observers {
   Observers(EventLoop& loop, XrlSender& sender, std::string instance_name, Tell tell);
 
   // `observer` is a target name, class or instance; registering again is no
-  // fault. Refused: more than MAX_OBSERVERS.
+  // fault. Refused: a name that no target can have for its length, more than
+  // MAX_OBSERVERS.
   [[nodiscard]] Refusal add(std::string_view observer);
   // Refused: one that is not registered.
   [[nodiscard]] Refusal remove(std::string_view observer);

@@ -33,6 +33,7 @@ void SwitchModel::interfaces_changed() {
 
 Refusal SwitchModel::add_interface(std::string_view name) {
   if (name.empty()) return "the interface has no name.";
+  if (name.size() > MAX_INTERFACE_NAME_BYTES) return "the interface's name is too long.";
   if (_interfaces.find(name) != nullptr) return "the interface exists already.";
   if (_interfaces.atoms().size() == MAX_INTERFACES) return "the switch has no more interfaces.";
   _interfaces.add(SifMgrIfAtom{std::string(name)});

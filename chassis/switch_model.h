@@ -39,8 +39,12 @@ class SwitchObserver {
 
 class SwitchModel {
  public:
-  // Interfaces and cards that a switch has room for.
+  // Interfaces, and bytes of the name of one, that a switch has room for: the whole
+  // tree is told in one reply, which names a member four times (itself and its
+  // aggregate, each in two lists).
   static constexpr std::size_t MAX_INTERFACES = 65536;
+  static constexpr std::size_t MAX_INTERFACE_NAME_BYTES = 48;
+  // Cards that it has room for.
   static constexpr std::size_t MAX_CARDS = 65536;
 
   SwitchModel() = default;
@@ -57,7 +61,8 @@ class SwitchModel {
   // Differs after every change of the interfaces.
   [[nodiscard]] std::uint64_t interfaces_serial() const { return _interfaces_serial; }
 
-  // Brings the slot's line card with it where there is none yet.
+  // Brings the slot's line card with it where there is none yet. Refused: a name
+  // that is empty, too long or there already, one interface too many.
   [[nodiscard]] Refusal add_interface(std::string_view name);
   // A member leaves its aggregate, the members of an aggregate become free;
   // the line card stays.

@@ -8,20 +8,7 @@ namespace {
 
 // A refusal acknowledges: the peer has heard it, and would refuse it again.
 bool is_acknowledged(const XrlError& error) {
-  switch (error.code()) {
-    case XrlErrorCode::OKAY:
-    case XrlErrorCode::BAD_ARGS:
-    case XrlErrorCode::COMMAND_FAILED:
-    case XrlErrorCode::NO_SUCH_METHOD:
-      return true;
-    case XrlErrorCode::NO_FINDER:
-    case XrlErrorCode::RESOLVE_FAILED:
-    case XrlErrorCode::SEND_FAILED:
-    case XrlErrorCode::REPLY_TIMED_OUT:
-    case XrlErrorCode::INTERNAL_ERROR:
-      return false;
-  }
-  return false;
+  return error.reached_target() && error.code() != XrlErrorCode::INTERNAL_ERROR;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "framework/base/xlog.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_sender.h"
@@ -37,7 +38,12 @@ void ClassWatch::ask() {
 }
 
 void ClassWatch::answered(const XrlError& error) {
-  if (!error.is_okay() && !_withdrawn) _retry.failed();
+  if (error.is_okay() || _withdrawn) return;
+  if (error.reached_target() && !std::exchange(_warned, true)) {
+    XLOG_WARNING("the finder does not report on '%s': %s Trying again.", _class_name.c_str(),
+                 error.str().c_str());
+  }
+  _retry.failed();
 }
 
 void ClassWatch::withdraw() {

@@ -1,5 +1,6 @@
 // ClassWatch: asks the finder to report the births and deaths of a class to a
-// target of ours, and asks again until the finder has agreed. From then on the
+// target of ours, and asks again until the finder has agreed; a refusal is
+// logged once. From then on the
 // target's router repeats the interest by itself whenever it lost the finder.
 // A target may have so many interests and no more, so one that is no longer
 // needed is withdrawn; all of them end with the target.
@@ -40,6 +41,7 @@ class ClassWatch {
   std::string _class_name;
   bool _asked = false;  // the finder may have agreed
   bool _withdrawn = false;
+  bool _warned = false;
   RetryTimer _retry;
   Lifeline _lifeline;
 };

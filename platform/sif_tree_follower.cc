@@ -56,7 +56,7 @@ class SifTreeFollower::Life {
     if (error.is_okay()) {
       read();
     } else {
-      _retry.failed();
+      failed(error);
     }
   }
 
@@ -72,7 +72,7 @@ class SifTreeFollower::Life {
           if (error.is_okay()) {
             answered(*serial, {*names, *lagmembers, *lagnames, *member_lags, *member_names});
           } else {
-            _retry.failed();
+            failed(error);
           }
         }));
     if (!_in_flight) _retry.failed();
@@ -82,7 +82,8 @@ class SifTreeFollower::Life {
     SifMgrIfTree tree;
     const std::string problem = read_sif_tree(lists, tree);
     if (!problem.empty()) {
-      refuse(problem);
+      warn("is refused: " + problem);
+      _retry.failed();
       return;
     }
     _retry.succeeded();
@@ -99,13 +100,16 @@ class SifTreeFollower::Life {
     tree_read(std::move(tree), first);
   }
 
-  // Reading goes on, the warning does not.
-  void refuse(const std::string& problem) {
-    if (!std::exchange(_warned, true)) {
-      XLOG_WARNING("the interface tree of %s is refused: %s; the last one is kept",
-                   _instance.c_str(), problem.c_str());
-    }
+  void failed(const XrlError& error) {
+    if (error.reached_target()) warn("is not to be had (" + error.str() + ")");
     _retry.failed();
+  }
+
+  // Once until a tree was read; reading goes on.
+  void warn(const std::string& problem) {
+    if (std::exchange(_warned, true)) return;
+    XLOG_WARNING("the interface tree of %s %s; the last one is kept", _instance.c_str(),
+                 problem.c_str());
   }
 
   SifTreeFollower& _follower;

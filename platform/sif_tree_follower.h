@@ -5,6 +5,8 @@
 // while a reading is under way makes it read once more, so one reading at a
 // time is in flight. After any failure it waits (0.1 s to 5 s), makes itself
 // an observer again and reads again, so nothing it missed meanwhile is lost.
+// That the interface manager refuses it, or that its tree is malformed, is logged
+// once, and again only when a tree was read in between.
 #pragma once
 
 #include <cstdint>

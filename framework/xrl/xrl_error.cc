@@ -33,6 +33,23 @@ const XrlError& XrlError::OKAY() {
   return okay;
 }
 
+bool XrlError::reached_target() const {
+  switch (_code) {
+    case XrlErrorCode::OKAY:
+    case XrlErrorCode::BAD_ARGS:
+    case XrlErrorCode::COMMAND_FAILED:
+    case XrlErrorCode::NO_SUCH_METHOD:
+    case XrlErrorCode::INTERNAL_ERROR:
+      return true;
+    case XrlErrorCode::NO_FINDER:
+    case XrlErrorCode::RESOLVE_FAILED:
+    case XrlErrorCode::SEND_FAILED:
+    case XrlErrorCode::REPLY_TIMED_OUT:
+      return false;
+  }
+  return false;
+}
+
 std::string XrlError::str() const {
   std::string text = std::to_string(error_code());
   text += ' ';

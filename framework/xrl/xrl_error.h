@@ -61,6 +61,9 @@ class XrlError {
   }
 
   [[nodiscard]] bool is_okay() const { return _code == XrlErrorCode::OKAY; }
+  // The target was there to answer: OKAY, refusals, and what it or its reply got
+  // wrong. All else may pass by waiting.
+  [[nodiscard]] bool reached_target() const;
   [[nodiscard]] XrlErrorCode code() const { return _code; }
   [[nodiscard]] std::uint32_t error_code() const { return static_cast<std::uint32_t>(_code); }
   [[nodiscard]] const std::string& note() const { return _note; }

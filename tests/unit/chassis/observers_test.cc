@@ -160,6 +160,14 @@ TEST_F(ObserversTest, ABirthEndsTheWaitForARetry) {
   EXPECT_EQ(take_told(), Told{std::string(POLICY) + " 7"});
 }
 
+TEST_F(ObserversTest, ANameThatNoTargetCanHaveForItsLengthIsRefused) {
+  EXPECT_EQ(_observers.add(""), "the observer has no name.");
+  EXPECT_EQ(_observers.add(std::string(129, 'a')), "the observer's name is too long.");
+  EXPECT_EQ(_observers.size(), 0U);
+  EXPECT_EQ(take_asked(), Asked{});
+  EXPECT_EQ(_observers.add(std::string(128, 'a')), DONE);
+}
+
 TEST_F(ObserversTest, ThereIsRoomForSoManyAndNoMore) {
   for (std::size_t i = 0; i < Observers::MAX_OBSERVERS; ++i) {
     EXPECT_EQ(_observers.add("a" + std::to_string(i)), DONE);

@@ -69,6 +69,7 @@ TEST(SwitchModel, WhatIsRefusedChangesNothingAndTellsNobody) {
   const SifMgrIfTree before = model.interfaces();
   EXPECT_EQ(model.add_interface(""), "the interface has no name.");
   EXPECT_EQ(model.add_interface("a"), "the interface exists already.");
+  EXPECT_EQ(model.add_interface(std::string(49, 'a')), "the interface's name is too long.");
   EXPECT_EQ(model.remove_interface("c"), "the interface does not exist.");
   EXPECT_EQ(model.add_member("lag3", "b"), "the aggregate does not exist.");
   EXPECT_EQ(model.add_member("lag1", "c"), "the interface does not exist.");

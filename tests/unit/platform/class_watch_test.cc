@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tests/simulation/sim_world.h"
+#include "tests/support/log_capture.h"
 #include "tests/unit/platform/fake_sender.h"
 
 using std::chrono::milliseconds;
@@ -101,4 +104,20 @@ TEST(ClassWatch, WithdrawsNothingThatItNeverAskedFor) {
   watch.withdraw();
   world.run_for(seconds(10));
   EXPECT_EQ(sender.waiting(), 0U);
+}
+
+TEST(ClassWatch, ARefusalIsLoggedOnceAndTriedAgain) {
+  LogCapture log;
+  SimWorld world(1);
+  FakeSender sender;
+  const ClassWatch watch(world.loop(), sender, "mirror-1", "sif");
+  for (int i = 0; i < 3; ++i) {
+    sender.answer(XrlError::COMMAND_FAILED("at most 64 classes can be of interest to a target."));
+    world.run_for(milliseconds(401));
+    EXPECT_EQ(sender.only_text(), ASK);
+  }
+  EXPECT_EQ(log.take_lines(),
+            std::vector<std::string>{
+                "WARNING PLATFORM answered: the finder does not report on 'sif': 102 "
+                "COMMAND_FAILED at most 64 classes can be of interest to a target. Trying again."});
 }

@@ -250,6 +250,21 @@ TEST_F(SifMgrXrlMirrorTest, MayBeDestroyedAtAnyMomentOfItsStart) {
   }
 }
 
+// Its interfaces are members of one aggregate, all names as long as they may be.
+TEST_F(SifMgrXrlMirrorTest, TheTreeOfTheLargestSwitchFitsIntoAReply) {
+  const auto longest_name = [](std::size_t number) {
+    const std::string digits = std::to_string(number);
+    return std::string(SwitchModel::MAX_INTERFACE_NAME_BYTES - digits.size(), '-') + digits;
+  };
+  ASSERT_EQ(_model.remove_interface("eth-0/1/1"), DONE);
+  ASSERT_EQ(_model.add_interface(longest_name(0)), DONE);
+  for (std::size_t i = 1; i < SwitchModel::MAX_INTERFACES; ++i) {
+    ASSERT_EQ(_model.add_interface(longest_name(i)), DONE);
+    ASSERT_EQ(_model.add_member(longest_name(0), longest_name(i)), DONE);
+  }
+  start_all();
+}
+
 // More than an interface manager may have observers and interests together.
 TEST_F(SifMgrXrlMirrorTest, FollowsAlsoWhenManyMirrorsLivedBefore) {
   _finder.start();

@@ -262,7 +262,7 @@ TEST_F(SifTreeFollowerTest, AMalformedTreeIsRefusedWithOneWarningAndReadAgain) {
   EXPECT_EQ(_reads.size(), 1U);
   EXPECT_EQ(log.take_lines(),
             (std::vector<std::string>{
-                "WARNING PLATFORM refuse: the interface tree of sif-1 is refused: the lists of "
+                "WARNING PLATFORM warn: the interface tree of sif-1 is refused: the lists of "
                 "interfaces differ in length; the last one is kept"}));
   _world.run_for(milliseconds(201));
   _sender.answer();
@@ -270,7 +270,41 @@ TEST_F(SifTreeFollowerTest, AMalformedTreeIsRefusedWithOneWarningAndReadAgain) {
   EXPECT_EQ(_reads.back().tree, tree_of({"b"}));
 }
 
+TEST_F(SifTreeFollowerTest, ARefusedRegistrationIsLoggedOnce) {
+  LogCapture log;
+  _follower->sif_born("sif-1");
+  for (int i = 0; i < 3; ++i) {
+    _sender.answer(XrlError::COMMAND_FAILED("there are too many observers."));
+    _world.run_for(seconds(5));
+    EXPECT_EQ(_sender.only_text(), REGISTER);
+  }
+  EXPECT_EQ(log.take_lines(),
+            std::vector<std::string>{
+                "WARNING PLATFORM warn: the interface tree of sif-1 is not to be had (102 "
+                "COMMAND_FAILED there are too many observers.); the last one is kept"});
+}
+
+TEST_F(SifTreeFollowerTest, ARefusedReadingIsLoggedOnceUntilATreeWasRead) {
+  const std::vector<std::string> warning{
+      "WARNING PLATFORM warn: the interface tree of sif-1 is not to be had (220 INTERNAL_ERROR "
+      "the reply is longer than a frame may be.); the last one is kept"};
+  LogCapture log;
+  _follower->sif_born("sif-1");
+  for (int i = 0; i < 2; ++i) {
+    for (int k = 0; k < 2; ++k) {
+      _sender.answer();
+      _sender.answer(XrlError::INTERNAL_ERROR("the reply is longer than a frame may be."));
+      _world.run_for(seconds(5));
+    }
+    EXPECT_EQ(log.take_lines(), warning);
+    _sender.answer();
+    _sender.answer(XrlError::OKAY(), tree_reply(1, tree_of({})));
+    _follower->sif_born("sif-1");
+  }
+}
+
 TEST_F(SifTreeFollowerTest, AReplyWithoutItsListsIsAFailedCall) {
+  LogCapture log;
   _follower->sif_born("sif-1");
   _sender.answer();
   _sender.answer(XrlError::OKAY(), {});

@@ -43,6 +43,13 @@ TEST(XrlError, OnlyOkayIsOkay) {
   EXPECT_TRUE(XrlError().is_okay());
 }
 
+TEST(XrlError, TellsWhetherTheTargetWasThereToAnswer) {
+  const std::set<std::uint32_t> reached{100, 101, 102, 202, 220};
+  for (const Row& row : ROWS) {
+    EXPECT_EQ(row.error.reached_target(), reached.count(row.code) == 1) << row.name;
+  }
+}
+
 TEST(XrlError, PrintsCodeNameAndNote) {
   EXPECT_EQ(XrlError::COMMAND_FAILED("the acl does not exist.").str(),
             "102 COMMAND_FAILED the acl does not exist.");
