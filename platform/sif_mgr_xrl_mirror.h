@@ -28,6 +28,9 @@ class SifMgrXrlMirror : public ServiceBase {
   // nothing. The event loop must outlive the mirror.
   SifMgrXrlMirror(EventLoop& eventloop, const std::string& sif_target_name, IPv4 finder_address,
                   std::uint16_t finder_port);
+  // Where startup() will look for the finder. For who was constructed before its
+  // router knew the address; changes nothing after startup().
+  void set_finder_address(IPv4 finder_address) { _finder_host = finder_address.str(); }
   // As after shutdown(); tells the hint observer nothing.
   ~SifMgrXrlMirror() override;
 

@@ -70,6 +70,8 @@ XrlPolicyTarget::~XrlPolicyTarget() {
 }
 
 int XrlPolicyTarget::startup() {
+  // At the construction a finder told by name has no address yet.
+  _ifmirror.set_finder_address(_router->finder_address());
   if (_ifmirror.startup() != 0) {
     set_status(SERVICE_FAILED);
     return -1;

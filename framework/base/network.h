@@ -55,6 +55,11 @@ class Network {
   virtual NetAddress local_address(int fd) = 0;
   virtual void close(int fd) = 0;
 
+  // The address of a host, told dotted or by name. A name is looked for by the
+  // machine's name service, for whose answer this waits. False, and `address`
+  // stays, when there is none.
+  [[nodiscard]] virtual bool look_up(const std::string& host, IPv4& address) = 0;
+
  protected:
   Network() = default;
   Network(const Network&) = default;

@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "framework/base/host_name.h"
+
 namespace {
 
 constexpr int STREAM_FLAGS = SOCK_NONBLOCK | SOCK_CLOEXEC;
@@ -238,4 +240,8 @@ void PosixNetwork::close(int fd) {
   if (file == _socket_files.end()) return;
   ::unlink(file->second.c_str());
   _socket_files.erase(file);
+}
+
+bool PosixNetwork::look_up(const std::string& host, IPv4& address) {
+  return resolve_host_name(host, address);
 }

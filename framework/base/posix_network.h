@@ -25,6 +25,7 @@ class PosixNetwork final : public Network {
   std::ptrdiff_t write(int fd, std::span<const std::uint8_t> from) override;
   NetAddress local_address(int fd) override;
   void close(int fd) override;
+  bool look_up(const std::string& host, IPv4& address) override;
 
  private:
   [[nodiscard]] int refuse_one(int listener);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "framework/base/host_name.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "framework/xrl/interfaces/finder_session_tgt.h"
@@ -97,7 +96,7 @@ FinderClient::FinderClient(EventLoop& loop, Identity identity, const XrlCmdMap& 
       _retry(loop, [this] { connect(); }),
       _register_again(loop, [this] { register_target(); }),
       _register(loop, [this] { register_target(); }) {
-  static_cast<void>(IPv4::parse(_identity.finder_host, _address));
+  _address_is_known = IPv4::parse(_identity.finder_host, _address);
   _retry.schedule_at(loop.now());
 }
 
@@ -166,7 +165,10 @@ bool FinderClient::resolve(std::string_view target, ResolveCB callback) {
 
 void FinderClient::connect() {
   if (_connection) return;
-  if (!resolve_host_name(_identity.finder_host, _address)) {
+  if (!_address_is_known) {
+    _address_is_known = _loop.network().look_up(_identity.finder_host, _address);
+  }
+  if (!_address_is_known) {
     if (_told_refusal.empty()) {
       _told_refusal = "no such host";
       XLOG_WARNING("the finder's host '%s' has no address; trying again",

@@ -7,6 +7,11 @@
 // are sent again, for each of them may be repeated without harm. A class that
 // another target holds is asked for again and again, more slowly, so that the
 // second of two daemons takes over when the first is gone, and not before.
+//
+// A finder told by name is looked up until it is found once, which holds up the
+// loop; that is before the first registration, so nothing is served yet. Its
+// address is kept: when the finder is lost later, nobody waits for a name
+// service, and a finder that moved to another address is not found.
 #pragma once
 
 #include <cstdint>
@@ -45,7 +50,7 @@ class FinderClient final : private XrlConnection::Delegate {
 
   // Where the finder is and who asks it.
   struct Identity {
-    std::string finder_host;  // a dotted address, or a name of /etc/hosts or the DNS
+    std::string finder_host;  // a dotted address, or a name that the network can look up
     std::uint16_t finder_port;
     std::string class_name;  // empty: a client only, which registers nothing
     xrl_frame::Hello hello;  // instance name and cookie
@@ -120,6 +125,7 @@ class FinderClient final : private XrlConnection::Delegate {
   Owner& _owner;
   XrlBufferBudget& _budget;
   IPv4 _address;
+  bool _address_is_known;
   bool _ready = false;  // a session stands and the target is registered
   bool _was_ready = false;
   bool _stands_by = false;    // another target held the class when last asked

@@ -16,9 +16,10 @@ class XrlRouter : public XrlCmdMap, public XrlSender {
  public:
   using XrlCmdMap::XrlCmdMap;
 
-  // Unique over all routers that ever live: "CLASS-" and 16 hexadecimal digits.
+  // Unique over all routers that ever live: the class, or "client" when it has
+  // none, '-' and 16 hexadecimal digits.
   [[nodiscard]] virtual const std::string& instance_name() const = 0;
-  // 0.0.0.0 while the finder's host name is not resolved.
+  // Known once ready(); 0.0.0.0 before, when the finder was told by name.
   [[nodiscard]] virtual IPv4 finder_address() const = 0;
   [[nodiscard]] virtual std::uint16_t finder_port() const = 0;
   // Registered with the finder at least once, methods included.

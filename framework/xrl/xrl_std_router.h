@@ -31,7 +31,8 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   // empty one makes a router that only asks and registers nothing. With
   // `unix_listener` processes of this host reach it over a Unix-domain socket.
   // Nothing is sent before the next turn of the loop. Throws XorpException when
-  // XRL_COOKIE_FILE names a file that cannot be used.
+  // XRL_COOKIE_FILE names a file that cannot be used. `finder_host` is a dotted
+  // address or a name, which is looked up until it is found and not again.
   XrlStdRouter(EventLoop& loop, const char* class_name, const char* finder_host,
                std::uint16_t finder_port, bool unix_listener);
   ~XrlStdRouter() override;

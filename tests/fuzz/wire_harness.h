@@ -89,6 +89,7 @@ class OneStream final : public Kernel, public Network {
     return static_cast<std::ptrdiff_t>(count);
   }
   NetAddress local_address(int /*fd*/) override { return NetAddress::tcp(IPv4::loopback(), 2); }
+  bool look_up(const std::string& /*host*/, IPv4& /*address*/) override { return false; }
   void close(int fd) override {
     if (fd == STREAM) _open = false;
   }

@@ -24,6 +24,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr std::uint16_t PORT = 19999;
+const IPv4 REMOTE(0x0a000001);  // 10.0.0.1
 constexpr std::uint32_t SLOT_1 = 17;
 constexpr std::uint32_t SLOT_2 = 18;
 
@@ -38,14 +39,16 @@ class SimulatedDaemon : public testing::Test {
   void start(const SwitchDescription& description) {
     start_finder();
     chassis = std::make_unique<Chassis>(world.loop(), description, FinderPlace{"127.0.0.1", PORT});
-    policyd = std::make_unique<XrlPolicyNode>(world.loop(), "policy", "finder", "127.0.0.1", PORT);
+    policyd = std::make_unique<XrlPolicyNode>(world.loop(), "policy", "finder", finder_host, PORT);
     policyd->startup();
     client = std::make_unique<XrlStdRouter>(world.loop(), "", "127.0.0.1", PORT, false);
     settle([this] { return client->ready() && chassis->is_ready(); });
     settle([&] { return ports_are(description.interfaces.size()); });
   }
   void start_finder() {
-    finder.emplace(world.loop(), NetAddress::tcp(IPv4::loopback(), PORT), AllowList(), "");
+    AllowList peers;
+    EXPECT_TRUE(peers.add(REMOTE.str() + "/32"));
+    finder.emplace(world.loop(), NetAddress::tcp(IPv4(), PORT), std::move(peers), "");
   }
   void settle(const std::function<bool()>& done, Duration limit = seconds(10)) {
     ASSERT_TRUE(world.run_until(done, limit)) << world.report();
@@ -76,6 +79,7 @@ class SimulatedDaemon : public testing::Test {
   }
 
   SimWorld world{1};
+  std::string finder_host = "127.0.0.1";  // as policyd is told it
   std::optional<FinderServer> finder;
   std::unique_ptr<Chassis> chassis;
   std::unique_ptr<XrlPolicyNode> policyd;
@@ -83,6 +87,13 @@ class SimulatedDaemon : public testing::Test {
 };
 
 const SwitchDescription ONE_PORT{{{"eth-0/1/1", {}}}, {}, {}};
+
+TEST_F(SimulatedDaemon, FollowsTheInterfaceTreeOfAFinderToldByName) {
+  world.network().set_host_name("control", REMOTE);
+  finder_host = "control";
+  start(ONE_PORT);
+  EXPECT_TRUE(ports_are(1));
+}
 
 TEST_F(SimulatedDaemon, ASilentLineCardLeavesTheMapAndAWarningAfterThirtySeconds) {
   start(ONE_PORT);

@@ -153,6 +153,15 @@ void SimNetwork::close(int fd) {
   }
 }
 
+bool SimNetwork::look_up(const std::string& host, IPv4& address) {
+  if (IPv4::parse(host, address)) return true;
+  ++_look_ups;
+  const auto found = _host_names.find(host);
+  if (found == _host_names.end()) return false;
+  address = found->second;
+  return true;
+}
+
 IoInterest SimNetwork::readiness(int fd) const {
   const Descriptor& own = _descriptors.at(fd);
   if (own.kind == Descriptor::Kind::LISTENER) return interest_of(!own.queue.empty(), false);
@@ -188,6 +197,14 @@ void SimNetwork::set_descriptor_limit(std::size_t limit) {
 
 void SimNetwork::set_host_state(IPv4 host, SimHostState state) {
   _host_states[host] = state;
+}
+
+void SimNetwork::set_host_name(const std::string& name, IPv4 host) {
+  _host_names[name] = host;
+}
+
+void SimNetwork::forget_host_name(const std::string& name) {
+  _host_names.erase(name);
 }
 
 std::vector<SimConnection> SimNetwork::connections() const {

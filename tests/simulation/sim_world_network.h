@@ -47,6 +47,7 @@ class SimNetwork final : public Network {
   std::ptrdiff_t write(int fd, std::span<const std::uint8_t> from) override;
   NetAddress local_address(int fd) override;
   void close(int fd) override;
+  bool look_up(const std::string& host, IPv4& address) override;
 
   // How it behaves from now on.
   // Each connect and each write takes a time drawn from low .. high.
@@ -59,6 +60,11 @@ class SimNetwork final : public Network {
   // Descriptors that can be open at a time. Default: 1024.
   void set_descriptor_limit(std::size_t limit);
   void set_host_state(IPv4 host, SimHostState state);
+  // What the name service knows from now on; at first it knows no name.
+  void set_host_name(const std::string& name, IPv4 host);
+  void forget_host_name(const std::string& name);
+  // How often it was asked.
+  [[nodiscard]] std::size_t look_ups() const { return _look_ups; }
 
   // In the order they were made.
   [[nodiscard]] std::vector<SimConnection> connections() const;
@@ -154,6 +160,8 @@ class SimNetwork final : public Network {
   std::size_t _buffer_size = 65536;
   std::size_t _descriptor_limit = 1024;
   std::map<IPv4, SimHostState> _host_states;
+  std::map<std::string, IPv4> _host_names;
+  std::size_t _look_ups = 0;
   std::uint64_t _last_connection = 0;
   std::uint16_t _next_port;
   std::map<int, Descriptor> _descriptors;

@@ -33,4 +33,5 @@ class NoNetwork final : public Network {
   }
   NetAddress local_address(int /*fd*/) override { return {}; }
   void close(int /*fd*/) override {}
+  bool look_up(const std::string& /*host*/, IPv4& /*address*/) override { return false; }
 };

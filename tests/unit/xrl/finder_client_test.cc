@@ -12,6 +12,7 @@
 #include "framework/xrl/buffer_budget.h"
 #include "framework/xrl/limits.h"
 #include "framework/xrl/well_known_cmd_map.h"
+#include "framework/xrl/xrl_std_router.h"
 #include "tests/simulation/sim_world.h"
 #include "tests/support/echo_target.h"
 #include "tests/support/log_capture.h"
@@ -63,6 +64,27 @@ class SessionWithTheFinder : public testing::Test, private FinderClient::Owner {
   }
   void target_died(std::string_view /*instance*/) override {}
 };
+
+TEST_F(SessionWithTheFinder, IsLookedForUnderItsNameUntilThatIsFoundAndNeverAgain) {
+  XrlStdRouter router(world.loop(), "", "control", FINDER.port, false);
+  LogCapture log;
+  world.run_for(seconds(20));
+  EXPECT_FALSE(router.ready());
+  EXPECT_EQ(router.finder_address(), IPv4());
+  EXPECT_EQ(log.take_lines().at(0),
+            "WARNING XRL connect: the finder's host 'control' has no address; trying again");
+  world.network().set_host_name("control", IPv4::loopback());
+  settle([&] { return router.ready(); });
+  EXPECT_EQ(router.finder_address(), IPv4::loopback());
+
+  const std::size_t look_ups = world.network().look_ups();
+  world.network().forget_host_name("control");
+  stop_finder();
+  world.run_for(seconds(20));
+  start_finder();
+  settle([&] { return client->is_ready() && world.network().connections().size() == 2; });
+  EXPECT_EQ(world.network().look_ups(), look_ups);
+}
 
 TEST_F(SessionWithTheFinder, BeginsBesideAsManyRequestsOfUsersAsMayWait) {
   LogCapture log;
