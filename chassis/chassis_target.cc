@@ -19,7 +19,7 @@ XrlCmdError ChassisTarget::common_0_1_get_status(std::uint32_t& status, std::str
   if (!_shutdown_requested) {
     return CommonHandlers<XrlChassisTargetBase>::common_0_1_get_status(status, reason);
   }
-  status = 4;
+  status = TARGET_SHUTTING_DOWN;
   return XrlCmdError::OKAY();
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "framework/xrl/finder_place.h"
+#include "framework/xrl/interfaces/common_status.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_std_router.h"
 
@@ -48,7 +49,7 @@ class CommonHandlers : public TargetBase {
     return XrlCmdError::OKAY();
   }
   XrlCmdError common_0_1_get_status(std::uint32_t& status, std::string& reason) override {
-    status = 3;
+    status = TARGET_READY;
     reason = "ready";
     return XrlCmdError::OKAY();
   }

@@ -4,6 +4,7 @@
 
 #include "common/well_known_names.h"
 #include "framework/base/xlog.h"
+#include "framework/xrl/interfaces/common_status.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "platform/interfaces/card_manager_xif.h"
 #include "platform/usp.h"
@@ -20,10 +21,6 @@ constexpr const char* VLAN = well_known_names[NAME_VLAN];
 constexpr const char* SIF = well_known_names[NAME_SIF];
 
 constexpr const char* VERSION = "policy/0.0";
-
-// The states of common/0.1/get_status.
-constexpr std::uint32_t STATUS_READY = 3;
-constexpr std::uint32_t STATUS_SHUTTING_DOWN = 4;
 
 // Sets the flag to what a peer has now confirmed, or warns that it has not.
 void note_confirmation(const XrlError& error, bool& flag, bool confirmed, const std::string& where,
@@ -103,7 +100,7 @@ XrlCmdError XrlPolicyTarget::common_0_1_get_version(std::string& version) {
 }
 
 XrlCmdError XrlPolicyTarget::common_0_1_get_status(std::uint32_t& status, std::string& reason) {
-  status = _shutdown_requested ? STATUS_SHUTTING_DOWN : STATUS_READY;
+  status = _shutdown_requested ? TARGET_SHUTTING_DOWN : TARGET_READY;
   reason = _shutdown_requested ? "" : "ready";
   return XrlCmdError::OKAY();
 }

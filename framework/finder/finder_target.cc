@@ -3,10 +3,7 @@
 #include <utility>
 
 #include "framework/finder/finder_target_lists.h"
-
-namespace {
-constexpr std::uint32_t STATUS_READY = 3;
-}  // namespace
+#include "framework/xrl/interfaces/common_status.h"
 
 XrlCmdError XrlFinderTarget::told(XrlCmdError answer) {
   if (answer.is_okay()) _sessions.send_notices();
@@ -26,7 +23,7 @@ XrlCmdError XrlFinderTarget::common_0_1_get_version(std::string& version) {
 }
 
 XrlCmdError XrlFinderTarget::common_0_1_get_status(std::uint32_t& status, std::string& reason) {
-  status = STATUS_READY;
+  status = TARGET_READY;
   reason = "ready";
   return XrlCmdError::OKAY();
 }

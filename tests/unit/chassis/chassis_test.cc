@@ -314,6 +314,23 @@ TEST_F(ChassisTest, OnlyTheTargetChassisCanBeShutDown) {
   EXPECT_TRUE(_chassis->is_done());
 }
 
+TEST_F(ChassisTest, TellsThatItIsShuttingDownOnceAskedTo) {
+  start_chassis();
+  EXPECT_EQ(ask<XrlCommonV0p1Client>([&](auto& client, auto done) {
+              return client.send_shutdown("chassis", std::move(done));
+            }),
+            OKAY);
+  std::string told;
+  EXPECT_TRUE(
+      XrlCommonV0p1Client(_router.sender())
+          .send_get_status("chassis", callback([&told](const XrlError&, const std::uint32_t* status,
+                                                       const std::string_view* reason) {
+                             told = std::to_string(*status) + " '" + std::string(*reason) + "'";
+                           })));
+  expect_soon([&told] { return !told.empty(); });
+  EXPECT_EQ(told, "4 ''");
+}
+
 TEST_F(ChassisTest, EveryTargetTellsItsNameVersionAndStatus) {
   start_chassis();
   expect_soon([this] { return _router.ready(); });
