@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "tests/integration/control_plane.h"
+#include "tests/support/temporary_folder.h"
 #include "tools/classbench/classbench_requests.h"
 
 namespace {
@@ -32,35 +32,13 @@ Result convert(std::vector<std::string> words) {
   return run(std::move(words));
 }
 
-// A folder of its own for the test, with a file in it.
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = std::filesystem::temp_directory_path() / "policyd-test-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    _folder = pattern;
-  }
-  ~Scratch() { std::filesystem::remove_all(_folder); }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  [[nodiscard]] std::string write(const std::string& text) const {
-    std::string file = _folder + "/file";
-    std::ofstream(file) << text;
-    return file;
-  }
-
- private:
-  std::string _folder;
-};
-
 constexpr const char* LINE =
     "@10.0.0.0/8\t0.0.0.0/0\t0 : 65535\t80 : 80\t0x06/0xFF\t0x0000/0x0000\t\n";
 
 TEST(Classbench2xrl, PrintsTheRequestsWithStatusZero) {
-  const Scratch scratch;
+  const TemporaryFolder folder;
   const Result result =
-      convert({scratch.write(LINE), "--acl", "7", "--action", "0", "--first-rule", "5"});
+      convert({folder.write("file", LINE), "--acl", "7", "--action", "0", "--first-rule", "5"});
   EXPECT_EQ(result.output,
             "finder://policy/policy_config/0.1/create_acl?acl:u32=7&type:u32=0\n"
             "finder://policy/policy_config/0.1/create_rule?acl:u32=7&rule:u32=5&action:u32=0"
@@ -70,8 +48,8 @@ TEST(Classbench2xrl, PrintsTheRequestsWithStatusZero) {
 }
 
 TEST(Classbench2xrl, PrintsNothingOfABadSetAndTellsThePlaceWithStatus65) {
-  const Scratch scratch;
-  const std::string file = scratch.write(std::string(LINE) + "@10.0.0.0/8 x\n");
+  const TemporaryFolder folder;
+  const std::string file = folder.write("file", std::string(LINE) + "@10.0.0.0/8 x\n");
   const Result result = convert({file, "--acl", "7"});
   EXPECT_EQ(result.output, "");
   EXPECT_EQ(result.errors, "classbench2xrl: " + file + ":2:12: tab expected\n");
@@ -86,9 +64,9 @@ TEST(Classbench2xrl, LeavesWithStatus66WhenThereIsNothingToRead) {
 }
 
 TEST(Classbench2xrl, LeavesWithStatus74WhenItCannotWrite) {
-  const Scratch scratch;
+  const TemporaryFolder folder;
   const Result result =
-      shell(program("classbench2xrl") + " --acl 7 " + scratch.write(LINE) + " > /dev/full");
+      shell(program("classbench2xrl") + " --acl 7 " + folder.write("file", LINE) + " > /dev/full");
   EXPECT_EQ(result.errors, "classbench2xrl: the requests cannot be written\n");
   EXPECT_EQ(result.status, 74);
 }
@@ -151,8 +129,8 @@ TEST_P(ClassbenchLoad, EveryRuleIsReadBackAsItWasCreated) {
     all.request += one.request;
     all.answer += one.answer;
   }
-  const Scratch scratch;
-  const Result read = shell(call_xrl + "< " + scratch.write(all.request));
+  const TemporaryFolder folder;
+  const Result read = shell(call_xrl + "< " + folder.write("file", all.request));
   EXPECT_EQ(read.status, 0);
   EXPECT_TRUE(read.output == all.answer);
 }

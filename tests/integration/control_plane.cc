@@ -1,9 +1,6 @@
 #include "tests/integration/control_plane.h"
 
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -28,15 +25,8 @@ std::vector<std::string> log_lines(const std::string& errors) {
   return lines;
 }
 
-ControlPlane::ControlPlane() {
-  std::string pattern = std::filesystem::temp_directory_path() / "policyd-test-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  _folder = pattern;
-}
-
-ControlPlane::~ControlPlane() {
-  std::filesystem::remove_all(_folder);
-}
+ControlPlane::ControlPlane() = default;
+ControlPlane::~ControlPlane() = default;
 
 std::string ControlPlane::listening_address() {
   if (!finder->wait_for_output("\n")) return {};
@@ -64,10 +54,8 @@ void ControlPlane::start_policyd() {
 }
 
 void ControlPlane::start_chassis(const std::string& description) {
-  const std::string file = _folder + "/switch.json";
-  std::ofstream(file) << description;
-  chassis = std::make_unique<ChildProcess>(
-      std::vector<std::string>{program("chassis"), "-F", finder_address(), file});
+  chassis = std::make_unique<ChildProcess>(std::vector<std::string>{
+      program("chassis"), "-F", finder_address(), _folder.write("switch.json", description)});
 }
 
 void ControlPlane::kill(std::unique_ptr<ChildProcess>& process) {

@@ -10,6 +10,7 @@
 #include "tests/integration/client.h"
 #include "tests/support/child_process.h"
 #include "tests/support/reserved_port.h"
+#include "tests/support/temporary_folder.h"
 
 // The folder of the programs under test.
 [[nodiscard]] std::string program(const std::string& name);
@@ -62,6 +63,6 @@ class ControlPlane {
   const std::string _host = "127.0.0.1";
   // The finder's, also while it does not run.
   const ReservedPort _port;
-  std::string _folder;
+  const TemporaryFolder _folder;
   std::unique_ptr<Client> _client;
 };

@@ -1,11 +1,11 @@
 // Strangers at processes that must be shown a cookie.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 
 #include "tests/integration/hostile_bytes.h"
 #include "tests/integration/hostile_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -16,23 +16,16 @@ class HostilePeersWithoutCookie : public HostileProcesses,
                                   public testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
-    std::string pattern = testing::TempDir() + "cookie-XXXXXX";
-    const int file = ::mkstemp(pattern.data());
-    ASSERT_GE(file, 0);
-    cookie_file = pattern;
-    ASSERT_EQ(::fchmod(file, 0600), 0);
-    ASSERT_EQ(::write(file, COOKIE.data(), COOKIE.size()), static_cast<ssize_t>(COOKIE.size()));
-    ::close(file);
+    ASSERT_EQ(::chmod(cookie_file.c_str(), 0600), 0);
     // Of the processes, and of the client in this one.
     ::setenv("XRL_COOKIE_FILE", cookie_file.c_str(), 1);
     HostileProcesses::SetUp();
   }
-  void TearDown() override {
-    ::unsetenv("XRL_COOKIE_FILE");
-    static_cast<void>(::unlink(cookie_file.c_str()));
-  }
+  void TearDown() override { ::unsetenv("XRL_COOKIE_FILE"); }
+
   const std::string COOKIE = "0123456789abcdef";
-  std::string cookie_file;
+  const TemporaryFolder folder;
+  const std::string cookie_file = folder.write("cookie", COOKIE);
 };
 
 INSTANTIATE_TEST_SUITE_P(At, HostilePeersWithoutCookie, testing::Values("finder", "policyd"),

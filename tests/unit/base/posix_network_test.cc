@@ -10,12 +10,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "framework/base/epoll_kernel.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -40,7 +40,6 @@ class PosixNetworkTest : public ::testing::Test {
 
   ~PosixNetworkTest() override {
     for (const int fd : _open) _network.close(fd);
-    std::filesystem::remove_all(_folder);
   }
 
   int opened(int fd) {
@@ -80,18 +79,12 @@ class PosixNetworkTest : public ::testing::Test {
     return count;
   }
 
-  NetAddress socket_file() {
-    if (_folder.empty()) {
-      std::string name = std::filesystem::temp_directory_path() / "posix_network_XXXXXX";
-      _folder = ::mkdtemp(name.data());
-    }
-    return NetAddress::unix_path(_folder / "socket");
-  }
+  NetAddress socket_file() { return NetAddress::unix_path(_folder.path_of("socket")); }
 
   PosixNetwork _network;
   NetAddress _peer;
   std::vector<int> _open;
-  std::filesystem::path _folder;
+  const TemporaryFolder _folder;
 };
 
 TEST_F(PosixNetworkTest, AListenerWithoutPortGetsAFreeOne) {
@@ -266,7 +259,7 @@ TEST_F(PosixNetworkTest, APeerWhosePathFillsItsAddressIsNamedInFull) {
   const int listener = listen(address);
   sockaddr_un own{};
   own.sun_family = AF_UNIX;
-  std::string path = _folder / "x";
+  std::string path = _folder.path_of("x");
   path.resize(sizeof(own.sun_path), 'x');
   std::copy(path.begin(), path.end(), own.sun_path);
   const int client = opened(::socket(AF_UNIX, SOCK_STREAM, 0));

@@ -2,8 +2,6 @@
 // how it leaves.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +9,7 @@
 #include "framework/xrl/interfaces/common_xif.h"
 #include "framework/xrl/xrl_std_router.h"
 #include "tests/support/child_process.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/platform/sim_finder.h"
 
 namespace {
@@ -19,24 +18,6 @@ std::vector<std::string> command(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), CHASSIS_BINARY);
   return arguments;
 }
-
-// A description in a file of its own.
-class DescriptionFile {
- public:
-  explicit DescriptionFile(const std::string& text)
-      : _path(::testing::TempDir() + "chassis_process_test_" +
-              ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".json") {
-    std::ofstream(_path) << text;
-  }
-  ~DescriptionFile() { std::remove(_path.c_str()); }
-  DescriptionFile(const DescriptionFile&) = delete;
-  DescriptionFile& operator=(const DescriptionFile&) = delete;
-
-  [[nodiscard]] const std::string& path() const { return _path; }
-
- private:
-  std::string _path;
-};
 
 // Exit status, and what it wrote on standard error.
 std::pair<int, std::string> run(std::vector<std::string> arguments) {
@@ -76,9 +57,11 @@ TEST(ChassisProcess, AFileThatCannotBeReadIsStatusOne) {
 }
 
 TEST(ChassisProcess, ABadDescriptionIsStatusOneAndSaysWhatAndWhere) {
-  const DescriptionFile file(R"({"interfaces": [{"name": "lag1", "members": ["eth-0/1/1"]}]})");
-  EXPECT_EQ(run({file.path()}),
-            std::pair(1, "chassis: " + file.path() +
+  const TemporaryFolder folder;
+  const std::string file = folder.write(
+      "switch.json", R"({"interfaces": [{"name": "lag1", "members": ["eth-0/1/1"]}]})");
+  EXPECT_EQ(run({file}),
+            std::pair(1, "chassis: " + file +
                              ": interfaces[0].members[0] \"eth-0/1/1\": the interface does not "
                              "exist.\n"));
 }
@@ -86,11 +69,13 @@ TEST(ChassisProcess, ABadDescriptionIsStatusOneAndSaysWhatAndWhere) {
 TEST(ChassisProcess, SaysWhatItRunsOnceRegisteredAndLeavesWhenAsked) {
   EventLoop loop;
   FinderServer finder(loop, NetAddress::tcp(IPv4::loopback(), 0), AllowList(), "");
-  const DescriptionFile file(
-      R"({"interfaces": [{"name": "eth-0/1/1"}, {"name": "lag1"}], "vlans": [1, 2, 3],
+  const TemporaryFolder folder;
+  const std::string file =
+      folder.write("switch.json",
+                   R"({"interfaces": [{"name": "eth-0/1/1"}, {"name": "lag1"}], "vlans": [1, 2, 3],
           "cards": [17]})");
   const std::string place = finder.address().str();
-  ChildProcess chassis(command({"-F", place, file.path()}));
+  ChildProcess chassis(command({"-F", place, file}));
 
   XrlStdRouter router(loop, "", "127.0.0.1", finder.address().port, false);
   while (!router.ready() || finder.registry().targets().size() < 7) loop.run();

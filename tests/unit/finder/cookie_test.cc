@@ -5,8 +5,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <string>
+
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -15,19 +16,10 @@ const std::string COOKIE = "0123456789abcdef";
 // A file of one's own in a folder that goes with the test.
 class CookieFile : public testing::Test {
  protected:
-  CookieFile() {
-    std::string pattern = testing::TempDir() + "cookie-XXXXXX";
-    _folder = ::mkdtemp(pattern.data());
-    _path = _folder + "/cookie";
-  }
-  ~CookieFile() override {
-    ::unsetenv("XRL_COOKIE_FILE");
-    ::unlink(_path.c_str());
-    ::rmdir(_folder.c_str());
-  }
+  ~CookieFile() override { ::unsetenv("XRL_COOKIE_FILE"); }
 
   void write(const std::string& content, mode_t mode = 0600) {
-    std::ofstream(_path, std::ios::binary) << content;
+    _folder.write("cookie", content);
     ASSERT_EQ(::chmod(_path.c_str(), mode), 0);
   }
   // What read_cookie_file() says is wrong, without the path in front.
@@ -47,8 +39,8 @@ class CookieFile : public testing::Test {
     return read;
   }
 
-  std::string _folder;
-  std::string _path;
+  const TemporaryFolder _folder;
+  const std::string _path = _folder.path_of("cookie");
 };
 
 TEST_F(CookieFile, IsReadAsItIs) {

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "framework/base/event_loop.h"
 #include "framework/xrl/connection.h"
 #include "tests/support/child_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -150,19 +150,10 @@ TEST(FinderProcess, LeavesWithStatus1WhenItsAddressIsTaken) {
 
 class FinderWithCookie : public testing::Test {
  protected:
-  FinderWithCookie() {
-    std::string pattern = testing::TempDir() + "finder-XXXXXX";
-    _folder = ::mkdtemp(pattern.data());
-    _file = _folder + "/cookie";
-    std::ofstream(_file) << "0123456789abcdef\n";
-    ::chmod(_file.c_str(), 0600);
-  }
-  ~FinderWithCookie() override {
-    static_cast<void>(std::remove(_file.c_str()));
-    static_cast<void>(std::remove(_folder.c_str()));
-  }
-  std::string _folder;
-  std::string _file;
+  FinderWithCookie() { ::chmod(_file.c_str(), 0600); }
+
+  const TemporaryFolder _folder;
+  const std::string _file = _folder.write("cookie", "0123456789abcdef\n");
 };
 
 TEST_F(FinderWithCookie, ServesOnlyPeersThatShowIt) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/policyctl/whole_switch.h"
 #include "tools/policyctl/keep/checkpoints.h"
 #include "tools/policyctl/keep/journal.h"
@@ -16,22 +17,15 @@ const SwitchPlace PLACE{"127.0.0.1", 19999};
 
 class Keep : public testing::Test {
  protected:
-  Keep() {
-    std::string pattern = std::filesystem::temp_directory_path() / "policyctl-keep-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder " + pattern);
-    folder = pattern;
-    setenv("POLICYCTL_STATE_DIR", (folder + "/s").c_str(), 1);
-  }
-  ~Keep() override {
-    unsetenv("POLICYCTL_STATE_DIR");
-    std::filesystem::remove_all(folder);
-  }
+  Keep() { setenv("POLICYCTL_STATE_DIR", (folder + "/s").c_str(), 1); }
+  ~Keep() override { unsetenv("POLICYCTL_STATE_DIR"); }
 
   [[nodiscard]] std::string path(const std::string& name) const {
     return folder + "/s/127.0.0.1_19999/" + name;
   }
 
-  std::string folder;
+  const TemporaryFolder own;
+  const std::string folder = own.path();
 };
 
 TEST_F(Keep, ReplacesAFileForItsOwnerAlone) {

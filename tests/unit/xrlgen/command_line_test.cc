@@ -7,26 +7,18 @@
 #include <iterator>
 #include <string>
 
+#include "tests/support/temporary_folder.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
 class Xrlgen : public testing::Test {
  protected:
-  Xrlgen() {
-    std::string name = (fs::path(testing::TempDir()) / "xrlgen_XXXXXX").string();
-    EXPECT_NE(mkdtemp(name.data()), nullptr);
-    _folder = name;
-  }
-  ~Xrlgen() override { fs::remove_all(_folder); }
-
-  void write(const std::string& path, const std::string& text) {
-    fs::create_directories((_folder / path).parent_path());
-    std::ofstream(_folder / path) << text;
-  }
+  void write(const std::string& path, const std::string& text) { _folder.write(path, text); }
 
   [[nodiscard]] std::string read(const std::string& path) const {
-    std::ifstream file(_folder / path);
+    std::ifstream file(_folder.path_of(path));
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
@@ -37,12 +29,12 @@ class Xrlgen : public testing::Test {
   };
   Outcome run(const std::string& arguments) {
     const std::string command =
-        "cd '" + _folder.string() + "' && '" XRLGEN "' " + arguments + " 2>errors";
+        "cd '" + _folder.path().string() + "' && '" XRLGEN "' " + arguments + " 2>errors";
     const int status = std::system(command.c_str());  // NOLINT(cert-env33-c): our own words
     return {WEXITSTATUS(status), read("errors")};
   }
 
-  fs::path _folder;
+  const TemporaryFolder _folder;
 };
 
 }  // namespace
@@ -69,10 +61,10 @@ TEST_F(Xrlgen, LeavesAFileAloneThatWouldNotChange) {
   write("light.xif", "interface light/0.1 { on; }");
   EXPECT_EQ(run("--root . --out gen light.xif").status, 0);
   const fs::file_time_type long_ago{};
-  fs::last_write_time(_folder / "gen/light_xif.h", long_ago);
+  fs::last_write_time(_folder.path_of("gen/light_xif.h"), long_ago);
   write("light.xif", "interface light/0.1 { on ; }");
   EXPECT_EQ(run("--root . --out gen light.xif").status, 0);
-  EXPECT_EQ(fs::last_write_time(_folder / "gen/light_xif.h"), long_ago);
+  EXPECT_EQ(fs::last_write_time(_folder.path_of("gen/light_xif.h")), long_ago);
 }
 
 TEST_F(Xrlgen, NamesAMistakeAndWritesNothing) {
@@ -80,7 +72,7 @@ TEST_F(Xrlgen, NamesAMistakeAndWritesNothing) {
   const Outcome outcome = run("--root . --out gen light.xif");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.errors, "light.xif:2:8: bad name: 'class' is reserved in C++\n");
-  EXPECT_FALSE(fs::exists(_folder / "gen"));
+  EXPECT_FALSE(fs::exists(_folder.path_of("gen")));
 }
 
 TEST_F(Xrlgen, NamesAMistakeInAnImport) {
