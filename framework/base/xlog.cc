@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "framework/base/line_writer.h"
+#include "framework/base/unless_kept.h"
 
 namespace {
 
@@ -128,10 +129,11 @@ void tell_outputs(const XlogRecord& record) {
   Log& log = the_log();
   if (log.outputs.empty() || log.in_output) return;
   log.in_output = true;
+  // Also when an output throws.
+  const UnlessKept in_output([&log] { log.in_output = false; });
   // A copy, since an output may remove itself.
   const std::vector<NumberedOutput> outputs = log.outputs;
   for (const NumberedOutput& entry : outputs) entry.output(record);
-  log.in_output = false;
 }
 
 void write_record(const XlogRecord& record) {

@@ -1,6 +1,7 @@
 #include "framework/finder/finder_registry.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "framework/base/unless_kept.h"
@@ -56,8 +57,31 @@ void FinderRegistry::close_session(FinderSession session) {
   // First what it asked for, so that it is told nothing of its own death.
   forget_resolutions(session);
   drop_interests(session);
-  if (at(session).target) bury(session);
+  Session& s = at(session);
+  if (s.target) {
+    try {
+      tell_of_death(session);
+    } catch (const std::bad_alloc&) {
+      lose_step_of_those_to_tell(session);
+    }
+    remove_target(session);
+  }
+  if (s.out_of_step) --_out_of_step_count;
   _sessions.erase(session);
+}
+
+void FinderRegistry::lose_step(FinderSession session) {
+  Session& s = at(session);
+  if (!s.out_of_step) ++_out_of_step_count;
+  s.out_of_step = true;
+}
+
+void FinderRegistry::lose_step_of_those_to_tell(FinderSession dead) {
+  const Session& s = at(dead);
+  for (const FinderSession knowing : s.known_by) lose_step(knowing);
+  const auto interested = _interested.find(s.target->class_name);
+  if (interested == _interested.end()) return;
+  for (const FinderSession session : interested->second) lose_step(session);
 }
 
 FinderRegistry::Session& FinderRegistry::at(FinderSession session) {
@@ -133,11 +157,19 @@ void FinderRegistry::bear(FinderSession session, FinderTarget target) {
 }
 
 void FinderRegistry::bury(FinderSession session) {
-  Session& s = at(session);
+  tell_of_death(session);
+  remove_target(session);
+}
+
+void FinderRegistry::tell_of_death(FinderSession session) {
   auto notices = what_is_queued_now(_notices);
   tell_knowing(session);
-  tell_interested(FinderNotice::Kind::DEATH, *s.target, session);
+  tell_interested(FinderNotice::Kind::DEATH, *at(session).target, session);
   notices.keep();
+}
+
+void FinderRegistry::remove_target(FinderSession session) {
+  Session& s = at(session);
   disown_resolutions(session);
   drop_interests(session);
   _classes.erase(s.target->class_name);

@@ -99,6 +99,8 @@ struct FinderInterest {
 
 // An operation that throws std::bad_alloc has changed nothing, with one exception:
 // where another target was to take the place of a session's, that one is dead.
+// close_session() does not throw. Where there is no memory for its notices, those
+// who should have had them are out of step from then on and must be closed too.
 class FinderRegistry {
  public:
   // `own` is the finder's own target: it can be found like any other, and
@@ -110,6 +112,9 @@ class FinderRegistry {
   // The operations below take only sessions that are open. Closing one is the
   // death of its target.
   void close_session(FinderSession session);
+  // Whether any session is, or that one is, out of step.
+  [[nodiscard]] bool is_out_of_step() const { return _out_of_step_count > 0; }
+  [[nodiscard]] bool is_out_of_step(FinderSession session) const { return at(session).out_of_step; }
   // The session's target, or null; valid until the next operation.
   [[nodiscard]] const FinderTarget* target_of(FinderSession session) const;
   // Of clients.
@@ -144,6 +149,8 @@ class FinderRegistry {
   // In ascending order of class name, then of sessions.
   [[nodiscard]] std::vector<FinderInterest> interests() const;
 
+  // Whether take_notices() would answer any.
+  [[nodiscard]] bool has_notices() const { return !_notices.empty(); }
   // The notices queued since the last call, in order.
   [[nodiscard]] std::vector<FinderNotice> take_notices();
 
@@ -153,6 +160,7 @@ class FinderRegistry {
     std::set<std::string, std::less<>> interests;
     std::set<FinderSession> knows;     // sessions whose target it resolved
     std::set<FinderSession> known_by;  // sessions that resolved its target
+    bool out_of_step = false;          // missed a notice
   };
   using Owners = std::map<std::string, FinderSession, std::less<>>;
 
@@ -169,6 +177,12 @@ class FinderRegistry {
 
   void bear(FinderSession session, FinderTarget target);
   void bury(FinderSession session);
+  // All or none.
+  void tell_of_death(FinderSession session);
+  // Instead of telling them.
+  void lose_step(FinderSession session);
+  void lose_step_of_those_to_tell(FinderSession dead);
+  void remove_target(FinderSession session);
   void tell_knowing(FinderSession session);
   void disown_resolutions(FinderSession session);
   void forget_resolutions(FinderSession session);
@@ -189,5 +203,6 @@ class FinderRegistry {
   std::size_t _method_count = 0;                                            // of clients
   std::size_t _interest_count = 0;
   std::size_t _resolution_count = 0;
+  std::size_t _out_of_step_count = 0;
   std::vector<FinderNotice> _notices;
 };

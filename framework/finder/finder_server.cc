@@ -2,15 +2,18 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
 #include "framework/base/exceptions.h"
+#include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
 
 namespace {
 
 constexpr const char* FINDER = "finder";
+constexpr const char* OUT_OF_MEMORY = "out of memory";
 constexpr std::string_view TARGET_DIED_METHOD = "finder_client/0.1/target_died";
 
 }  // namespace
@@ -61,12 +64,17 @@ void FinderServer::session_up(XrlConnection& connection) {
   const std::optional<FinderSession> session = _registry.open_session();
   // The listener keeps no more connections than there may be sessions.
   XLOG_ASSERT(session.has_value(), std::to_string(_registry.session_count()) + " sessions");
-  _sessions.emplace(&connection, *session);
+  UnlessKept opened([&] { _registry.close_session(*session); });
+  const auto by_connection = _sessions.emplace(&connection, *session).first;
+  UnlessKept found([&] { _sessions.erase(by_connection); });
   _connections.emplace(*session, &connection);
+  found.keep();
+  opened.keep();
 }
 
 void FinderServer::session_down(XrlConnection& connection) {
   const auto found = _sessions.find(&connection);
+  if (found == _sessions.end()) return;  // there was no memory for the session
   const FinderSession session = found->second;
   _sessions.erase(found);
   _connections.erase(session);
@@ -82,12 +90,28 @@ FinderSession FinderServer::current_session() {
 // ----------------------------------------------------------------- notices
 
 void FinderServer::send_notices() {
-  for (auto notices = _registry.take_notices(); !notices.empty();
-       notices = _registry.take_notices()) {
-    for (const FinderNotice& notice : notices) {
+  while (_registry.is_out_of_step() || _registry.has_notices()) {
+    close_who_is_out_of_step();
+    for (const FinderNotice& notice : _registry.take_notices()) {
       const auto to = _connections.find(notice.to);
-      if (to != _connections.end()) send(*to->second, notice);
+      if (to != _connections.end()) tell(*to->second, notice);
     }
+  }
+}
+
+void FinderServer::tell(XrlConnection& to, const FinderNotice& notice) {
+  try {
+    send(to, notice);
+  } catch (const std::bad_alloc&) {
+    to.close(OUT_OF_MEMORY);
+  }
+}
+
+void FinderServer::close_who_is_out_of_step() {
+  for (auto at = _connections.begin(); _registry.is_out_of_step() && at != _connections.end();) {
+    // Closing it takes it off the list.
+    const auto [session, connection] = *at++;
+    if (_registry.is_out_of_step(session)) connection->close(OUT_OF_MEMORY);
   }
 }
 

@@ -7,7 +7,8 @@
 // News leave in the order the registry queued them; what the asking session
 // itself is told follows the answer to its request. A session that does not take
 // what it is told is closed, for it would be out of step for good; when it
-// returns it registers again and hears all anew.
+// returns it registers again and hears all anew. So is one for whose news there
+// is no memory.
 #pragma once
 
 #include <cstddef>
@@ -61,7 +62,10 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
   FinderSession current_session() override;
   void send_notices() override;
 
+  // Closes the session where it cannot be told.
+  void tell(XrlConnection& to, const FinderNotice& notice);
   void send(XrlConnection& to, const FinderNotice& notice);
+  void close_who_is_out_of_step();
 
   WellKnownCmdMap _commands;
   XrlFinderTarget _target;

@@ -1,5 +1,6 @@
 #include "framework/finder/finder_target.h"
 
+#include <new>
 #include <utility>
 
 #include "framework/finder/finder_target_lists.h"
@@ -43,7 +44,13 @@ XrlCmdError XrlFinderTarget::finder_0_2_register_target(std::string_view instanc
   FinderTarget target{std::string(class_name), std::string(instance_name), {}, {}};
   std::string problem = read_finder_target_lists(addresses, methods, keys, target);
   if (!problem.empty()) return XrlCmdError::BAD_ARGS(std::move(problem));
-  return told(_registry.register_target(_sessions.current_session(), std::move(target)));
+  try {
+    return told(_registry.register_target(_sessions.current_session(), std::move(target)));
+  } catch (const std::bad_alloc&) {
+    // The target whose place it was to take may be dead.
+    _sessions.send_notices();
+    throw;
+  }
 }
 
 XrlCmdError XrlFinderTarget::finder_0_2_deregister_target(std::string_view instance_name) {

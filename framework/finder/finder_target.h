@@ -16,7 +16,8 @@ class XrlFinderTarget final : public XrlFinderTargetBase {
     virtual ~Sessions() = default;
     // Whose request is being handled.
     virtual FinderSession current_session() = 0;
-    // Sends the notices that the registry may have queued.
+    // Sends the notices that the registry may have queued; who cannot be sent
+    // them is closed. Does not throw.
     virtual void send_notices() = 0;
   };
 

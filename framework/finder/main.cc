@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <cstdio>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -66,6 +67,8 @@ int main(int argc, char* argv[]) {
       serve(options, std::move(cookie));
     } catch (const XorpException& e) {
       error = e.str();
+    } catch (const std::bad_alloc&) {
+      error = "out of memory";
     }
   }
   static_cast<void>(std::fprintf(stderr, "finder: %s\n", error.c_str()));

@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "framework/base/event_loop.h"
 #include "framework/xrl/connection.h"
@@ -12,19 +11,35 @@
 class XrlClosedConnections {
  public:
   explicit XrlClosedConnections(EventLoop& loop) : _bury(loop, [this] { bury(); }) {}
+  ~XrlClosedConnections() {
+    while (_first) remove(_first);
+  }
+  XrlClosedConnections(const XrlClosedConnections&) = delete;
+  XrlClosedConnections& operator=(const XrlClosedConnections&) = delete;
 
   // Destroys it at the end of the turn, or of a later one when a handler that
-  // it runs is turning the loop.
+  // it runs is turning the loop. Takes no memory, for a connection may be closed
+  // because there is none.
   void add(std::unique_ptr<XrlConnection> connection) {
-    _connections.push_back(std::move(connection));
+    connection->_next_closed = std::move(_first);
+    _first = std::move(connection);
     _bury.schedule();
   }
 
  private:
+  static void remove(std::unique_ptr<XrlConnection>& place) {
+    place = std::move(place->_next_closed);
+  }
   void bury() {
-    std::erase_if(_connections, [](const auto& connection) { return !connection->is_running(); });
+    for (auto* place = &_first; *place;) {
+      if ((*place)->is_running()) {
+        place = &(*place)->_next_closed;
+      } else {
+        remove(*place);
+      }
+    }
   }
 
-  std::vector<std::unique_ptr<XrlConnection>> _connections;
+  std::unique_ptr<XrlConnection> _first;
   Deferred _bury;
 };

@@ -113,8 +113,8 @@ std::size_t XrlConnection::buffered_bytes() const {
 void XrlConnection::account() {
   const std::size_t bytes = buffered_bytes();
   if (bytes == _accounted || _budget == nullptr) return;
-  _accounted = bytes;
   _budget->account(*this, bytes);
+  _accounted = bytes;
 }
 
 bool XrlConnection::keep_budget() {
@@ -125,7 +125,7 @@ bool XrlConnection::keep_budget() {
   return life->alive && _state != State::CLOSED;
 }
 
-void XrlConnection::end(Cause cause, const std::string& reason) {
+void XrlConnection::end(Cause cause, std::string_view reason) {
   if (_state == State::CLOSED) return;
   _state = State::CLOSED;
   _watch.reset();

@@ -11,9 +11,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "framework/base/callback.h"
 #include "framework/base/event_loop.h"
@@ -39,11 +41,11 @@ class XrlConnection {
     // A reply to one of our requests came.
     virtual void reply_arrived(XrlConnection& connection, std::uint32_t sequence,
                                const XrlError& error, XrlArgsReader& results) = 0;
-    // The connection is closed and `reason` says why. Called once, unless the
-    // connection is destroyed before. The connection itself must outlive this
-    // call but need not outlive the turn.
+    // The connection is closed and `reason`, which lasts as long as the call,
+    // says why. Called once, unless the connection is destroyed before. The
+    // connection itself must outlive this call but need not outlive the turn.
     virtual void connection_down(XrlConnection& connection, Cause cause,
-                                 const std::string& reason) = 0;
+                                 std::string_view reason) = 0;
   };
 
   enum class Side : std::uint8_t { ACCEPTED, CONNECTING };
@@ -84,11 +86,13 @@ class XrlConnection {
   void hand_over();
 
   // Closes at once; what was not written yet is lost. The delegate hears of
-  // it. Closing twice is closing once.
-  void close(const std::string& reason) { end(Cause::OWN, reason); }
+  // it. Closing twice is closing once. Takes no memory of its own.
+  void close(std::string_view reason) { end(Cause::OWN, reason); }
 
  private:
-  void end(Cause cause, const std::string& reason);
+  friend class XrlClosedConnections;
+
+  void end(Cause cause, std::string_view reason);
   void on_ready(IoInterest ready);
   void finish_connecting();
   void on_deadline();
@@ -137,6 +141,7 @@ class XrlConnection {
   bool _answering = false;  // a handler is writing its answer at the end of _out
   std::optional<Watch> _watch;
   Deferred _flush;
-  Timer _deadline;     // of the handshake; later of a stalled write
+  Timer _deadline;  // of the handshake; later of a stalled write
+  std::unique_ptr<XrlConnection> _next_closed;
   Lifeline _lifeline;  // tells a parse in progress that the connection was destroyed
 };

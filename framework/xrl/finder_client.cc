@@ -307,15 +307,14 @@ void FinderClient::reply_arrived(XrlConnection&, std::uint32_t sequence, const X
   _calls.finish(sequence, error, results);
 }
 
-void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause,
-                                   const std::string& reason) {
+void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause, std::string_view reason) {
   if (_ready) {
     XLOG_WARNING("lost the finder at %s:%u: %s; trying again", _address.str().c_str(),
-                 static_cast<unsigned>(_identity.finder_port), reason.c_str());
+                 static_cast<unsigned>(_identity.finder_port), std::string(reason).c_str());
   } else if (!_connection->was_up() && _told_refusal.empty()) {
     _told_refusal = reason;
     XLOG_INFO("waiting for the finder at %s:%u: %s", _address.str().c_str(),
-              static_cast<unsigned>(_identity.finder_port), reason.c_str());
+              static_cast<unsigned>(_identity.finder_port), std::string(reason).c_str());
   }
   _ready = false;
   _closed.add(std::move(_connection));

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <string>
 
+#include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/limits.h"
 
@@ -62,23 +65,35 @@ void XrlListener::accept_some(int listener) {
 }
 
 void XrlListener::admit(int fd, const NetAddress& peer) {
-  if (_options.admit && !_options.admit(peer)) {
-    XLOG_WARNING("refused %s: not an allowed address", peer.str().c_str());
-    _loop.network().close(fd);
-    return;
+  try {
+    const std::string refusal = refusal_of(peer);
+    if (refusal.empty()) {
+      take_over(fd, peer);
+      return;
+    }
+    XLOG_WARNING("refused %s: %s", peer.str().c_str(), refusal.c_str());
+  } catch (const std::bad_alloc&) {
+    // There is no memory for it, or none to say why it is refused.
   }
+  _loop.network().close(fd);
+}
+
+std::string XrlListener::refusal_of(const NetAddress& peer) {
+  if (_options.admit && !_options.admit(peer)) return "not an allowed address";
   const bool full =
       _connections.size() >= _options.max_connections || _handshakes >= _options.max_handshakes;
-  if (full && !make_room()) {
-    XLOG_WARNING("refused %s: %zu connections are open", peer.str().c_str(), _connections.size());
-    _loop.network().close(fd);
-    return;
-  }
-  ++_handshakes;
+  if (!full || make_room()) return {};
+  return std::to_string(_connections.size()) + " connections are open";
+}
+
+void XrlListener::take_over(int fd, const NetAddress& peer) {
+  _connections.emplace_back();
+  UnlessKept place([this] { _connections.pop_back(); });
   XrlConnection::Delegate& self = *this;
-  _connections.push_back(std::make_unique<XrlConnection>(_loop, fd, XrlConnection::Side::ACCEPTED,
-                                                         peer, _options.hello, &_dispatcher, self,
-                                                         &_budget));
+  _connections.back() = std::make_unique<XrlConnection>(
+      _loop, fd, XrlConnection::Side::ACCEPTED, peer, _options.hello, &_dispatcher, self, &_budget);
+  place.keep();
+  ++_handshakes;
 }
 
 bool XrlListener::make_room() {
@@ -111,14 +126,20 @@ void XrlListener::reply_arrived(XrlConnection&, std::uint32_t, const XrlError&, 
   // needs no answer.
 }
 
+void XrlListener::log_closing(const XrlConnection& connection, std::string_view reason) {
+  try {
+    XLOG_WARNING("closed the connection of %s: %s", connection.peer().str().c_str(),
+                 std::string(reason).c_str());
+  } catch (const std::bad_alloc&) {
+    // It goes all the same.
+  }
+}
+
 void XrlListener::connection_down(XrlConnection& connection, XrlConnection::Cause cause,
-                                  const std::string& reason) {
+                                  std::string_view reason) {
   const bool was_up = connection.was_up();
   if (!was_up) --_handshakes;
-  if (cause != XrlConnection::Cause::PEER) {
-    XLOG_WARNING("closed the connection of %s: %s", connection.peer().str().c_str(),
-                 reason.c_str());
-  }
+  if (cause != XrlConnection::Cause::PEER) log_closing(connection, reason);
   if (was_up && _observer != nullptr) _observer->session_down(connection);
   const auto at = std::find_if(_connections.begin(), _connections.end(),
                                [&](const auto& held) { return held.get() == &connection; });

@@ -4,14 +4,16 @@
 // When the limit of connections is reached, a new one takes the place of the
 // one that has been silent longest, first of those still in the handshake, so
 // a flood of idle peers cannot lock an honest one out. When what they all make it
-// hold in buffers passes its limit, the one that makes it hold most goes. Each connection that is
-// refused or damaged costs one log line.
+// hold in buffers passes its limit, the one that makes it hold most goes. One
+// for which there is no memory goes. Each connection that is refused or damaged
+// costs one log line, if there is memory for it.
 #pragma once
 
 #include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "framework/base/event_loop.h"
@@ -27,7 +29,8 @@ class XrlListener : private XrlConnection::Delegate {
    public:
     virtual ~Observer() = default;
     virtual void session_up(XrlConnection& connection) = 0;
-    // Only for connections that were up. The connection is still there.
+    // Only for connections that were up, also when session_up() threw. The
+    // connection is still there.
     virtual void session_down(XrlConnection& connection) = 0;
   };
   struct Options {
@@ -63,13 +66,18 @@ class XrlListener : private XrlConnection::Delegate {
 
   void accept_some(int listener);
   void admit(int fd, const NetAddress& peer);
+  // Why a peer cannot be admitted now; empty when it can, which may have cost
+  // another one its connection.
+  [[nodiscard]] std::string refusal_of(const NetAddress& peer);
+  void take_over(int fd, const NetAddress& peer);
   [[nodiscard]] bool make_room();
   XrlConnection* longest_silent(bool in_handshake) const;
   void connection_up(XrlConnection& connection) override;
   void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,
                      XrlArgsReader& results) override;
   void connection_down(XrlConnection& connection, XrlConnection::Cause cause,
-                       const std::string& reason) override;
+                       std::string_view reason) override;
+  static void log_closing(const XrlConnection& connection, std::string_view reason);
 
   EventLoop& _loop;
   XrlDispatcher& _dispatcher;

@@ -196,7 +196,7 @@ void XrlPeer::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlErr
   _calls.finish(sequence, error, results);
 }
 
-void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, const std::string& reason) {
+void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, std::string_view reason) {
   _closed.add(std::move(_connection));
   if (!std::exchange(_connected, false)) {
     // Nobody listens at that address, or a stranger does.
@@ -209,7 +209,8 @@ void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, const std::s
     return;
   }
   _owner.requests_lost(_target);
-  fail_all(XrlError::SEND_FAILED("the connection to '" + _target + "' was lost: " + reason + "."));
+  fail_all(XrlError::SEND_FAILED("the connection to '" + _target +
+                                 "' was lost: " + std::string(reason) + "."));
 }
 
 void XrlPeer::forget_resolution() {

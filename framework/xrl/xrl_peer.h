@@ -86,7 +86,7 @@ class XrlPeer final : private XrlConnection::Delegate {
   void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,
                      XrlArgsReader& results) override;
   void connection_down(XrlConnection& connection, XrlConnection::Cause cause,
-                       const std::string& reason) override;
+                       std::string_view reason) override;
 
   EventLoop& _loop;
   std::string _target;

@@ -33,7 +33,7 @@ class HostileTarget : public testing::Test, protected XrlConnection::Delegate {
                      XrlArgsReader&) override {
     replies.push_back(std::to_string(sequence) + " " + error.str());
   }
-  void connection_down(XrlConnection&, XrlConnection::Cause, const std::string& reason) override {
+  void connection_down(XrlConnection&, XrlConnection::Cause, std::string_view reason) override {
     ended = reason;
   }
 

@@ -112,4 +112,4 @@ void FinderPeer::reply_arrived(XrlConnection& /*connection*/, std::uint32_t sequ
 }
 
 void FinderPeer::connection_down(XrlConnection& /*connection*/, XrlConnection::Cause /*cause*/,
-                                 const std::string& /*reason*/) {}
+                                 std::string_view /*reason*/) {}

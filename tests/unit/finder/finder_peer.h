@@ -49,7 +49,7 @@ class FinderPeer final : private XrlConnection::Delegate {
   void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,
                      XrlArgsReader& results) override;
   void connection_down(XrlConnection& connection, XrlConnection::Cause cause,
-                       const std::string& reason) override;
+                       std::string_view reason) override;
 
   SimWorld& _world;
   WellKnownCmdMap _commands;

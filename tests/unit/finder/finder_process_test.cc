@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -77,7 +78,7 @@ class Caller final : private XrlConnection::Delegate {
     _answered = error.is_okay();
   }
   void connection_down(XrlConnection& /*connection*/, XrlConnection::Cause /*cause*/,
-                       const std::string& /*reason*/) override {}
+                       std::string_view /*reason*/) override {}
 
   bool _answered = false;
 };

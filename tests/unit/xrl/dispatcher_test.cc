@@ -4,6 +4,7 @@
 
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "framework/xrl/connection.h"
 #include "tests/simulation/sim_world.h"
@@ -47,7 +48,7 @@ class Dispatcher : public testing::Test, private XrlConnection::Delegate {
 
   void connection_up(XrlConnection&) override {}
   void reply_arrived(XrlConnection&, std::uint32_t, const XrlError&, XrlArgsReader&) override {}
-  void connection_down(XrlConnection&, XrlConnection::Cause, const std::string&) override {}
+  void connection_down(XrlConnection&, XrlConnection::Cause, std::string_view) override {}
 
   SimWorld world{7};
   std::optional<XrlConnection> connection;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "framework/finder/finder_server.h"
@@ -483,7 +484,7 @@ TEST_F(Router, RefusesARequestWhoseKeyItDidNotHandOut) {
                        XrlArgsReader&) override {
       answer = error;
     }
-    void connection_down(XrlConnection&, XrlConnection::Cause, const std::string&) override {}
+    void connection_down(XrlConnection&, XrlConnection::Cause, std::string_view) override {}
     std::optional<XrlError> answer;
   } guest;
   XrlConnection connection(world.loop(), world.network().connect(where),
