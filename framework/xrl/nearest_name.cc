@@ -2,42 +2,54 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
+#include <utility>
 
 namespace {
 
 constexpr std::size_t MAX_DISTANCE = 3;
 
-// The edit distance of `a` and `b`, or `limit` when it is that or more. Only
-// cells nearer than `limit` to the diagonal can matter.
-std::size_t distance_below(std::size_t limit, std::string_view a, std::string_view b) {
+// The cells of a row that are no further from the diagonal than distances
+// that matter; cell k of row i stands for column i + k - MAX_DISTANCE.
+using Row = std::array<std::size_t, 2 * MAX_DISTANCE + 1>;
+constexpr std::size_t FAR = MAX_DISTANCE + 1;
+
+// Row i of the edit distances between the beginnings of `a` and of `b`, from
+// the two rows above it.
+Row next_row(std::size_t i, std::string_view a, std::string_view b, const Row& up,
+             const Row& two_up) {
+  Row row;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  for (std::size_t k = 0; k < row.size(); ++k) {
+    row[k] = FAR;
+    if (i + k < MAX_DISTANCE || i + k - MAX_DISTANCE > b.size()) continue;
+    const std::size_t j = i + k - MAX_DISTANCE;
+    if (k + 1 < row.size()) row[k] = std::min(row[k], up[k + 1] + 1);
+    if (k > 0) row[k] = std::min(row[k], row[k - 1] + 1);
+    if (j == 0) continue;
+    row[k] = std::min(row[k], up[k] + (a[i - 1] == b[j - 1] ? 0U : 1U));
+    const bool swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
+    if (swapped) row[k] = std::min(row[k], two_up[k] + 1);
+  }
+  return row;
+}
+
+// The edit distance of `a` and `b`, or at least `limit` when it is that or more.
+// Takes one from `rows` for each row it looks at.
+std::size_t distance_below(std::size_t limit, std::string_view a, std::string_view b,
+                           std::size_t& rows) {
   const std::size_t gap = a.size() > b.size() ? a.size() - b.size() : b.size() - a.size();
   if (gap >= limit) return limit;
-  const std::size_t width = b.size() + 1;
-  std::vector<std::size_t> two_up(width, limit);
-  std::vector<std::size_t> up(width, limit);
-  std::vector<std::size_t> row(width, limit);
-  for (std::size_t j = 0; j < std::min(width, limit); ++j) up[j] = j;
+  Row two_up;
+  two_up.fill(FAR);
+  Row up = two_up;
+  for (std::size_t j = 0; j <= std::min(MAX_DISTANCE, b.size()); ++j) up[j + MAX_DISTANCE] = j;
   for (std::size_t i = 1; i <= a.size(); ++i) {
-    const std::size_t from = i >= limit ? i - limit + 1 : 0;
-    const std::size_t to = std::min(b.size(), i + limit - 1);
-    if (from > 0) row[from - 1] = limit;
-    for (std::size_t j = from; j <= to; ++j) {
-      if (j == 0) {
-        row[0] = i;
-        continue;
-      }
-      const std::size_t outside = j == i + limit - 1 ? limit : up[j];
-      std::size_t best =
-          std::min({outside + 1, row[j - 1] + 1, up[j - 1] + (a[i - 1] == b[j - 1] ? 0U : 1U)});
-      const bool swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
-      if (swapped) best = std::min(best, two_up[j - 2] + 1);
-      row[j] = std::min(best, limit);
-    }
-    two_up.swap(up);
-    up.swap(row);
+    if (rows == 0) return limit;
+    --rows;
+    const Row row = next_row(i, a, b, up, two_up);
+    if (*std::min_element(row.begin(), row.end()) >= limit) return limit;
+    two_up = std::exchange(up, row);
   }
-  return up[b.size()];
+  return up[b.size() + MAX_DISTANCE - a.size()];
 }
 
 }  // namespace
@@ -47,7 +59,7 @@ NearestName::NearestName(std::string_view wanted)
       _limit(std::min(MAX_DISTANCE, std::max<std::size_t>(wanted.size() / 3, 1)) + 1) {}
 
 void NearestName::consider(std::string_view candidate) {
-  const std::size_t distance = distance_below(_limit, _wanted, candidate);
+  const std::size_t distance = distance_below(_limit, _wanted, candidate, _rows_left);
   if (distance >= _limit) return;
   _limit = distance;
   _name = candidate;
