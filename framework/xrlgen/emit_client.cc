@@ -37,6 +37,12 @@ std::string declare_method(const Method& method) {
          fill("  bool send_" + method.name.text + "(", send_parameters(method), ",", ");");
 }
 
+// It and bad_reply_() end in a '_', which no name of an interface file does, so
+// that no argument or result hides them.
+std::string deliver_name(const Method& method) {
+  return "deliver_" + method.name.text + "_";
+}
+
 std::string define_deliver(const Interface& interface, const Method& method) {
   const std::string callback = local_name(method, "callback");
   const std::string error = local_name(method, "error");
@@ -46,7 +52,7 @@ std::string define_deliver(const Interface& interface, const Method& method) {
 
   std::vector<std::string> found = {error};
   std::vector<std::string> nothing_with_error = {error};
-  std::vector<std::string> nothing = {"bad_reply(" + quoted(method_path(interface.name, method)) +
+  std::vector<std::string> nothing = {"bad_reply_(" + quoted(method_path(interface.name, method)) +
                                       ", " + results + ")"};
   for (const Value& result : method.results) {
     found.push_back("&" + result.name.text);
@@ -54,7 +60,7 @@ std::string define_deliver(const Interface& interface, const Method& method) {
     nothing_with_error.emplace_back("nullptr");
   }
 
-  std::string code = "\n" + fill("void deliver_" + method.name.text + "(",
+  std::string code = "\n" + fill("void " + deliver_name(method) + "(",
                                  {"RefCounted& " + callback, "const XrlError& " + error,
                                   "XrlArgsReader& " + results},
                                  ",", ") {");
@@ -84,7 +90,7 @@ std::string define_send(const Interface& interface, const Method& method) {
             write_values("  ", args, method.arguments);
   code += fill("  return _sender->send(",
                {local_name(method, "target"), quoted(method_path(interface.name, method)),
-                "XrlReply{deliver_" + method.name.text + ", " + local_name(method, "cb") + "}"},
+                "XrlReply{" + deliver_name(method) + ", " + local_name(method, "cb") + "}"},
                ",", ");");
   return code + "}\n";
 }
@@ -135,7 +141,7 @@ std::string client_source(const Interface& interface, const std::string& header_
       "\n"
       "namespace {\n"
       "\n"
-      "XrlError bad_reply(const char* method, const XrlArgsReader& results) {\n"
+      "XrlError bad_reply_(const char* method, const XrlArgsReader& results) {\n"
       "  return XrlError::INTERNAL_ERROR(std::string(\"reply to \") + method + \": \" "
       "+ results.problem());\n"
       "}\n";

@@ -100,6 +100,13 @@ class EveryTypeTarget : public XrlEveryTypeTargetBase {
     return answer;
   }
 
+  XrlCmdError odd_names_10_20_hidden(std::uint32_t deliver_hidden, std::uint32_t send_hidden,
+                                     std::uint32_t& bad_reply) override {
+    ++calls;
+    bad_reply = deliver_hidden + send_hidden;
+    return answer;
+  }
+
   XrlCmdError odd_names_10_20_untyped(const XrlAtomList& wrong, const XrlAtomList& in,
                                       std::uint32_t& out) override {
     ++calls;

@@ -359,6 +359,17 @@ TEST_F(RoundTrip, ArgumentsMayBeCalledLikeWhatGeneratedCodeUses) {
             "101 BAD_ARGS element of list 'wrong' or 'in': u32 expected, txt found.");
 }
 
+TEST_F(RoundTrip, ArgumentsAndResultsMayBeCalledLikeGeneratedFunctions) {
+  XrlOddNamesV10p20Client client(&_sender);
+  std::string heard;
+  EXPECT_TRUE(client.send_hidden(
+      "every_type", 1, 2, callback([&](const XrlError& error, const std::uint32_t* bad_reply) {
+        heard = error.str() + " " + std::to_string(*bad_reply);
+      })));
+  _sender.deliver();
+  EXPECT_EQ(heard, XrlError().str() + " 3");
+}
+
 TEST_F(RoundTrip, MethodsMayBeCalledLikeTypesAndWordsOfInterfaceFiles) {
   XrlOddNamesV10p20Client client(&_sender);
   EXPECT_TRUE(client.send_list("every_type", XrlAtomList(), 5, "text", hear()));
@@ -383,8 +394,8 @@ TEST(TargetBaseLife, AddsItsMethodsInTheOrderOfTheFiles) {
       "every_type/0.1/echo",      "every_type/0.1/nothing",    "every_type/0.1/set_level",
       "every_type/0.1/get_level", "every_type/0.1/set_queues", "every_type/0.1/get_queues",
       "every_type/0.1/sum",       "every_type/0.1/sum_both",   "odd_names/10.20/request",
-      "odd_names/10.20/untyped",  "odd_names/10.20/list",      "odd_names/10.20/send",
-      "odd_names/10.20/cmds",     "odd_names/10.20/interface",
+      "odd_names/10.20/hidden",   "odd_names/10.20/untyped",   "odd_names/10.20/list",
+      "odd_names/10.20/send",     "odd_names/10.20/cmds",      "odd_names/10.20/interface",
   };
   EXPECT_EQ(methods, expected);
 }
