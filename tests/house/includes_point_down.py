@@ -1,5 +1,6 @@
-"""Finds includes that point up or sideways between the layers, and includes of
-project headers that are not written by their path from the root."""
+"""Finds includes that point up or sideways between the layers, includes of
+project headers that are not written by their path from the root, and what the
+daemons include of libraries other than the standard library and Linux."""
 
 import re
 import sys
@@ -11,9 +12,9 @@ LAYERS = {
     "framework/base": [],
     "framework/xrl": ["framework/base"],
     "framework/finder": ["framework/xrl", "framework/base"],
-    "framework/xrlgen": ["framework/xrl", "framework/base"],
+    "framework/xrlgen": [],
     "platform": ["framework/xrl", "framework/base"],
-    "common": ["framework/base"],
+    "common": [],
     # What policyd answers, generated for those who ask it as well.
     "policy/interfaces": ["framework/xrl", "framework/base"],
     "policy": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
@@ -21,6 +22,11 @@ LAYERS = {
     "tools": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+LIBRARY_INCLUDE = re.compile(r"^\s*#\s*include\s+<([^>]+)>", re.MULTILINE)
+STANDARD = re.compile(r"[a-z_]+")  # <vector>
+LINUX = re.compile(r"(sys|linux|net|netinet|arpa)/\w+\.h"
+                   r"|(cxxabi|fcntl|getopt|malloc|netdb|poll|unistd)\.h")
+OF_DAEMONS = ("policy/", "platform/", "common/", "framework/")
 # Tests and benchmarks may look at everything.
 ON_TOP = ("tests/", "bench/")
 
@@ -50,6 +56,11 @@ def main():
             problem = problem_with(source, included)
             if problem:
                 problems.append(f'{source}: #include "{included}" {problem}')
+        if not source.startswith(OF_DAEMONS):
+            continue
+        for included in LIBRARY_INCLUDE.findall(tree.text(source)):
+            if not STANDARD.fullmatch(included) and not LINUX.fullmatch(included):
+                problems.append(f"{source}: #include <{included}> is of another library")
     return tree.report(problems)
 
 
