@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "tools/seconds_range.h"
+
 namespace {
 
 constexpr int USAGE_ERROR = 2;
@@ -44,7 +46,7 @@ CallOptions parse_call_options(int argc, const char* const* argv) {
                  "how long to wait for the finder, and for each entry of a log "
                  "(default 5)")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, MAX_PATIENCE_S));
+      ->check(seconds_range(0.0, MAX_PATIENCE_S));
   CLI::Option* const wait =
       app.add_flag("-w,--wait", wait_for_targets, "wait for targets that are not there yet, too");
   CLI::Option* const requests =
@@ -77,6 +79,9 @@ CallOptions parse_call_options(int argc, const char* const* argv) {
       std::chrono::duration_cast<Duration>(std::chrono::duration<double>(patience_s));
   options.wait_for_targets = wait_for_targets;
   set_requests(texts, options);
+  if (options.from_input && wait_for_targets) {
+    throw CallUsage(USAGE_ERROR, "-w: requests from standard input do not wait for targets");
+  }
   return options;
 }
 

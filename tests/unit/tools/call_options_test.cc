@@ -56,6 +56,8 @@ TEST(CallOptions, PatienceIsInSeconds) {
   EXPECT_EQ(parse({"-t", "0.25", REQUEST}).patience, Duration(250ms));
   EXPECT_EQ(refusal({"-t", "-1", REQUEST}).substr(0, 1), "2");
   EXPECT_EQ(refusal({"-t", "soon", REQUEST}).substr(0, 1), "2");
+  EXPECT_EQ(refusal({"-t", "nan", REQUEST}), "2 -t: nan is no number of seconds");
+  EXPECT_EQ(refusal({"-t", "inf", REQUEST}).substr(0, 1), "2");
 }
 
 TEST(CallOptions, CanWaitForTargets) {
@@ -70,6 +72,10 @@ TEST(CallOptions, ADashMeansStandardInput) {
   const CallOptions options = parse({"-"});
   EXPECT_TRUE(options.from_input);
   EXPECT_TRUE(options.requests.empty());
+}
+
+TEST(CallOptions, RefusesToWaitForTargetsOfStandardInput) {
+  EXPECT_EQ(refusal({"-w", "-"}), "2 -w: requests from standard input do not wait for targets");
 }
 
 TEST(CallOptions, FetchesALogInsteadOfSendingRequests) {

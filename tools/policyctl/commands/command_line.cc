@@ -19,10 +19,12 @@
 #include "tools/policyctl/help/manual.h"
 #include "tools/policyctl/json/json_output.h"
 #include "tools/policyctl/shell/shell_command.h"
+#include "tools/seconds_range.h"
 
 namespace {
 
 constexpr double DEFAULT_PATIENCE_S = 5;
+constexpr double SHORTEST_PATIENCE_S = 0.001;
 constexpr double LONGEST_PATIENCE_S = 86400;
 constexpr std::uint32_t LONGEST_CONFIRMATION_S = 86400;
 constexpr const char* SELECTIONS =
@@ -102,7 +104,7 @@ class CommandLineMaker {
            },
            "how long nothing may be heard (default 5)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, LONGEST_PATIENCE_S));
+        ->check(seconds_range(SHORTEST_PATIENCE_S, LONGEST_PATIENCE_S));
     app.add_flag("--json", _context.json, "print results as JSON");
   }
 
@@ -158,7 +160,7 @@ class CommandLineMaker {
     watch
         ->add_option("--interval", _given->interval_s, "how long to wait between looks (default 1)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(SHORTEST_INTERVAL_S, LONGEST_INTERVAL_S));
+        ->check(seconds_range(SHORTEST_INTERVAL_S, LONGEST_INTERVAL_S));
     watch->add_option("--count", _given->number, "end after so many changes")
         ->type_name("N")
         ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
