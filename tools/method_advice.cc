@@ -1,5 +1,6 @@
 #include "tools/method_advice.h"
 
+#include "framework/xrl/interfaces/finder_xif.h"
 #include "framework/xrl/nearest_name.h"
 
 namespace {
@@ -41,4 +42,23 @@ std::string method_advice(std::string_view target, std::string_view method,
   }
   return quoted(wanted.interface) + " of " + quoted(target) + " has no method " +
          quoted(wanted.method) + nearest_method.question();
+}
+
+void explain_missing_method(XrlSender& sender, const Xrl& request, const XrlError& refusal,
+                            const std::function<void(const XrlError&)>& explained) {
+  XrlFinderV0p2Client finder(&sender);
+  const auto methods_known = [target = request.target, method = request.method, refusal, explained](
+                                 const XrlError& lookup, const XrlAtomList* methods) {
+    std::string advice;
+    if (lookup.is_okay()) {
+      std::vector<std::string> names;
+      names.reserve(methods->size());
+      for (const std::string_view name : methods->texts()) names.emplace_back(name);
+      advice = method_advice(target, method, names);
+    }
+    explained(advice.empty() ? refusal : XrlError(refusal.code(), advice));
+  };
+  if (!finder.send_get_methods("finder", request.target, callback(methods_known))) {
+    explained(refusal);
+  }
 }

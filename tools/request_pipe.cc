@@ -3,6 +3,7 @@
 #include <ostream>
 #include <utility>
 
+#include "tools/method_advice.h"
 #include "tools/xrl_call.h"
 
 RequestPipe::RequestPipe(EventLoop& loop, XrlSender& sender, int input_fd, std::ostream& out)
@@ -38,16 +39,28 @@ bool RequestPipe::take_one() {
 
 bool RequestPipe::send_request() {
   const std::uint64_t number = _first + _answers.size();
-  const bool sent =
-      send_xrl(_sender, *_unsent, [this, number](const XrlError& error, const XrlArgs& results) {
-        answer(number, error, results);
-        _pump.schedule();
-      });
+  const bool sent = send_xrl(_sender, *_unsent,
+                             [this, number, target = _unsent->target, method = _unsent->method](
+                                 const XrlError& error, const XrlArgs& results) {
+                               if (error.code() == XrlErrorCode::NO_SUCH_METHOD) {
+                                 explain(number, {target, method, {}}, error);
+                                 return;
+                               }
+                               answer(number, error, results);
+                               _pump.schedule();
+                             });
   if (!sent && _unanswered > 0) return false;
   _unsent.reset();
   expect_answer();
   if (!sent) answer(number, XrlError::SEND_FAILED("the request could not be queued."), XrlArgs());
   return true;
+}
+
+void RequestPipe::explain(std::uint64_t number, const Xrl& request, const XrlError& refusal) {
+  explain_missing_method(_sender, request, refusal, [this, number](const XrlError& explained) {
+    answer(number, explained, XrlArgs());
+    _pump.schedule();
+  });
 }
 
 // Keeps the next place in the output; answers its number.

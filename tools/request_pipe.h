@@ -30,7 +30,8 @@ class RequestPipe {
   // Begins in the next turn. Each line written is the code, a blank, and the
   // reply arguments or the error text: "100 flag:bool=true",
   // "102 the acl does not exist.". A line that is no request is answered 101;
-  // empty lines are skipped. All that is referred to must outlive the pipe.
+  // one that names no method of its target is told the nearest one; empty lines
+  // are skipped. All that is referred to must outlive the pipe.
   RequestPipe(EventLoop& loop, XrlSender& sender, int input_fd, std::ostream& out);
 
   // The input has ended and every request is answered.
@@ -47,6 +48,8 @@ class RequestPipe {
   }
   [[nodiscard]] bool take_one();
   [[nodiscard]] bool send_request();
+  // Answers with what the request probably meant.
+  void explain(std::uint64_t number, const Xrl& request, const XrlError& refusal);
   std::uint64_t expect_answer();
   void answer(std::uint64_t number, const XrlError& error, const XrlArgs& results);
   void write_answers();

@@ -3,7 +3,6 @@
 #include <ostream>
 #include <utility>
 
-#include "framework/xrl/interfaces/finder_xif.h"
 #include "tools/method_advice.h"
 #include "tools/xrl_call.h"
 
@@ -41,31 +40,13 @@ void RequestSequence::answered(const XrlError& error, const XrlArgs& results) {
   } else if (error.code() == XrlErrorCode::RESOLVE_FAILED && _loop.now() < _give_up) {
     _send.schedule_after(RETRY_PERIOD);
   } else if (error.code() == XrlErrorCode::NO_SUCH_METHOD) {
-    explain_missing_method(error);
+    const auto explained = [this, life = _lifeline.token()](const XrlError& better) {
+      if (life->alive) fail(better);
+    };
+    explain_missing_method(_sender, _requests[_next], error, explained);
   } else {
     fail(error);
   }
-}
-
-// The finder knows what methods there are.
-void RequestSequence::explain_missing_method(const XrlError& error) {
-  XrlFinderV0p2Client finder(&_sender);
-  const bool asked =
-      finder.send_get_methods("finder", _requests[_next].target,
-                              callback(_lifeline, this, &RequestSequence::methods_known, error));
-  if (!asked) fail(error);
-}
-
-void RequestSequence::methods_known(const XrlError& lookup, const XrlAtomList* methods,
-                                    const XrlError& error) {
-  std::string advice;
-  if (lookup.is_okay()) {
-    std::vector<std::string> names;
-    names.reserve(methods->size());
-    for (const std::string_view name : methods->texts()) names.emplace_back(name);
-    advice = method_advice(_requests[_next].target, _requests[_next].method, names);
-  }
-  fail(advice.empty() ? error : XrlError(error.code(), advice));
 }
 
 void RequestSequence::fail(const XrlError& error) {

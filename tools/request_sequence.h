@@ -30,8 +30,6 @@ class RequestSequence {
  private:
   void send_next();
   void answered(const XrlError& error, const XrlArgs& results);
-  void explain_missing_method(const XrlError& error);
-  void methods_known(const XrlError& lookup, const XrlAtomList* methods, const XrlError& error);
   void fail(const XrlError& error);
   void go_on();
 

@@ -96,7 +96,8 @@ TEST_F(CallXrl, AnswersALineForEachRequestLineInTheirOrder) {
                     "102 failed to delete acl\n"
                     "201 no target 'polcy' is registered; is 'policy' meant?\n"
                     "101 bad mode.\n"
-                    "202 'policy' has no method 'policy_config/0.1/get_acl'.\n"
+                    "202 'policy_config/0.1' of 'policy' has no method 'get_acl'; is "
+                    "'get_acls' meant?\n"
                     "100 version:txt=policy/0.0\n"
                     "101 no 'finder://' in front at byte 0\n",
                     ""}));

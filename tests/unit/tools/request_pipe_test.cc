@@ -51,6 +51,30 @@ class RequestPipeTest : public testing::Test {
   std::optional<RequestPipe> pipe;
 };
 
+TEST_F(RequestPipeTest, TellsWhichMethodAMisspeltOneProbablyMeant) {
+  type("finder://policy/policy_config/0.1/create_alc\n");
+  end_input();
+  until_in_flight(1);
+  sender.answer(XrlError::NO_SUCH_METHOD("'policy' has no such method."));
+  EXPECT_EQ(sender.request(), "finder://finder/finder/0.2/get_methods?target:txt=policy");
+  sender.answer(XrlError::OKAY(), "methods:list=:txt=policy_config/0.1/create_acl");
+  until_done();
+  EXPECT_EQ(out.str(),
+            "202 'policy_config/0.1' of 'policy' has no method 'create_alc'; "
+            "is 'create_acl' meant?\n");
+  EXPECT_TRUE(pipe->any_failed());
+}
+
+TEST_F(RequestPipeTest, PassesOnThatAMethodIsMissingWhenTheFinderKnowsNoMore) {
+  type("finder://policy/policy_config/0.1/create_alc\n");
+  end_input();
+  until_in_flight(1);
+  sender.room = 0;
+  sender.answer(XrlError::NO_SUCH_METHOD("'policy' has no such method."));
+  until_done();
+  EXPECT_EQ(out.str(), "202 'policy' has no such method.\n");
+}
+
 TEST_F(RequestPipeTest, AnswersALineWithCodeAndResults) {
   type("finder://policy/policy_config/0.1/get_cos_flag\n");
   end_input();
