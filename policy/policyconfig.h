@@ -8,14 +8,15 @@
 // nothing.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "policy/policytree.h"
+#include "policy/queue_table.h"
 
 class EventLoop;
 class PolicyNode;
@@ -49,9 +50,9 @@ class PolicyConfig {
   // -1 when the table has no entry for the priority; none is ever added.
   int set_priority_queue(std::uint32_t priority, std::uint32_t queue);
   int set_cos_mapping(std::uint32_t priority, std::uint32_t queue);
-  // -1 when the DSCP table has no entry for the value (63 never has), or
-  // memory runs out. Otherwise sets the COS mapping of the priority with that
-  // number, adding it when there is none, and leaves the DSCP table as it is.
+  // -1 when the DSCP table has no entry for the value (63 never has). Otherwise
+  // sets the COS mapping of the priority with that number, adding it when there
+  // is none, and leaves the DSCP table as it is.
   int set_dscp_queue(std::uint32_t dscp, std::uint32_t queue);
 
   // Appends the weights of queues 0..3 in order. Always 0.
@@ -67,9 +68,6 @@ class PolicyConfig {
   void set_cos_flag(bool flag) { _cos_flag = flag; }
 
  private:
-  using Table = std::map<std::uint32_t, std::uint32_t>;
-
-  void fill_queue_weights();
   void fill_cos_mapping();
   void fill_dscp_queue();
   void fill_priority_queue();
@@ -80,9 +78,9 @@ class PolicyConfig {
   bool _running = false;
   bool _cos_flag = false;
   std::uint32_t _schedule_mode = 0;
-  Table _cos_mapping;     // priority -> queue, as programmed on the line cards
-  Table _dscp_queue;      // DSCP 0..62 -> queue
-  Table _priority_queue;  // priority 0..7 -> queue
-  Table _queue_weights;   // queue 0..3 -> weight
+  QueueTable _cos_mapping;     // priority -> queue, as programmed on the line cards
+  QueueTable _dscp_queue;      // DSCP 0..62 -> queue
+  QueueTable _priority_queue;  // priority 0..7 -> queue
+  std::array<std::uint32_t, QUEUE_WEIGHTS> _queue_weights{12, 8, 4, 1};
   std::uint32_t _schedule_algorithm = 0;
 };

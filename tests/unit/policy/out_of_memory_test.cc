@@ -2,6 +2,7 @@
 // and is as it was before.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <new>
 #include <string>
@@ -155,19 +156,17 @@ TEST(OutOfMemoryBesides, DeletingAndClearingNeedNone) {
   EXPECT_FALSE(MemoryLimit::was_reached());
 }
 
-TEST(OutOfMemoryBesides, ADscpThatCannotBeNotedIsRefused) {
+TEST(OutOfMemoryBesides, ClassOfServiceSettingsNeedNone) {
   EventLoop loop;
   PolicyNode node(loop);
-  int result = 0;
-  {
-    const MemoryLimit limit(0);
-    result = node.policy_config().set_dscp_queue(10, 3);
-  }
-  EXPECT_EQ(result, -1);
-  std::uint32_t queue = 0;
-  EXPECT_EQ(node.policy_config().get_cos_mapping(10, queue), -1);
+  PolicyConfig& config = node.policy_config();
   const MemoryLimit limit(0);
-  EXPECT_EQ(node.policy_config().set_weights(std::array<std::uint32_t, 4>{4, 3, 2, 1}), 0);
+  EXPECT_EQ(config.set_dscp_queue(4, 3), 0);
+  EXPECT_EQ(config.set_dscp_queue(10, 3), 0);
+  EXPECT_EQ(config.set_cos_mapping(1, 2), 0);
+  EXPECT_EQ(config.set_priority_queue(1, 2), 0);
+  EXPECT_EQ(config.set_weights(std::array<std::uint32_t, 4>{4, 3, 2, 1}), 0);
+  EXPECT_FALSE(MemoryLimit::was_reached());
 }
 
 TEST(OutOfMemoryBesides, AnInterfaceTreeIsFollowedAsSoonAsThereIsMemoryAgain) {
