@@ -51,6 +51,7 @@ XrlPolicyTarget::XrlPolicyTarget(EventLoop& eventloop, PolicyNode& node, XrlRout
       _policy_config(&node.policy_config()),
       _policy_tree(&_policy_config->policy_tree()),
       _ifmirror(eventloop, SIF, router->finder_address(), router->finder_port()),
+      _port_reconciliation(_eventloop, *_policy_tree, _ifmirror.iftree(), _iftree),
       _lcmgr(router->sender()) {
   // The states asked for and the states acted upon
   // (card_state_observer_0_1_card_state_change) are two lists, fixed with the
@@ -83,6 +84,7 @@ int XrlPolicyTarget::shutdown() {
   _running = false;
   if (_finder_cardmgr_registered) deregister_interest(CARD_MANAGER);
   if (_finder_vlan_registered) deregister_interest(VLAN);
+  _port_reconciliation.stop();
   return _ifmirror.shutdown();
 }
 

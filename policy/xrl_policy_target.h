@@ -29,6 +29,7 @@
 #include "platform/sif_mgr_if_tree.h"
 #include "platform/sif_mgr_xrl_mirror.h"
 #include "policy/interfaces/policy_tgt.h"
+#include "policy/port_reconciliation.h"
 
 class EventLoop;
 class PolicyConfig;
@@ -234,7 +235,8 @@ class XrlPolicyTarget : public XrlPolicyTargetBase,
   void status_change(ServiceBase* service, ServiceStatus old_status,
                      ServiceStatus new_status) override;
 
-  // Both bring the port records in step with the mirrored interface tree.
+  // Both bring the port records in step with the mirrored interface tree; what
+  // memory does not suffice for is warned about and tried again.
   void tree_complete() override;
   void updates_made() override;
 
@@ -261,6 +263,7 @@ class XrlPolicyTarget : public XrlPolicyTargetBase,
   PolicyTree* _policy_tree;
   SifMgrXrlMirror _ifmirror;
   SifMgrIfTree _iftree;  // as of the last reconciliation
+  PortReconciliation _port_reconciliation;
   bool _running = false;
   bool _shutdown_requested = false;
   XrlLcmgrV0p1Client _lcmgr;

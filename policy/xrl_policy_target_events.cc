@@ -3,7 +3,6 @@
 #include "common/well_known_names.h"
 #include "policy/policy_replies.h"
 #include "policy/policytree.h"
-#include "policy/port_reconciliation.h"
 #include "policy/xrl_policy_target.h"
 
 using policy_replies::done_or;
@@ -70,5 +69,5 @@ void XrlPolicyTarget::tree_complete() {
 }
 
 void XrlPolicyTarget::updates_made() {
-  reconcile_ports(*_policy_tree, _ifmirror.iftree(), _iftree);
+  _port_reconciliation.updates_made();
 }

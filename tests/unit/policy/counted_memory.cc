@@ -4,17 +4,16 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <limits>
 #include <new>
 
 namespace {
 
-constexpr std::size_t UNLIMITED = std::numeric_limits<std::size_t>::max();
 // Before each block the allocator keeps its size.
 constexpr std::size_t BYTES_PER_BLOCK = sizeof(std::size_t);
 
 std::atomic<std::size_t> in_use{0};
-std::size_t successes_left = UNLIMITED;
+std::size_t successes_left = 0;
+std::size_t failures_left = 0;
 bool reached = false;
 
 std::size_t cost_of(void* block) {
@@ -22,13 +21,14 @@ std::size_t cost_of(void* block) {
 }
 
 bool may_allocate() {
-  if (successes_left == UNLIMITED) return true;
-  if (successes_left == 0) {
-    reached = true;
-    return false;
+  if (failures_left == 0) return true;
+  if (successes_left > 0) {
+    --successes_left;
+    return true;
   }
-  --successes_left;
-  return true;
+  reached = true;
+  --failures_left;
+  return false;
 }
 
 void* allocate(std::size_t size) {
@@ -46,12 +46,13 @@ void release(void* block) {
 
 }  // namespace
 
-MemoryLimit::MemoryLimit(std::size_t successes) {
+MemoryLimit::MemoryLimit(std::size_t successes, std::size_t failures) {
   reached = false;
   successes_left = successes;
+  failures_left = failures;
 }
 MemoryLimit::~MemoryLimit() {
-  successes_left = UNLIMITED;
+  failures_left = 0;
 }
 bool MemoryLimit::was_reached() {
   return reached;

@@ -4,11 +4,13 @@
 
 #include <cstddef>
 
-// From now on the allocation after the next `successes` ones fails, and so
-// does every later one, until the object goes.
+// From now on the allocation after the next `successes` ones fails, and so do
+// the later ones, `failures` together, until the object goes.
 class MemoryLimit {
  public:
-  explicit MemoryLimit(std::size_t successes);
+  static constexpr std::size_t ALL = static_cast<std::size_t>(-1);
+
+  explicit MemoryLimit(std::size_t successes, std::size_t failures = ALL);
   ~MemoryLimit();
   MemoryLimit(const MemoryLimit&) = delete;
   MemoryLimit& operator=(const MemoryLimit&) = delete;

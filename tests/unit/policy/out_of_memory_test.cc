@@ -12,7 +12,6 @@
 #include "policy/packed_map.h"
 #include "policy/policy_node.h"
 #include "policy/policyconfig.h"
-#include "policy/port_reconciliation.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/policy/counted_memory.h"
 #include "tests/unit/policy/store_picture.h"
@@ -167,48 +166,6 @@ TEST(OutOfMemoryBesides, ClassOfServiceSettingsNeedNone) {
   EXPECT_EQ(config.set_priority_queue(1, 2), 0);
   EXPECT_EQ(config.set_weights(std::array<std::uint32_t, 4>{4, 3, 2, 1}), 0);
   EXPECT_FALSE(MemoryLimit::was_reached());
-}
-
-TEST(OutOfMemoryBesides, AnInterfaceTreeIsFollowedAsSoonAsThereIsMemoryAgain) {
-  SifMgrIfTree old;
-  old.add(SifMgrIfAtom("0/1/1"));
-  old.add(SifMgrIfAtom("0/1/3"));
-  SifMgrIfTree live;
-  for (const char* name : {"0/1/1", "0/1/2"}) {
-    SifMgrIfAtom atom(name);
-    atom.set_lag(true, LONG);
-    live.add(atom);
-  }
-  live.add(SifMgrIfAtom(LONG));
-
-  for (std::size_t successes = 0;; ++successes) {
-    PolicyTree tree;
-    SifMgrIfTree snapshot;
-    reconcile_ports(tree, old, snapshot);
-    bool reached = false;
-    {
-      const MemoryLimit limit(successes);
-      try {
-        reconcile_ports(tree, live, snapshot);
-      } catch (const std::bad_alloc&) {
-        EXPECT_EQ(snapshot, old);
-      }
-      reached = MemoryLimit::was_reached();
-    }
-    // The interface that went away meanwhile may be back.
-    SifMgrIfTree later = live;
-    later.add(SifMgrIfAtom("0/1/3"));
-    reconcile_ports(tree, later, snapshot);
-    EXPECT_EQ(snapshot, later);
-    Texts names;
-    tree.get_port_names(names);
-    EXPECT_EQ(names, (Texts{"0/1/1", "0/1/2", "0/1/3", LONG}));
-    for (const char* name : {"0/1/1", "0/1/2"}) {
-      EXPECT_TRUE(tree.find_port(name)->lag_member);
-      EXPECT_EQ(tree.find_port(name)->lag_name, LONG);
-    }
-    if (!reached) break;
-  }
 }
 
 TEST(OutOfMemoryBesides, AnIndexThatCannotGrowIsAsItWas) {

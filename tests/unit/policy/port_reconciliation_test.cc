@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "framework/base/event_loop.h"
 #include "tests/unit/policy/store_samples.h"
 
 namespace {
@@ -28,7 +29,7 @@ class Reconciliation : public ::testing::Test {
   void follow(std::initializer_list<SifMgrIfAtom> atoms) {
     SifMgrIfTree live;
     for (const SifMgrIfAtom& atom : atoms) live.add(atom);
-    reconcile_ports(_tree, live, _snapshot);
+    EXPECT_TRUE(reconcile_ports(_tree, live, _snapshot, "+1 here follow"));
     EXPECT_EQ(_snapshot, live);
   }
   PolicyPortInfo& port(const char* name) {
@@ -179,7 +180,19 @@ TEST_F(Reconciliation, AnInterfaceThatComesBackGetsANewRecord) {
 TEST_F(Reconciliation, ARecordThatIsMissingBehindItsBackStopsTheProcess) {
   follow({interface("0/1/1")});
   ASSERT_EQ(_tree.delete_port("0/1/1"), 0);
-  EXPECT_DEATH(follow({interface("0/1/1")}), "ifp != 0.*0/1/1");
+  EXPECT_DEATH(follow({interface("0/1/1")}),
+               R"(\+1 here follow: Assertion failed: ifp != 0 \(interface 0/1/1\))");
+}
+
+TEST_F(Reconciliation, UpdatesMadeIsWhereTheLogSaysThatARecordIsMissing) {
+  EventLoop loop;
+  SifMgrIfTree live;
+  live.add(interface("0/1/1"));
+  PortReconciliation reconciliation(loop, _tree, live, _snapshot);
+  reconciliation.updates_made();
+  ASSERT_EQ(_tree.delete_port("0/1/1"), 0);
+  EXPECT_DEATH(reconciliation.updates_made(),
+               R"(\+[0-9]+ port_reconciliation updates_made: Assertion failed: ifp != 0 )");
 }
 
 }  // namespace
