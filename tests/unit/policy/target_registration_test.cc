@@ -129,6 +129,12 @@ TEST_F(Registration, ATargetThatNeverStartedIsDestroyedWithoutAWord) {
   EXPECT_EQ(router.sent(), Texts{});
 }
 
+TEST_F(Registration, ShutDownOfATargetThatNeverStartedStopsItsMirrorForGood) {
+  EXPECT_EQ(_target.shutdown(), 0);
+  EXPECT_EQ(_router.sent(), Texts{});
+  EXPECT_EQ(_target.startup(), -1);
+}
+
 TEST_F(Registration, DestructionWithdrawsWhatIsStillConfirmed) {
   FakeRouter router("policy");
   std::optional<XrlPolicyTarget> target;
