@@ -17,6 +17,8 @@ int main(int argc, char* argv[]) {
   try {
     policy_main(options.finder_hostname, options.finder_port);
   } catch (...) {
+    // Reported, and thereby dealt with: the exit status is 0 all the same, on
+    // purpose. Only a wrong command line has another one.
     xorp_catch_standard_exceptions();
   }
 

@@ -1,7 +1,6 @@
 // One ACL: a plain record that owns its rules.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -45,7 +44,6 @@ class PolicyAclInfo {
   [[nodiscard]] int delete_rule(std::uint32_t rule);
   // Null when there is none; lives until it or the ACL is deleted.
   [[nodiscard]] PolicyRuleInfo* find_rule(std::uint32_t rule) const;
-  [[nodiscard]] std::size_t rule_count() const { return _rules.size(); }
   // Appends every rule number in ascending order.
   void get_rule_ids(std::vector<std::uint32_t>& ids) const;
 

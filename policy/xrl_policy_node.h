@@ -42,5 +42,6 @@ class XrlPolicyNode {
   XrlStdRouter _xrl_router;
   PolicyNode _policy_node;
   XrlPolicyTarget _xrl_policy_target;
+  // Kept as given, and never read: the parts know the finder by its name.
   std::string _finder_target;
 };

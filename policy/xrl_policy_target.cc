@@ -115,28 +115,25 @@ XrlCmdError XrlPolicyTarget::common_0_1_shutdown() {
 // Interest at the finder, card states at the card manager.
 
 int XrlPolicyTarget::register_interest(std::string_view class_name) {
-  auto done = &XrlPolicyTarget::finder_register_interest_cardmgr_cb;
-  if (class_name == VLAN) {
-    done = &XrlPolicyTarget::finder_register_interest_vlan_cb;
-  } else if (class_name != CARD_MANAGER) {
-    return -1;
-  }
-  XrlFinderEventNotifierV0p1Client finder(_router->sender());
-  const bool queued = finder.send_register_class_event_interest(
-      FINDER, _router->instance_name(), class_name, callback(_lifeline, this, done));
-  return queued ? 0 : -1;
+  return send_interest(&XrlFinderEventNotifierV0p1Client::send_register_class_event_interest,
+                       class_name, &XrlPolicyTarget::finder_register_interest_cardmgr_cb,
+                       &XrlPolicyTarget::finder_register_interest_vlan_cb);
 }
 
 int XrlPolicyTarget::deregister_interest(std::string_view class_name) {
-  auto done = &XrlPolicyTarget::finder_deregister_interest_cardmgr_cb;
-  if (class_name == VLAN) {
-    done = &XrlPolicyTarget::finder_deregister_interest_vlan_cb;
-  } else if (class_name != CARD_MANAGER) {
-    return -1;
-  }
+  return send_interest(&XrlFinderEventNotifierV0p1Client::send_deregister_class_event_interest,
+                       class_name, &XrlPolicyTarget::finder_deregister_interest_cardmgr_cb,
+                       &XrlPolicyTarget::finder_deregister_interest_vlan_cb);
+}
+
+template <typename Send>
+int XrlPolicyTarget::send_interest(Send send, std::string_view class_name, Confirmed cardmgr_cb,
+                                   Confirmed vlan_cb) {
+  if (class_name != CARD_MANAGER && class_name != VLAN) return -1;
+  const Confirmed done = class_name == VLAN ? vlan_cb : cardmgr_cb;
   XrlFinderEventNotifierV0p1Client finder(_router->sender());
-  const bool queued = finder.send_deregister_class_event_interest(
-      FINDER, _router->instance_name(), class_name, callback(_lifeline, this, done));
+  const bool queued =
+      (finder.*send)(FINDER, _router->instance_name(), class_name, callback(_lifeline, this, done));
   return queued ? 0 : -1;
 }
 

@@ -182,7 +182,8 @@ class XrlPolicyTarget : public XrlPolicyTargetBase,
   XrlCmdError policy_config_0_1_get_priority_queue(const XrlAtomList& priorities,
                                                    XrlAtomList& queues) override;
 
-  // Remarks of bound rules. kind 0: DSCP 0..63, 1: priority 0..7, 2: a two-bit value.
+  // Remarks: values that packets of an existing rule with action 1 are to carry;
+  // the rule need not be bound. kind 0: DSCP 0..63, 1: priority 0..7, 2: a two-bit value.
   XrlCmdError policy_config_0_1_remark_all_port_priority(std::uint32_t acl_id,
                                                          std::uint32_t rule_id, std::uint32_t kind,
                                                          std::uint32_t value) override;
@@ -241,6 +242,14 @@ class XrlPolicyTarget : public XrlPolicyTargetBase,
   void updates_made() override;
 
  private:
+  // What runs when a request of ours was answered.
+  using Confirmed = void (XrlPolicyTarget::*)(const XrlError& error);
+
+  // Sends the finder what `send` is for, with the class's own of the two
+  // callbacks. 0 or -1 as register_interest().
+  template <typename Send>
+  int send_interest(Send send, std::string_view class_name, Confirmed cardmgr_cb,
+                    Confirmed vlan_cb);
   void finder_register_interest_cardmgr_cb(const XrlError& error);
   void finder_register_interest_vlan_cb(const XrlError& error);
   void finder_deregister_interest_cardmgr_cb(const XrlError& error);
@@ -251,7 +260,7 @@ class XrlPolicyTarget : public XrlPolicyTargetBase,
                                         std::uint32_t queue);
 
   EventLoop& _eventloop;
-  PolicyNode& _node;
+  PolicyNode& _node;  // whose parts below are all that is used of it
   XrlRouter* _router;
   bool _finder_cardmgr_registered = false;
   bool _cardmgr_registered = false;

@@ -35,6 +35,7 @@ XrlCmdError XrlPolicyTarget::policy_config_0_1_create_time_range(std::string_vie
                  _policy_tree->create_time_range(name, number1, number2, flag, number3, number4));
 }
 
+// The store never refuses it; the text stands for one that would.
 XrlCmdError XrlPolicyTarget::policy_config_0_1_delete_time_range(std::string_view name) {
   return done_or("failed to delete time range.", _policy_tree->delete_time_range(name));
 }

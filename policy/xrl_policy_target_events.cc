@@ -52,6 +52,8 @@ XrlCmdError XrlPolicyTarget::card_state_observer_0_1_card_state_change(std::uint
   return XrlCmdError::OKAY();
 }
 
+// VLANs are followed whether their manager is known to be alive or not: its
+// events may come before the finder's news of its birth.
 XrlCmdError XrlPolicyTarget::vlan_observer_0_1_vlan_event(std::uint32_t event,
                                                           std::uint32_t vlan_id) {
   switch (event) {
