@@ -13,10 +13,15 @@ class PolicyDescription {
   [[nodiscard]] std::string_view text() const {
     return _text ? std::string_view(*_text) : std::string_view();
   }
-  // 0, or -1 when memory runs out; the text is then as it was.
+  // 0, or -1 when memory runs out; the text is then as it was. Never refused
+  // for the empty text, which gives memory back.
   [[nodiscard]] int set(std::string_view text) {
+    if (text.empty()) {
+      _text.reset();
+      return 0;
+    }
     return unless_out_of_memory([&] {
-      _text = text.empty() ? nullptr : std::make_unique<const std::string>(text);
+      _text = std::make_unique<const std::string>(text);
       return 0;
     });
   }

@@ -53,7 +53,8 @@ class PolicyRuleInfo {
 
   // Holds until it is set.
   [[nodiscard]] std::string_view description() const { return _description.text(); }
-  // -1 when memory runs out; the description is then as it was.
+  // -1 when memory runs out, which it does not for the empty text; the
+  // description is then as it was.
   [[nodiscard]] int set_description(std::string_view description);
 
   // Whether the filters or the actions of any port or VLAN name this rule.

@@ -9,6 +9,13 @@ using policy_replies::done_or;
 
 namespace {
 
+// For want of memory an event is not refused: a refusal would settle it, while
+// who told it is to tell it again.
+XrlCmdError done_or_told_again(int result) {
+  if (result == 0) return XrlCmdError::OKAY();
+  return XrlCmdError(XrlError::INTERNAL_ERROR(policy_replies::OUT_OF_MEMORY));
+}
+
 // Card states.
 constexpr std::uint32_t CARD_UP = 7;
 constexpr bool is_card_gone(std::uint32_t card_state) {
@@ -45,7 +52,7 @@ XrlCmdError XrlPolicyTarget::finder_event_observer_0_1_xrl_target_death(
 XrlCmdError XrlPolicyTarget::card_state_observer_0_1_card_state_change(std::uint32_t card_id,
                                                                        std::uint32_t card_state) {
   if (card_state == CARD_UP) {
-    return done_or(policy_replies::OUT_OF_MEMORY, _policy_tree->set_card_up(card_id));
+    return done_or_told_again(_policy_tree->set_card_up(card_id));
   }
   if (!is_card_gone(card_state)) return XrlCmdError::BAD_ARGS("card_state is bad.");
   _policy_tree->set_card_down(card_id);
@@ -60,7 +67,10 @@ XrlCmdError XrlPolicyTarget::vlan_observer_0_1_vlan_event(std::uint32_t event,
     case VLAN_DELETED:
       return done_or("vlan does not exist.", _policy_tree->delete_vlan(vlan_id));
     case VLAN_CREATED:
-      return done_or("vlan has existed.", _policy_tree->create_vlan(vlan_id));
+      if (_policy_tree->find_vlan(vlan_id) != nullptr) {
+        return XrlCmdError::COMMAND_FAILED("vlan has existed.");
+      }
+      return done_or_told_again(_policy_tree->create_vlan(vlan_id));
     default:
       return XrlCmdError::BAD_ARGS("event is bad.");
   }

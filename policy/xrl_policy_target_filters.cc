@@ -77,9 +77,10 @@ XrlCmdError XrlPolicyTarget::policy_config_0_1_delete_vlan_packet_filter(std::ui
 }
 
 XrlCmdError XrlPolicyTarget::policy_config_0_1_clear_all_packet_filters() {
-  for_every_port(*_policy_tree, [](PolicyPortInfo& port) { port.clear_filters(); });
+  // All that needs memory comes before the first change.
   std::vector<std::uint32_t> vlans;
   _policy_tree->get_vlan_ids(vlans);
+  for_every_port(*_policy_tree, [](PolicyPortInfo& port) { port.clear_filters(); });
   for (const std::uint32_t vlan : vlans) _policy_tree->find_vlan(vlan)->clear_filters();
   return XrlCmdError::OKAY();
 }

@@ -8,7 +8,8 @@
 
 enum class XrlErrorCode : std::uint32_t {
   OKAY = 100,
-  // Refused by the target; asking again unchanged is in vain.
+  // Refused by the target as it is; asking again unchanged is in vain until
+  // something else has changed there.
   BAD_ARGS = 101,
   COMMAND_FAILED = 102,
   // The target is not to be found now; later it may be.
@@ -19,7 +20,8 @@ enum class XrlErrorCode : std::uint32_t {
   // Whether the request was carried out is not known.
   SEND_FAILED = 210,
   REPLY_TIMED_OUT = 211,
-  // A fault of the framework or of the target's reply.
+  // A fault of the framework or of the target's reply, or a target that is out
+  // of memory for now; nothing is said against the request.
   INTERNAL_ERROR = 220,
 };
 
@@ -87,7 +89,7 @@ class XrlCmdError {
   static XrlCmdError COMMAND_FAILED(std::string text) {
     return XrlCmdError(XrlError::COMMAND_FAILED(std::move(text)));
   }
-  // For the dispatcher's own refusals.
+  // For the codes that say nothing against the request.
   explicit XrlCmdError(XrlError error) : _error(std::move(error)) {}
 
   [[nodiscard]] bool is_okay() const { return _error.is_okay(); }

@@ -25,7 +25,8 @@ PROFILES = BUILD / "profiles"
 EXCEPTIONS = pathlib.Path(__file__).with_name("exceptions.txt")
 MEASURED = ("policy/", "common/")
 TESTS = ("test_policy_store", "test_policy_store_memory", "test_policy_store_model",
-         "test_policy_target", "test_processes", "test_profile_fetch", "test_simulated_daemon")
+         "test_policy_target", "test_policy_target_memory", "test_processes",
+         "test_profile_fetch", "test_simulated_daemon")
 DAEMONS = ("policyd", "profiled_policyd")
 
 

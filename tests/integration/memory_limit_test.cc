@@ -148,6 +148,26 @@ TEST_F(MemoryLimit, WhateverElseDoesNotFitIsRefusedWithItsOwnText) {
         {"set_acl_description?acl:u32=" + std::to_string(last) + "&description:txt=d", "100"}});
 }
 
+TEST_F(MemoryLimit, VlansThatDidNotFitAreThereOnceTheyDo) {
+  constexpr std::uint32_t FIRST = 100;
+  constexpr std::uint32_t END = 400;
+  plane.start_chassis();
+  ASSERT_TRUE(until([this] { return has_port("eth-0/1/1") && has_vlan(20); }));
+  for (const std::uint32_t bytes : {50000U, 2000U, 100U}) fill(bytes, bytes, 5000);
+  std::string answer = "100";
+  for (std::uint32_t vlan = 5000; vlan < 100000 && answer == "100"; ++vlan) {
+    answer = vlan_event(1, vlan);
+  }
+  EXPECT_EQ(answer, "220 out of memory.");
+  for (std::uint32_t vlan = FIRST; vlan < END; ++vlan) {
+    ASSERT_EQ(chassis("create_vlan?vlan_id:u32=" + std::to_string(vlan)), "100");
+  }
+  hold({{"delete_acl?acl:u32=1", "100"}});
+  for (std::uint32_t vlan = FIRST; vlan < END; ++vlan) {
+    ASSERT_TRUE(until([&] { return has_vlan(vlan); })) << vlan;
+  }
+}
+
 TEST_F(MemoryLimit, ARuleAsLargeAsATextMayBeIsRefusedAsAnyOther) {
   // Whatever else has found room in between.
   constexpr std::uint32_t LARGEST = xrl_limits::MAX_TEXT_BYTES;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,11 +34,14 @@ class FakeRouter final : public XrlRouter {
     std::string text(target);
     text.append(" ").append(method).append("?").append(text_of(_args));
     _sent.push_back({std::move(text), std::move(reply)});
+    if (std::exchange(_fails_next, false)) throw std::bad_alloc();
     return true;
   }
 
   // After `count` more requests send() answers false.
   void refuse_after(std::size_t count) { _accepted_until_refusal = count; }
+  // The next send() runs out of memory when the request is queued already.
+  void fail_next() { _fails_next = true; }
 
   // The requests that wait for an answer, the oldest first, each as
   // "TARGET METHOD?ARGUMENTS".
@@ -88,6 +92,7 @@ class FakeRouter final : public XrlRouter {
 
   std::string _instance_name = name() + "-0123456789abcdef";
   std::size_t _accepted_until_refusal = static_cast<std::size_t>(-1);
+  bool _fails_next = false;
   ByteBuffer _args;
   std::vector<Sent> _sent;
 };

@@ -141,7 +141,15 @@ TEST(OutOfMemoryBesides, ABoundAclIsRefusedAlsoWhenTheWarningCannotBeWritten) {
 TEST(OutOfMemoryBesides, DeletingAndClearingNeedNone) {
   PolicyTree tree;
   fill(tree);
+  PolicyAclInfo& acl = *tree.find_acl(10);
+  PolicyRuleInfo& rule = *acl.find_rule(0);
+  ASSERT_EQ(acl.set_description(LONG), 0);
+  ASSERT_EQ(rule.set_description(LONG), 0);
   const MemoryLimit limit(0);
+  EXPECT_EQ(acl.set_description(""), 0);
+  EXPECT_EQ(acl.description(), "");
+  EXPECT_EQ(rule.set_description(""), 0);
+  EXPECT_EQ(rule.description(), "");
   PolicyPortInfo& port = *tree.find_port("0/1/1");
   EXPECT_EQ(port.delete_filter({10, 2}), 0);
   EXPECT_EQ(tree.find_vlan(1)->actions().delete_action({10, 2}), 0);

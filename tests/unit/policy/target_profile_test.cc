@@ -139,6 +139,30 @@ TEST_F(ProfileCommands, AnEntryThatCannotBeQueuedEndsTheTransmissionAndUnlocks) 
   EXPECT_FALSE(is_locked());
 }
 
+TEST_F(ProfileCommands, AnEntryThatRunsOutOfMemoryHalfQueuedUnlocksAndItsAnswerCountsNoMore) {
+  profile().enable("policy_profile1");
+  log("first", 1, 2);
+  _router.fail_next();
+  EXPECT_THROW(call(GET), std::bad_alloc);
+  EXPECT_FALSE(is_locked());
+  log("second", 3, 4);
+  ASSERT_EQ(call(GET), OKAY);
+  // Of the request that failed; the log is by now locked for another one.
+  _router.answer(XrlError::REPLY_TIMED_OUT("no reply within 30 s"));
+  EXPECT_TRUE(is_locked());
+  EXPECT_EQ(_router.sent().size(), 1U);
+}
+
+TEST_F(ProfileCommands, ALaterEntryThatRunsOutOfMemoryUnlocksToo) {
+  profile().enable("policy_profile1");
+  log("first", 1, 2);
+  log("second", 3, 4);
+  ASSERT_EQ(call(GET), OKAY);
+  _router.fail_next();
+  EXPECT_THROW(_router.answer(), std::bad_alloc);
+  EXPECT_FALSE(is_locked());
+}
+
 TEST_F(ProfileCommands, AFailedEndIsOnlyWarnedAbout) {
   ASSERT_EQ(call(GET), OKAY);
   LogCapture capture;
