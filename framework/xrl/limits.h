@@ -28,7 +28,10 @@ inline constexpr std::size_t MAX_LIST_DEPTH = 8;
 // Connections that one listener keeps; past it the one that has been silent
 // longest goes, first of those still in the handshake.
 inline constexpr std::size_t MAX_CONNECTIONS = 4096;
-// Of these, connections still in the handshake.
+// From an attempt to take connections for which the kernel has no memory to the
+// next.
+inline constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
+// Of MAX_CONNECTIONS, those still in the handshake.
 inline constexpr std::size_t MAX_HANDSHAKES = 256;
 // Memory that all peers of one process together make it hold for unfinished
 // frames and for what they have not taken; past it the connection that holds

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
@@ -13,6 +14,27 @@
 namespace {
 // Connections taken from one listening socket in one turn.
 constexpr int MAX_ACCEPTS_PER_TURN = 64;
+
+// Whether accept() tells what became of a connection that waited, and not that
+// it cannot take any.
+bool is_of_one_connection(int error) {
+  switch (error) {
+    case -ECONNABORTED:
+    case -EHOSTDOWN:
+    case -EHOSTUNREACH:
+    case -ENETDOWN:
+    case -ENETUNREACH:
+    case -ENONET:
+    case -ENOPROTOOPT:
+    case -EOPNOTSUPP:
+    case -EPERM:
+    case -EPROTO:
+    case -ETIMEDOUT:
+      return true;
+    default:
+      return false;
+  }
+}
 }  // namespace
 
 XrlListener::Options XrlListener::default_options() {
@@ -44,23 +66,43 @@ XrlListener::~XrlListener() {
 int XrlListener::listen(const NetAddress& address) {
   const int fd = _loop.network().listen(address);
   if (fd < 0) return fd;
-  _sockets.push_back({fd, std::make_unique<Watch>(_loop, fd, IoInterest::READ,
-                                                  [this, fd](IoInterest) { accept_some(fd); })});
+  Socket& socket = _sockets.emplace_back();
+  socket.fd = fd;
+  socket.watch = std::make_unique<Watch>(_loop, fd, IoInterest::READ,
+                                         [this, &socket](IoInterest) { accept_some(socket); });
+  socket.resume =
+      std::make_unique<Timer>(_loop, [&socket] { socket.watch->set_interest(IoInterest::READ); });
   _addresses.push_back(_loop.network().local_address(fd));
   return 0;
 }
 
-void XrlListener::accept_some(int listener) {
+void XrlListener::accept_some(Socket& socket) {
   for (int i = 0; i < MAX_ACCEPTS_PER_TURN; ++i) {
     NetAddress peer;
-    const int fd = _loop.network().accept(listener, peer);
+    const int fd = _loop.network().accept(socket.fd, peer);
     if (fd == -EAGAIN) return;
     if (fd >= 0) {
+      _told_pause = false;
       admit(fd, peer);
     } else if (fd == -EMFILE || fd == -ENFILE) {
       static_cast<void>(make_room());
       return;
+    } else if (!is_of_one_connection(fd)) {
+      pause(socket, fd);
+      return;
     }
+  }
+}
+
+// What waits keeps the socket ready, so it is not looked at for a while.
+void XrlListener::pause(Socket& socket, int error) {
+  socket.resume->schedule_after(xrl_limits::ACCEPT_PAUSE);
+  socket.watch->set_interest(IoInterest::NONE);
+  if (std::exchange(_told_pause, true)) return;
+  try {
+    XLOG_WARNING("cannot take connections: %s; trying again", std::strerror(-error));
+  } catch (const std::bad_alloc&) {
+    _told_pause = false;  // the next attempt tells
   }
 }
 

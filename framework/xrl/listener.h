@@ -6,10 +6,12 @@
 // a flood of idle peers cannot lock an honest one out. When what they all make it
 // hold in buffers passes its limit, the one that makes it hold most goes. One
 // for which there is no memory goes. Each connection that is refused or damaged
-// costs one log line, if there is memory for it.
+// costs one log line, if there is memory for it. While the kernel has none for new
+// ones they wait, with one line for all of them.
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -62,9 +64,11 @@ class XrlListener : private XrlConnection::Delegate {
   struct Socket {
     int fd;
     std::unique_ptr<Watch> watch;
+    std::unique_ptr<Timer> resume;  // after a pause
   };
 
-  void accept_some(int listener);
+  void accept_some(Socket& socket);
+  void pause(Socket& socket, int error);
   void admit(int fd, const NetAddress& peer);
   // Why a peer cannot be admitted now; empty when it can, which may have cost
   // another one its connection.
@@ -83,7 +87,8 @@ class XrlListener : private XrlConnection::Delegate {
   XrlDispatcher& _dispatcher;
   Options _options;
   Observer* _observer;
-  std::vector<Socket> _sockets;
+  std::deque<Socket> _sockets;  // that callbacks point to
+  bool _told_pause = false;
   std::vector<NetAddress> _addresses;
   XrlBufferBudget _budget;
   std::vector<std::unique_ptr<XrlConnection>> _connections;

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -71,6 +73,22 @@ class HostileListener : public testing::Test {
   XrlListener listener{world.loop(), dispatcher, options()};
   std::vector<std::unique_ptr<Stranger>> strangers;
 };
+
+TEST_F(HostileListener, TakesThoseWhoWaitedWhenTheKernelHasMemoryAgain) {
+  LogCapture log;
+  for (const int error : {-ENOBUFS, -ENOMEM}) {
+    world.network().set_accept_error(error);
+    Stranger& waiting = stranger(hello("waiting", cookie));
+    world.run_for(seconds(1));
+    EXPECT_TRUE(waiting.heard().empty());
+    EXPECT_EQ(log.take_lines(), Lines{"WARNING XRL pause: cannot take connections: " +
+                                      std::string(std::strerror(-error)) + "; trying again"});
+    world.network().set_accept_error(0);
+    world.run_for(seconds(1));
+    EXPECT_EQ(waiting.heard(), Lines{"hello echo-1"});
+  }
+  expect_service();
+}
 
 TEST_F(HostileListener, ClosesTheOldestHandshakeForANewOneWithOneLine) {
   LogCapture log;

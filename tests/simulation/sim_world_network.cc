@@ -53,6 +53,7 @@ int SimNetwork::listen(const NetAddress& address) {
 int SimNetwork::accept(int listener, NetAddress& peer) {
   Descriptor& listening = descriptor(listener, Descriptor::Kind::LISTENER);
   if (listening.queue.empty()) return -EAGAIN;
+  if (_accept_error != 0) return _accept_error;
   const std::uint64_t id = listening.queue.front();
   listening.queue.pop_front();
   Connection& connection = _connections.at(id);

@@ -59,6 +59,9 @@ class SimNetwork final : public Network {
   void set_buffer_size(std::size_t bytes);
   // Descriptors that can be open at a time. Default: 1024.
   void set_descriptor_limit(std::size_t limit);
+  // What accept() answers instead of a connection, as a negative errno; 0, as at
+  // first: nothing.
+  void set_accept_error(int error) { _accept_error = error; }
   void set_host_state(IPv4 host, SimHostState state);
   // What the name service knows from now on; at first it knows no name.
   void set_host_name(const std::string& name, IPv4 host);
@@ -159,6 +162,7 @@ class SimNetwork final : public Network {
   unsigned _partial_per_mille = 250;
   std::size_t _buffer_size = 65536;
   std::size_t _descriptor_limit = 1024;
+  int _accept_error = 0;
   std::map<IPv4, SimHostState> _host_states;
   std::map<std::string, IPv4> _host_names;
   std::size_t _look_ups = 0;
