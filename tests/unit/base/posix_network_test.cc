@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "framework/base/epoll_kernel.h"
+#include "tests/support/reserved_port.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -166,25 +167,21 @@ TEST_F(PosixNetworkTest, AFullBufferIsToldAsEagain) {
 }
 
 TEST_F(PosixNetworkTest, AConnectWithoutListenerIsRefused) {
-  const int listener = listen_on_loopback();
-  const NetAddress address = _network.local_address(listener);
-  close(listener);
-  const int fd = connect(address);
+  const ReservedPort port;
+  const int fd = connect(NetAddress::tcp(IPv4::loopback(), port.number()));
   ASSERT_GE(fd, 0);
   wait_for(fd, IoInterest::WRITE);
   EXPECT_EQ(_network.connect_result(fd), -ECONNREFUSED);
 }
 
 TEST_F(PosixNetworkTest, AConnectionToItselfCountsAsRefused) {
-  const int listener = listen_on_loopback();
-  const NetAddress address = _network.local_address(listener);
-  close(listener);
+  const ReservedPort port;
   // Bound to the very port it connects to, a socket meets itself.
   const int fd = opened(::socket(AF_INET, SOCK_STREAM, 0));
   sockaddr_in own{};
   own.sin_family = AF_INET;
   own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  own.sin_port = htons(address.port);
+  own.sin_port = htons(port.number());
   const int on = 1;
   ASSERT_EQ(::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)), 0);
   ASSERT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
@@ -203,8 +200,9 @@ TEST_F(PosixNetworkTest, AnAddressIsListenedOnOnce) {
 }
 
 TEST_F(PosixNetworkTest, APortIsFreeAgainAtOnceAfterItsListener) {
-  const int listener = listen_on_loopback();
-  const NetAddress address = _network.local_address(listener);
+  const ReservedPort port;
+  const NetAddress address = NetAddress::tcp(IPv4::loopback(), port.number());
+  const int listener = listen(address);
   const Pair pair = connected(listener);
   close(pair.server);
   close(listener);
