@@ -3,10 +3,11 @@
 // and xrl.h.
 //
 // Parsing throws XrlParseError and holds texts, names, lists and arguments
-// against the same limits as the wire form; it takes one way of writing each
-// byte only, so that a text that is read is the text that is printed (apart
-// from leading zeros, the case of hexadecimal digits and the spelling of
-// addresses).
+// against the same limits as the wire form. A byte that has to be escaped is
+// refused where it stands plain. What can be written in several ways is read in
+// each of them and printed in one: escapes that are not needed, the case of
+// their digits, leading zeros, "-0", a '?' without arguments, and the spelling
+// of addresses.
 #pragma once
 
 #include <string>

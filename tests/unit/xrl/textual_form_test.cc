@@ -119,12 +119,25 @@ TEST(TextualForm, TakesHexadecimalDigitsOfEitherCase) {
   EXPECT_EQ(XrlAtom::parse("t:txt=%2c%2C").text(), ",,");
 }
 
+TEST(TextualForm, TakesEscapesThatAreNotNeeded) {
+  EXPECT_EQ(Xrl::parse("finder://p%6Flicy/co%6Dmon/0.1/get_%76ersion").str(),
+            "finder://policy/common/0.1/get_version");
+}
+
+TEST(TextualForm, TakesAQuestionMarkWithoutArguments) {
+  EXPECT_EQ(Xrl::parse("finder://t/i/0.1/m?").str(), "finder://t/i/0.1/m");
+}
+
+TEST(TextualForm, TakesAMinusInFrontOfZero) {
+  EXPECT_EQ(XrlAtom::parse("n:i32=-0").str(), "n:i32=0");
+}
+
 TEST(TextualForm, TakesLeadingZerosOfNumbers) {
   EXPECT_EQ(XrlAtom::parse("n:u32=007").uint32(), 7U);
   EXPECT_EQ(XrlAtom::parse("n:i32=-007").int32(), -7);
 }
 
-TEST(TextualForm, OfLongListsTakesLinearTime) {
+TEST(TextualForm, OfLongListsIsReadAsItWasPrinted) {
   const XrlAtomList numbers = samples::numbers(100000);
   EXPECT_EQ(XrlAtomList::parse(numbers.str()), numbers);
   XrlAtomList mixed = samples::texts(100000);
