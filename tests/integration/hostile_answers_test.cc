@@ -63,6 +63,7 @@ TEST_F(HostileConnection, RunsTheRequestsOfAPeerThatLeavesBeforeItsAnswers) {
   }
   world.run_for(seconds(1));
   EXPECT_EQ(listener.connections(), 0U);
+  EXPECT_EQ(target.heard().size(), 100U);
   expect_service();
 }
 
