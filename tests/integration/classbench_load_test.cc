@@ -11,25 +11,13 @@
 
 namespace {
 
-struct Result {
-  int status;
-  std::string output;
-  std::string errors;
-};
-
-Result run(std::vector<std::string> argv) {
-  ChildProcess process(std::move(argv));
-  const int status = process.wait();
-  return {status, process.output(), process.errors()};
+ProcessResult shell(const std::string& command) {
+  return run_process({"/bin/sh", "-c", command});
 }
 
-Result shell(const std::string& command) {
-  return run({"/bin/sh", "-c", command});
-}
-
-Result convert(std::vector<std::string> words) {
+ProcessResult convert(std::vector<std::string> words) {
   words.insert(words.begin(), program("classbench2xrl"));
-  return run(std::move(words));
+  return run_process(std::move(words));
 }
 
 constexpr const char* LINE =
@@ -37,7 +25,7 @@ constexpr const char* LINE =
 
 TEST(Classbench2xrl, PrintsTheRequestsWithStatusZero) {
   const TemporaryFolder folder;
-  const Result result =
+  const ProcessResult result =
       convert({folder.write("file", LINE), "--acl", "7", "--action", "0", "--first-rule", "5"});
   EXPECT_EQ(result.output,
             "finder://policy/policy_config/0.1/create_acl?acl:u32=7&type:u32=0\n"
@@ -50,7 +38,7 @@ TEST(Classbench2xrl, PrintsTheRequestsWithStatusZero) {
 TEST(Classbench2xrl, PrintsNothingOfABadSetAndTellsThePlaceWithStatus65) {
   const TemporaryFolder folder;
   const std::string file = folder.write("file", std::string(LINE) + "@10.0.0.0/8 x\n");
-  const Result result = convert({file, "--acl", "7"});
+  const ProcessResult result = convert({file, "--acl", "7"});
   EXPECT_EQ(result.output, "");
   EXPECT_EQ(result.errors, "classbench2xrl: " + file + ":2:12: tab expected\n");
   EXPECT_EQ(result.status, 65);
@@ -65,7 +53,7 @@ TEST(Classbench2xrl, LeavesWithStatus66WhenThereIsNothingToRead) {
 
 TEST(Classbench2xrl, LeavesWithStatus74WhenItCannotWrite) {
   const TemporaryFolder folder;
-  const Result result =
+  const ProcessResult result =
       shell(program("classbench2xrl") + " --acl 7 " + folder.write("file", LINE) + " > /dev/full");
   EXPECT_EQ(result.errors, "classbench2xrl: the requests cannot be written\n");
   EXPECT_EQ(result.status, 74);
@@ -115,7 +103,8 @@ TEST_P(ClassbenchLoad, EveryRuleIsReadBackAsItWasCreated) {
   const std::string set = std::string(EXAMPLES) + "/" + GetParam();
   const std::string call_xrl = program("call_xrl") + " -F " + plane.finder_address() + " - ";
 
-  const Result loaded = shell(program("classbench2xrl") + " --acl 10 '" + set + "' | " + call_xrl);
+  const ProcessResult loaded =
+      shell(program("classbench2xrl") + " --acl 10 '" + set + "' | " + call_xrl);
   EXPECT_EQ(loaded.errors, "");
   ASSERT_EQ(loaded.status, 0);
 
@@ -130,7 +119,7 @@ TEST_P(ClassbenchLoad, EveryRuleIsReadBackAsItWasCreated) {
     all.answer += one.answer;
   }
   const TemporaryFolder folder;
-  const Result read = shell(call_xrl + "< " + folder.write("file", all.request));
+  const ProcessResult read = shell(call_xrl + "< " + folder.write("file", all.request));
   EXPECT_EQ(read.status, 0);
   EXPECT_TRUE(read.output == all.answer);
 }

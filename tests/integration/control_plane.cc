@@ -5,11 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace {
-
-const std::string LISTENING = "finder: listening on ";
-
-}  // namespace
+#include "tests/support/finder_process.h"
 
 std::string program(const std::string& name) {
   return std::string(POLICYD_BIN) + "/" + name;
@@ -28,12 +24,6 @@ std::vector<std::string> log_lines(const std::string& errors) {
 ControlPlane::ControlPlane() = default;
 ControlPlane::~ControlPlane() = default;
 
-std::string ControlPlane::listening_address() {
-  if (!finder->wait_for_output("\n")) return {};
-  const std::string line = finder->output();
-  return line.substr(0, line.find('\n')).substr(LISTENING.size());
-}
-
 std::string ControlPlane::finder_address() const {
   return _host + ":" + std::to_string(port());
 }
@@ -41,7 +31,7 @@ std::string ControlPlane::finder_address() const {
 void ControlPlane::start_finder() {
   finder = std::make_unique<ChildProcess>(
       std::vector<std::string>{program("finder"), "-i", _host, "-p", std::to_string(port())});
-  if (listening_address() != finder_address()) throw std::runtime_error(finder->errors());
+  if (address_of_finder(*finder) != finder_address()) throw std::runtime_error(finder->errors());
 }
 
 std::unique_ptr<ChildProcess> ControlPlane::make_policyd() const {

@@ -58,8 +58,6 @@ class ControlPlane {
   [[nodiscard]] std::unique_ptr<XrlStdRouter> make_router(const char* class_name);
 
  private:
-  [[nodiscard]] std::string listening_address();
-
   const std::string _host = "127.0.0.1";
   // The finder's, also while it does not run.
   const ReservedPort _port;

@@ -4,19 +4,7 @@
 #include <fstream>
 
 #include "framework/base/comm.h"
-
-namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool MEMORY_IS_ITS_OWN = false;  // but mostly the sanitizer's
-#elif defined(__has_feature)
-constexpr bool MEMORY_IS_ITS_OWN =
-    !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
-#else
-constexpr bool MEMORY_IS_ITS_OWN = true;
-#endif
-
-}  // namespace
+#include "tests/support/sanitizers.h"
 
 void HostileProcesses::SetUp() {
   comm_init();  // for the descriptors of thousands of strangers
@@ -77,7 +65,7 @@ std::size_t HostileProcesses::resident_bytes(pid_t pid) {
 
 void HostileProcesses::expect_resident_at_most(pid_t pid, std::size_t bytes) {
   const std::size_t now = resident_bytes(pid);
-  if (MEMORY_IS_ITS_OWN) {
+  if (!SANITIZER_TAKES_MEMORY) {
     EXPECT_LE(now, bytes);
   }
 }

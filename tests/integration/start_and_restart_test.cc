@@ -4,6 +4,7 @@
 
 #include "tests/integration/real_daemon.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/occurrences.h"
 
 namespace {
 
@@ -30,13 +31,6 @@ class StartAndRestart : public RealDaemon {
         until_answered("get_cos_mapping?priorities:list=:u32=0", "100 queues:list=:u32=" + queue));
   }
   std::string interests() { return ask("finder/finder/0.2/get_interests"); }
-  static std::size_t count(const std::string& text, const std::string& part) {
-    std::size_t found = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-      ++found;
-    }
-    return found;
-  }
 
   // Processes that lose the finder say so.
   LogCapture log;
@@ -52,7 +46,8 @@ TEST_P(AnyOrderOfStart, ComesToTheSameState) {
   }
   expect_converged();
   expect_mapping_arrives("5");
-  EXPECT_TRUE(until([this] { return count(interests(), ":txt=policy-") == 2; })) << interests();
+  EXPECT_TRUE(until([this] { return occurrences(interests(), ":txt=policy-") == 2; }))
+      << interests();
 }
 
 INSTANTIATE_TEST_SUITE_P(Orders, AnyOrderOfStart,
@@ -101,7 +96,7 @@ TEST_F(WithoutFinder, CommandsFlowOnAndNoneIsLost) {
   send_commands();
   EXPECT_TRUE(plane.client().turn_until([&] { return answered == next; }));
   // Each arrived, and once.
-  EXPECT_EQ(count(policy("get_acls"), ":txt="), next);
+  EXPECT_EQ(occurrences(policy("get_acls"), ":txt="), next);
 }
 
 TEST_F(WithoutFinder, NewLookUpsWorkAgainOnceItIsBack) {
@@ -136,7 +131,8 @@ TEST_F(WithoutFinder, TheSwitchIsFollowedAgainOnceItIsBack) {
   ASSERT_TRUE(until([this] { return chassis("add_interface?name:txt=eth-0/7/1") == "100"; }));
   ASSERT_EQ(chassis("create_vlan?vlan_id:u32=30"), "100");
   EXPECT_TRUE(until([this] { return has_port("eth-0/7/1") && has_vlan(30); }));
-  EXPECT_TRUE(until([this] { return count(interests(), ":txt=policy-") == 2; })) << interests();
+  EXPECT_TRUE(until([this] { return occurrences(interests(), ":txt=policy-") == 2; }))
+      << interests();
 }
 
 TEST_F(StartAndRestart, AChassisThatIsKilledAndStartedAnewIsFollowed) {

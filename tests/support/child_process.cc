@@ -12,7 +12,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ostream>
 #include <stdexcept>
+#include <utility>
+
+#include "tests/support/occurrences.h"
+#include "tests/support/patience.h"
 
 namespace {
 
@@ -39,14 +44,6 @@ std::array<int, 2> make_pipe() {
   }
   execv(options.argv[0].c_str(), argv.data());
   _exit(127);
-}
-
-int count(const std::string& text, const std::string& part) {
-  int found = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-    ++found;
-  }
-  return found;
 }
 
 }  // namespace
@@ -134,8 +131,8 @@ void ChildProcess::collect(Stream& stream) {
 bool ChildProcess::wait_for(Stream& stream, const std::string& text, int times) {
   std::unique_lock lock(_mutex);
   _changed.wait_for(lock, PATIENCE,
-                    [&] { return stream.ended || count(stream.text, text) >= times; });
-  return count(stream.text, text) >= times;
+                    [&] { return stream.ended || occurrences(stream.text, text) >= times; });
+  return occurrences(stream.text, text) >= times;
 }
 
 std::string ChildProcess::read(Stream& stream) {
@@ -146,4 +143,15 @@ std::string ChildProcess::read(Stream& stream) {
 void ChildProcess::join() {
   if (_output.reader.joinable()) _output.reader.join();
   if (_errors.reader.joinable()) _errors.reader.join();
+}
+
+std::ostream& operator<<(std::ostream& out, const ProcessResult& result) {
+  return out << "status " << result.status << "\noutput " << result.output << "\nerrors "
+             << result.errors;
+}
+
+ProcessResult run_process(std::vector<std::string> argv) {
+  ChildProcess process(std::move(argv));
+  const int status = process.wait();
+  return {status, process.output(), process.errors()};
 }

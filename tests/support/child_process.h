@@ -3,8 +3,8 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <condition_variable>
+#include <iosfwd>
 #include <map>
 #include <mutex>
 #include <string>
@@ -19,9 +19,6 @@ class ChildProcess {
     int cpu = -1;                                    // to run on; -1: any
     std::string argv0;                               // instead of argv[0]
   };
-  // How long any wait may take before the test is called failed. Nothing waits
-  // this long when all is well.
-  static constexpr std::chrono::seconds PATIENCE{60};
 
   explicit ChildProcess(Options options);
   explicit ChildProcess(std::vector<std::string> argv)
@@ -34,7 +31,8 @@ class ChildProcess {
   [[nodiscard]] pid_t pid() const { return _pid; }
   void signal(int number) const;
   // Waits for its end: the exit status, or 128 + the signal that ended it, as
-  // a shell tells it. Throws std::runtime_error past PATIENCE.
+  // a shell tells it. Throws std::runtime_error past PATIENCE
+  // (patience.h).
   int wait();
   // Waits until the text has appeared `times` times; false when the process
   // closed the stream before or PATIENCE ran out.
@@ -65,3 +63,14 @@ class ChildProcess {
   Stream _output;
   Stream _errors;
 };
+
+// A process that has ended: its status as wait() answers it, and all it wrote.
+struct ProcessResult {
+  int status;
+  std::string output;
+  std::string errors;
+  bool operator==(const ProcessResult&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const ProcessResult& result);
+// Runs it to its end. Throws as ChildProcess and its wait() do.
+[[nodiscard]] ProcessResult run_process(std::vector<std::string> argv);

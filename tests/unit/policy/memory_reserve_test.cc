@@ -10,25 +10,17 @@
 #include <new>
 #include <string>
 
+#include "tests/support/sanitizers.h"
 #include "tests/unit/policy/target_fixture.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define NO_ADDRESS_SPACE_LIMIT
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define NO_ADDRESS_SPACE_LIMIT
-#endif
 
 namespace {
 
 class Reserve : public TargetFixture {
  protected:
   void SetUp() override {
-#ifdef NO_ADDRESS_SPACE_LIMIT
-    GTEST_SKIP() << "a sanitizer's own address space is past any limit";
-#endif
+    if (SANITIZER_TAKES_MEMORY) {
+      GTEST_SKIP() << "a sanitizer's own address space is past any limit";
+    }
   }
 
   // Leaves this process `bytes` beside what it has.
