@@ -1,5 +1,6 @@
 #include "tests/integration/client.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -39,17 +40,6 @@ bool Client::post(const Xrl& request, Answered answered) {
                   [answered = std::move(answered)](const XrlError& error, const XrlArgs& results) {
                     answered(answer_text(error, results));
                   });
-}
-
-bool Client::turn_until(const std::function<bool()>& done) {
-  bool late = false;
-  Timer limit(_loop, [&late] { late = true; });
-  limit.schedule_after(PATIENCE);
-  while (!done()) {
-    if (late) return false;
-    _loop.run();
-  }
-  return true;
 }
 
 bool Client::until(const std::function<bool()>& condition) {

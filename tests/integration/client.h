@@ -2,7 +2,6 @@
 // an event loop of its own.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -10,13 +9,10 @@
 #include "framework/base/event_loop.h"
 #include "framework/xrl/xrl.h"
 #include "framework/xrl/xrl_std_router.h"
+#include "tests/support/turn_until.h"
 
 class Client {
  public:
-  // How long any wait may take before it is given up. Nothing waits this long
-  // when all is well.
-  static constexpr std::chrono::seconds PATIENCE{60};
-
   // Registers in the background. With a class name it is a target itself.
   Client(const std::string& finder_host, std::uint16_t finder_port, const char* class_name = "");
 
@@ -34,9 +30,8 @@ class Client {
   using Answered = std::function<void(const std::string& answer)>;
   [[nodiscard]] bool post(const Xrl& request, Answered answered);
 
-  // Turns the loop until `done` answers true (asked before each turn); false
-  // past PATIENCE.
-  bool turn_until(const std::function<bool()>& done);
+  // As ::turn_until() does with the client's loop.
+  bool turn_until(const std::function<bool()>& done) { return ::turn_until(_loop, done); }
   // Tries `condition`, which asks, again and again until it answers true; false
   // past PATIENCE.
   bool until(const std::function<bool()>& condition);

@@ -10,6 +10,7 @@
 #include "framework/xrl/xrl_std_router.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/turn_until.h"
 #include "tests/unit/platform/sim_finder.h"
 
 namespace {
@@ -78,7 +79,9 @@ TEST(ChassisProcess, SaysWhatItRunsOnceRegisteredAndLeavesWhenAsked) {
   ChildProcess chassis(command({"-F", place, file}));
 
   XrlStdRouter router(loop, "", "127.0.0.1", finder.address().port, false);
-  while (!router.ready() || finder.registry().targets().size() < 7) loop.run();
+  ASSERT_TRUE(turn_until(loop, [&] {
+    return router.ready() && finder.registry().targets().size() >= 7;
+  })) << chassis.errors();
   ASSERT_TRUE(chassis.wait_for_output("\n"));
   EXPECT_EQ(chassis.output(), "chassis: 2 interfaces, 3 VLANs, 1 cards\n");
 
@@ -86,7 +89,7 @@ TEST(ChassisProcess, SaysWhatItRunsOnceRegisteredAndLeavesWhenAsked) {
   XrlCommonV0p1Client client(router.sender());
   ASSERT_TRUE(client.send_shutdown(
       "chassis", callback([&answer](const XrlError& error) { answer = error.str(); })));
-  while (answer.empty()) loop.run();
+  ASSERT_TRUE(turn_until(loop, [&answer] { return !answer.empty(); }));
   EXPECT_EQ(answer, XrlError::OKAY().str());
   EXPECT_EQ(chassis.wait(), 0);
 }

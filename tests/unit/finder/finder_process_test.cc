@@ -11,12 +11,12 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/xrl/connection.h"
-#include "tests/support/child_process.h"
+#include "tests/support/finder_process.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/turn_until.h"
 
 namespace {
 
-const std::string LISTENING = "finder: listening on ";
 const std::string USAGE =
     "Usage: finder [-i ADDRESS] [-p PORT] [--allow NET]... [-h]\n"
     "  -i ADDRESS   listen on this IPv4 address (127.0.0.1)\n"
@@ -36,12 +36,7 @@ class Finder {
   }
 
   // Where it says that it listens; empty when it left instead.
-  std::string address() {
-    if (!_process.wait_for_output(LISTENING) || !_process.wait_for_output("\n")) return {};
-    const std::string line = _process.output();
-    EXPECT_EQ(line.rfind(LISTENING, 0), 0U) << line;
-    return line.substr(LISTENING.size(), line.find('\n') - LISTENING.size());
-  }
+  std::string address() { return address_of_finder(_process); }
   ChildProcess& process() { return _process; }
 
  private:
@@ -65,7 +60,9 @@ class Caller final : private XrlConnection::Delegate {
                              address, {"caller", cookie}, nullptr, delegate);
     // Each side shows its cookie first, so a peer that is refused may be up
     // for a moment; only the answer to a request proves that it is served.
-    while (!caller._answered && connection.state() != XrlConnection::State::CLOSED) loop.run();
+    EXPECT_TRUE(turn_until(loop, [&] {
+      return caller._answered || connection.state() == XrlConnection::State::CLOSED;
+    }));
     return caller._answered;
   }
 
