@@ -1,49 +1,33 @@
 // call_xrl as its users see it, in front of a real switch.
 #include <sstream>
 
+#include "tests/integration/finder_tap.h"
 #include "tests/integration/real_daemon.h"
 
 namespace {
 
 class CallXrl : public RealDaemon {
  protected:
-  struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-    bool operator==(const Result&) const = default;
-  };
-  friend std::ostream& operator<<(std::ostream& out, const Result& result) {
-    return out << "status " << result.status << "\noutput " << result.output << "\nerrors "
-               << result.errors;
-  }
-
   void SetUp() override { start_all(); }
 
-  [[nodiscard]] Result call(const std::vector<std::string>& words) const {
+  [[nodiscard]] ProcessResult call(const std::vector<std::string>& words) const {
     std::vector<std::string> argv{program("call_xrl"), "-F", plane.finder_address()};
     argv.insert(argv.end(), words.begin(), words.end());
-    return run(std::move(argv));
+    return run_process(std::move(argv));
   }
   // With the output of a shell command as its input.
-  [[nodiscard]] Result pipe(const std::string& command) const {
-    return run({"/bin/sh", "-c",
-                command + " | " + program("call_xrl") + " -F " + plane.finder_address() + " -"});
+  [[nodiscard]] ProcessResult pipe(const std::string& command) const {
+    return run_process(
+        {"/bin/sh", "-c",
+         command + " | " + program("call_xrl") + " -F " + plane.finder_address() + " -"});
   }
-  [[nodiscard]] static Result refused(const std::string& text) {
+  [[nodiscard]] static ProcessResult refused(const std::string& text) {
     return {1, "", "call_xrl: " + text + "\n"};
-  }
-
- private:
-  [[nodiscard]] static Result run(std::vector<std::string> argv) {
-    ChildProcess process(std::move(argv));
-    const int status = process.wait();
-    return {status, process.output(), process.errors()};
   }
 };
 
 TEST_F(CallXrl, ListsTheTargetsOfTheWholeSwitch) {
-  const Result result = call({"finder://finder/finder/0.2/get_xrl_targets"});
+  const ProcessResult result = call({"finder://finder/finder/0.2/get_xrl_targets"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.errors, "");
   EXPECT_EQ(result.output.substr(0, result.output.find("sif_mirror-")),
@@ -78,8 +62,8 @@ TEST_F(CallXrl, SendsItsRequestsOneAfterTheOther) {
   const std::string config = "finder://policy/policy_config/0.1/";
   EXPECT_EQ(call({config + "create_acl?acl:u32=10&type:u32=0",
                   config + "create_acl?acl:u32=10&type:u32=0", config + "get_acls"}),
-            (Result{1, "acls:list=:u32=10&types:list=:u32=0&descriptions:list=:txt=\n",
-                    "call_xrl: COMMAND_FAILED failed to create acl\n"}));
+            (ProcessResult{1, "acls:list=:u32=10&types:list=:u32=0&descriptions:list=:txt=\n",
+                           "call_xrl: COMMAND_FAILED failed to create acl\n"}));
 }
 
 TEST_F(CallXrl, AnswersALineForEachRequestLineInTheirOrder) {
@@ -91,22 +75,22 @@ TEST_F(CallXrl, AnswersALineForEachRequestLineInTheirOrder) {
     input += std::string("finder://") + line + "\\n";
   }
   EXPECT_EQ(pipe("printf '" + input + "nonsense\\n'"),
-            (Result{1,
-                    "100 flag:bool=false\n"
-                    "102 failed to delete acl\n"
-                    "201 no target 'polcy' is registered; is 'policy' meant?\n"
-                    "101 bad mode.\n"
-                    "202 'policy_config/0.1' of 'policy' has no method 'get_acl'; is "
-                    "'get_acls' meant?\n"
-                    "100 version:txt=policy/0.0\n"
-                    "101 no 'finder://' in front at byte 0\n",
-                    ""}));
+            (ProcessResult{1,
+                           "100 flag:bool=false\n"
+                           "102 failed to delete acl\n"
+                           "201 no target 'polcy' is registered; is 'policy' meant?\n"
+                           "101 bad mode.\n"
+                           "202 'policy_config/0.1' of 'policy' has no method 'get_acl'; is "
+                           "'get_acls' meant?\n"
+                           "100 version:txt=policy/0.0\n"
+                           "101 no 'finder://' in front at byte 0\n",
+                           ""}));
 }
 
 TEST_F(CallXrl, CreatesTwentyThousandRulesFromAPipe) {
   constexpr int COUNT = 20000;
   hold({{"create_acl?acl:u32=1&type:u32=0", "100"}});
-  const Result result =
+  const ProcessResult result =
       pipe("seq " + std::to_string(COUNT) +
            " | sed 's|.*|finder://policy/policy_config/0.1/create_rule?acl:u32=1\\&rule:u32=&"
            "\\&action:u32=1\\&flags:list=:u32=1\\&values:list=:txt=10.0.0.0/8|'");
@@ -121,9 +105,16 @@ TEST_F(CallXrl, CreatesTwentyThousandRulesFromAPipe) {
 
 TEST_F(CallXrl, WaitsForATargetThatIsNotThereYetWhenToldTo) {
   kill_policyd();
-  ChildProcess waiting({program("call_xrl"), "-F", plane.finder_address(), "-t", "60", "--wait",
+  FinderTap tap(plane);
+  ChildProcess waiting({program("call_xrl"), "-F", tap.address(), "-t", "60", "--wait",
                         "finder://policy/common/0.1/get_version"});
+  // Who asks again was refused.
+  ASSERT_TRUE(plane.client().turn_until([&tap] {
+    return FinderTap::requests_in(tap.said(), "finder/0.2/resolve_target").size() >= 2;
+  }));
   plane.start_policyd();
+  ASSERT_TRUE(plane.client().until(
+      [&waiting] { return !waiting.output().empty() || !waiting.errors().empty(); }));
   EXPECT_EQ(waiting.wait(), 0);
   EXPECT_EQ(waiting.output(), "version:txt=policy/0.0\n");
   EXPECT_EQ(waiting.errors(), "");
