@@ -7,17 +7,19 @@ function(policyd_library name module)
   target_compile_definitions(${name} PRIVATE XLOG_MODULE_NAME="${module}")
 endfunction()
 
-# policyd_unit_test(NAME SOURCES... LIBRARIES...)
-# The test binary test_NAME; every TEST in it is a test of its own for ctest.
+# policyd_unit_test(NAME SOURCES... LIBRARIES... [PROPERTIES...])
+# The test binary test_NAME; every TEST in it is a test of its own for ctest, with
+# those properties.
 function(policyd_unit_test name)
   if(NOT POLICYD_BUILD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(test_${name} ${ARG_SOURCES})
   target_link_libraries(test_${name} PRIVATE ${ARG_LIBRARIES} test_support)
   target_compile_definitions(test_${name} PRIVATE XLOG_MODULE_NAME="TEST")
-  gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST)
+  gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
+    PROPERTIES ${ARG_PROPERTIES})
 endfunction()
 
 # policyd_fuzz_target(NAME SOURCES... LIBRARIES...)
