@@ -9,7 +9,8 @@ endfunction()
 
 # policyd_unit_test(NAME SOURCES... LIBRARIES... [PROPERTIES...])
 # The test binary test_NAME; every TEST in it is a test of its own for ctest, with
-# those properties.
+# those properties. It is named by the number of its parameter or as its suite says, for
+# one that prints as its bytes would be named otherwise in every run.
 function(policyd_unit_test name)
   if(NOT POLICYD_BUILD_TESTS)
     return()
@@ -19,7 +20,7 @@ function(policyd_unit_test name)
   target_link_libraries(test_${name} PRIVATE ${ARG_LIBRARIES} test_support)
   target_compile_definitions(test_${name} PRIVATE XLOG_MODULE_NAME="TEST")
   gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
-    PROPERTIES ${ARG_PROPERTIES})
+    NO_PRETTY_VALUES PROPERTIES ${ARG_PROPERTIES})
 endfunction()
 
 # policyd_fuzz_target(NAME SOURCES... LIBRARIES...)
