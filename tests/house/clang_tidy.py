@@ -4,9 +4,10 @@ Tests and benchmarks are held to the compiler's warnings and the format alone:
 they are half of the sources and would make up most of the time.
 
 A source that was clean, in this clone or another of this user's, is skipped as
-long as nothing it is made of changed: itself, the project and generated headers
-it includes, its compile command, the checks, and clang-tidy. BUILD must be a Ninja build and up to date, for its
-record of included headers is used.
+long as nothing it is made of changed: itself, the project and generated headers it
+includes, its compile command, the checks, and clang-tidy. Where the user has no
+folder for marks, none is skipped. BUILD must be a Ninja build and up to date, for
+its record of included headers is used.
 """
 
 import concurrent.futures
@@ -44,12 +45,21 @@ def included_files(build):
     return deps
 
 
+def folder_for_marks():
+    """None where the user can have none."""
+    home = os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache")
+    folder = pathlib.Path(home) / "policyd" / "clang-tidy"
+    try:
+        folder.mkdir(parents=True, exist_ok=True)
+    except OSError:
+        return None
+    return folder if os.access(folder, os.W_OK | os.X_OK) else None
+
+
 class Tidy:
     def __init__(self, build):
         self.build = build
-        home = os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache")
-        self.cache = pathlib.Path(home) / "policyd" / "clang-tidy"
-        self.cache.mkdir(parents=True, exist_ok=True)
+        self.cache = folder_for_marks()
         self.deps = included_files(build)
         version = subprocess.run(["clang-tidy", "--version"], check=True, capture_output=True).stdout
         self.common = (version + "".join(map(tree.text, tree.files("*.clang-tidy"))).encode() +
@@ -75,14 +85,15 @@ class Tidy:
 
     def run(self, command):
         """What clang-tidy has to say about the source, or None when it is clean."""
-        mark = self.mark(command)
-        if mark.exists():
+        mark = self.mark(command) if self.cache else None
+        if mark and mark.exists():
             return None
         result = subprocess.run(
             ["clang-tidy", "-p", self.build, *ARGUMENTS, command["file"]],
             capture_output=True, text=True, check=False)
         if result.returncode == 0:
-            mark.touch()
+            if mark:
+                mark.touch()
             return None
         return result.stdout + result.stderr
 
