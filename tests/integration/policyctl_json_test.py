@@ -45,6 +45,7 @@ class Switch:
     def __init__(self, options, folder):
         self.bin, self.folder = pathlib.Path(options.bin), folder
         self.schema = json.loads(pathlib.Path(options.schema).read_text(encoding="utf-8"))
+        os.environ.pop("XRL_COOKIE_FILE", None)  # the caller's, of another switch
         self.environment = {**os.environ, "POLICYCTL_STATE_DIR": str(folder / "state")}
         self.processes = []
         self.tried = set()

@@ -13,10 +13,15 @@ class PolicyctlTerminal : public RealDaemon {
           {"set_acl_description?acl:u32=10&description:txt=" + std::string(100, 'x'), "100"}});
   }
 
-  // What a terminal of that many lines, 60 columns wide, is given.
+  // What a terminal of that many lines, 60 columns wide, is given, whatever the
+  // caller's own is like.
   [[nodiscard]] std::string at_terminal(int lines, const std::string& arguments,
                                         std::map<std::string, std::string> environment = {}) const {
-    environment.insert({{"PAGER", "sed s/^/paged:/"}, {"TERM", "xterm"}});
+    environment.insert({{"PAGER", "sed s/^/paged:/"},
+                        {"TERM", "xterm"},
+                        {"SHELL", "/bin/sh"},
+                        {"LC_ALL", "C.UTF-8"},
+                        {"NO_COLOR", ""}});
     const std::string command = "stty cols 60 rows " + std::to_string(lines) + "; exec " +
                                 program("policyctl") + " -F " + plane.finder_address() + " " +
                                 arguments;

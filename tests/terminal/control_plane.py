@@ -24,6 +24,7 @@ class ControlPlane:
         self.bin = pathlib.Path(bin_directory).resolve()
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="policyctl-test-"))
         self.processes = []
+        os.environ.pop("XRL_COOKIE_FILE", None)  # the caller's, of another switch
         self.environment = dict(os.environ, POLICYCTL_STATE_DIR=str(self.folder / "state"),
                                 HOME=str(self.folder), TERM="xterm", LC_ALL="C.UTF-8",
                                 PATH=f"{self.bin}:{os.environ['PATH']}")
