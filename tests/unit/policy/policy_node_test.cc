@@ -196,9 +196,13 @@ TEST_F(Daemon, CanBeShutDownAgainAndDestroyed) {
   _daemon.reset();
 }
 
-TEST_F(Daemon, CanBeDestroyedWhileItRuns) {
+TEST_F(Daemon, LeavesNoTimerAndNoWatchWhenItIsDestroyedWhileItRuns) {
   start();
   _daemon.reset();
+  _finder.stop();
+  _world.run_for(seconds(10));
+  // Nothing wakes the loop any more.
+  EXPECT_THROW(_world.loop().run(), SimStuck);
 }
 
 }  // namespace
