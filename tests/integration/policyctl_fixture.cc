@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <utility>
 
@@ -12,27 +11,20 @@ namespace {
 
 // In memory where the machine has such a folder: every change is flushed to the
 // disk, and these tests make thousands.
-std::string make_folder() {
-  const bool has_memory = std::filesystem::is_directory("/dev/shm");
-  std::string pattern =
-      (has_memory ? std::filesystem::path("/dev/shm") : std::filesystem::temp_directory_path()) /
-      "policyctl-test-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder " + pattern);
-  return pattern;
+std::filesystem::path fastest_folder() {
+  const std::filesystem::path memory = "/dev/shm";
+  return std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
 }
 
 }  // namespace
 
+PolicyctlFixture::PolicyctlFixture() : own(fastest_folder()), folder(own.path()) {}
+
 void PolicyctlFixture::SetUp() {
-  folder = make_folder();
   setenv("POLICYCTL_STATE_DIR", (folder + "/state").c_str(), 1);
   plane.start_finder();
   plane.start_chassis();
   start_policyd();
-}
-
-void PolicyctlFixture::TearDown() {
-  std::filesystem::remove_all(folder);
 }
 
 PolicyctlFixture::Result PolicyctlFixture::policyctl(std::vector<std::string> arguments) {
@@ -58,9 +50,7 @@ std::unique_ptr<ChildProcess> PolicyctlFixture::start_policyctl(
 }
 
 std::string PolicyctlFixture::file(const std::string& name, const std::string& text) {
-  const std::string path = folder + "/" + name;
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
+  return own.write(name, text);
 }
 
 std::string PolicyctlFixture::shown() {

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "tests/integration/control_plane.h"
+#include "tests/support/orphans.h"
+#include "tests/support/temporary_folder.h"
 
 class PolicyctlFixture : public testing::Test {
  protected:
@@ -18,8 +20,8 @@ class PolicyctlFixture : public testing::Test {
     std::string err;
   };
 
+  PolicyctlFixture();
   void SetUp() override;
-  void TearDown() override;
 
   // policyctl with these arguments behind those that name the finder, in this
   // process, which leaves none behind for `--confirm`.
@@ -41,6 +43,10 @@ class PolicyctlFixture : public testing::Test {
   // Changes that policyd was asked for since then.
   std::size_t changes();
 
+  const TemporaryFolder own;
+  const std::string folder;  // its path
+  // Guards of changes that are to be confirmed. They end before the folder goes: they
+  // would make it anew.
+  const Orphans orphans;
   ControlPlane plane;
-  std::string folder;
 };
