@@ -1,23 +1,9 @@
 #include "bench/control_plane.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 
 #include "bench/measure.h"
 #include "framework/xrl/interfaces/common_xif.h"
-
-TemporaryFile::TemporaryFile(const std::string& content) : _path("/tmp/policyd-bench-XXXXXX") {
-  const int fd = mkstemp(_path.data());
-  if (fd < 0 || write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size())) {
-    give_up("a temporary file cannot be written");
-  }
-  close(fd);
-}
-
-TemporaryFile::~TemporaryFile() {
-  unlink(_path.c_str());
-}
 
 ControlPlane::ControlPlane()
     : _finder({program("finder"), "-p", "0"}),

@@ -11,19 +11,6 @@
 #include "framework/xrl/xrl_std_router.h"
 #include "tests/support/child_process.h"
 
-// A file of its own that is gone with it.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& content = {});
-  ~TemporaryFile();
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  [[nodiscard]] const std::string& path() const { return _path; }
-
- private:
-  std::string _path;
-};
-
 class ControlPlane {
  public:
   // Starts a finder and registers with it. Children run where the caller does

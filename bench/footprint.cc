@@ -21,6 +21,7 @@
 #include "bench/control_plane.h"
 #include "bench/measure.h"
 #include "framework/xrl/interfaces/common_xif.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -65,10 +66,11 @@ void print_resident(const char* name, const Memory& memory) {
 }
 
 void print_stripped(const char* name) {
-  const TemporaryFile stripped;
-  const std::string command = "strip -o " + stripped.path() + " " + program(name);
+  const TemporaryFolder folder;
+  const std::string stripped = folder.path_of("stripped");
+  const std::string command = "strip -o " + stripped + " " + program(name);
   struct stat size {};
-  if (std::system(command.c_str()) != 0 || stat(stripped.path().c_str(), &size) != 0) {
+  if (std::system(command.c_str()) != 0 || stat(stripped.c_str(), &size) != 0) {
     std::printf("stripped  %-8s not measured: there is no strip\n", name);
     return;
   }

@@ -30,6 +30,7 @@
 #include "bench/other_tools.h"
 #include "bench/rule_files.h"
 #include "bench/timed_run.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -40,24 +41,6 @@ constexpr double MOST_PLAN_S = 0.5;
 constexpr double MOST_MEMORY_MB = 100;
 constexpr std::size_t REQUESTS_OF_ONE_CHANGE = 2;
 constexpr int STARTS_OF_ROUND = 5;
-
-// A folder that is gone with this object.
-class TemporaryFolder {
- public:
-  explicit TemporaryFolder(const std::string& parent) : _path(parent + "/policyctl-bench-XXXXXX") {
-    if (mkdtemp(_path.data()) == nullptr) give_up("there can be no folder in " + parent);
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  [[nodiscard]] const std::string& path() const { return _path; }
-
- private:
-  std::string _path;
-};
 
 class Policyctl {
  public:

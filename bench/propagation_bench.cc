@@ -24,6 +24,7 @@
 #include "bench/raw_echo.h"
 #include "chassis/interfaces/chassis_xif.h"
 #include "policy/interfaces/policy_config_xif.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -178,8 +179,9 @@ class Switch {
 
 void measure(const char* name, int server_cpu, std::uint32_t ports, std::size_t rounds) {
   RawEcho echo(SIZES, server_cpu);
-  const TemporaryFile file(description(ports / SLOTS));
-  Switch the_switch(file.path(), ports / SLOTS, server_cpu);
+  const TemporaryFolder folder;
+  const std::string file = folder.write("switch.json", description(ports / SLOTS));
+  Switch the_switch(file, ports / SLOTS, server_cpu);
   the_switch.set_map();
 
   std::vector<double> raw;
