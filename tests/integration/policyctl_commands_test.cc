@@ -246,7 +246,7 @@ TEST_F(Policyctl, SaysWhichPriorityTheLineCardsDoNotConfirm) {
               "100");
   }
   const Result result =
-      policyctl({"--timeout", "0.3", "apply", file("a.conf", "cos mapping 3 queue 6\n")});
+      policyctl({"--timeout", "5", "apply", file("a.conf", "cos mapping 3 queue 6\n")});
   EXPECT_EQ(result.status, 75);
   EXPECT_NE(result.err.find("The change is made, but the line cards have not confirmed the "
                             "mapping: priority 3 reads back as queue 3, not 6.\n"),

@@ -89,7 +89,7 @@ TEST_F(PolicyctlWatch, SaysThatTheFinderIsLostAndGoesOn) {
 }
 
 TEST_F(PolicyctlWatch, SaysThatPolicydDoesNotAnswerAndGoesOn) {
-  const auto acls = watch({"acls", "--timeout", "0.2"});
+  const auto acls = watch({"acls", "--timeout", "5"});
   plane.policyd->signal(SIGSTOP);
   ASSERT_TRUE(acls->wait_for_errors("Waiting for the switch to be back."));
   plane.policyd->signal(SIGCONT);
