@@ -239,6 +239,12 @@ TEST_F(Policyctl, WaitsUntilTheMappingReadsBack) {
   EXPECT_NE(shown().find("cos mapping 3 queue 6\n"), std::string::npos);
 }
 
+TEST_F(Policyctl, TellsTheLineCardsOnlyOfThePriorityThatChanges) {
+  apply("cos mapping 5 queue 7\n");
+  EXPECT_EQ(plane.client().ask("chassis/chassis/0.1/get_port_cos_mapping?name:txt=eth-0/1/1"),
+            "100 priorities:list=:u32=5&queues:list=:u32=7");
+}
+
 TEST_F(Policyctl, SaysWhichPriorityTheLineCardsDoNotConfirm) {
   for (const char* const slot : {"0", "1", "2"}) {
     ASSERT_EQ(plane.client().ask(std::string("chassis/chassis/0.1/set_line_card_fault?slot:u32=") +

@@ -22,6 +22,14 @@ class Trouble : public PolicyctlFixture {
     }
     return text;
   }
+  // With the journal of another machine, say: no lock is between the two.
+  std::unique_ptr<ChildProcess> start_elsewhere(const std::vector<std::string>& arguments) {
+    ChildProcess::Options options;
+    options.argv = {program("policyctl"), "-F", plane.finder_address()};
+    options.argv.insert(options.argv.end(), arguments.begin(), arguments.end());
+    options.environment = {{"POLICYCTL_STATE_DIR", folder + "/elsewhere"}};
+    return std::make_unique<ChildProcess>(options);
+  }
   std::string acls() { return policyctl({"show", "acls"}).out; }
   std::string finder_name() { return plane.finder_address(); }
 };
@@ -225,19 +233,15 @@ TEST_F(Trouble, TwoAtOnceOnDifferentThingsBothSucceed) {
   }
 }
 
-// From two machines, say: no lock is between them.
 TEST_F(Trouble, TwoAtOnceOnTheSameListWithoutALockLoseNothingUnseen) {
   for (int round = 0; round < 20; ++round) {
-    ChildProcess::Options options;
-    options.argv = {program("policyctl"), "-F", plane.finder_address(), "apply",
-                    file("b.conf", rules(10, 101, 200))};
-    options.environment = {{"POLICYCTL_STATE_DIR", folder + "/elsewhere"}};
     const auto one = start_policyctl({"apply", file("a.conf", rules(10, 1, 100))});
-    ChildProcess two(options);
+    const auto two = start_elsewhere({"apply", file("b.conf", rules(10, 101, 200))});
     const int status_one = one->wait();
-    const int status_two = two.wait();
+    const int status_two = two->wait();
     const std::string now = acls();
-    const std::string what = "round " + std::to_string(round) + "\n" + one->errors() + two.errors();
+    const std::string what =
+        "round " + std::to_string(round) + "\n" + one->errors() + two->errors();
     EXPECT_TRUE(status_one == 0 || status_two == 0) << what;
     if (status_one == 0 && status_two == 0) {
       EXPECT_EQ(now, rules(10, 1, 200)) << what;
@@ -245,6 +249,21 @@ TEST_F(Trouble, TwoAtOnceOnTheSameListWithoutALockLoseNothingUnseen) {
       EXPECT_EQ(now, status_one == 0 ? rules(10, 1, 100) : rules(10, 101, 200)) << what;
     }
     become("");
+  }
+}
+
+TEST_F(Trouble, TwoAtOnceOnDifferentPrioritiesWithoutALockBothSucceed) {
+  const std::string defaults = shown();
+  for (int round = 0; round < 10; ++round) {
+    const std::string lines_of_one = "cos priority 1 queue 7\ncos mapping 1 queue 7\n";
+    const std::string lines_of_two = "cos priority 2 queue 6\ncos mapping 2 queue 6\n";
+    const auto one = start_policyctl({"apply", file("a.conf", lines_of_one)});
+    const auto two = start_elsewhere({"apply", file("b.conf", lines_of_two)});
+    EXPECT_EQ(one->wait(), 0) << one->errors();
+    EXPECT_EQ(two->wait(), 0) << two->errors();
+    const Result all = policyctl({"plan", file("c.conf", lines_of_one + lines_of_two)});
+    EXPECT_EQ(all.status, 0) << all.out;
+    become(defaults);
   }
 }
 

@@ -4,10 +4,11 @@
 
 bool NaivePolicyd::carry_out(const Plan& plan) {
   return std::all_of(plan.steps().begin(), plan.steps().end(),
-                     [&](const Step& step) { return carry_out(step, plan.target()); });
+                     [&](const Step& step) { return carry_out(step, plan); });
 }
 
-bool NaivePolicyd::carry_out(const Step& step, const Configuration& target) {
+bool NaivePolicyd::carry_out(const Step& step, const Plan& plan) {
+  const Configuration& target = plan.target();
   switch (step.kind) {
     case StepKind::DELETE_FILTER:
     case StepKind::UNREMARK:
@@ -30,7 +31,7 @@ bool NaivePolicyd::carry_out(const Step& step, const Configuration& target) {
     case StepKind::UNSET_ACL_DESCRIPTION:
       return carry_out_at_acl(step, target);
     default:
-      return set_class_of_service(step.kind, target.cos);
+      return set_class_of_service(step.kind, plan);
   }
 }
 
@@ -124,11 +125,16 @@ bool NaivePolicyd::carry_out_at_acl(const Step& step, const Configuration& targe
   return true;
 }
 
-bool NaivePolicyd::set_class_of_service(StepKind kind, const ClassOfService& target) {
+bool NaivePolicyd::set_class_of_service(StepKind kind, const Plan& plan) {
+  const ClassOfService& target = plan.target().cos;
+  const auto set_queues = [](Queues& queues, const Queues& wanted) {
+    for (const auto& [priority, queue] : wanted) queues[priority] = queue;
+  };
   if (kind == StepKind::SET_COS_FLAG) now.cos.flag = target.flag;
   if (kind == StepKind::SET_SCHEDULE_MODE) now.cos.mode = target.mode;
   if (kind == StepKind::SET_SCHEDULE_ALGORITHM) now.cos.schedule = target.schedule;
-  if (kind == StepKind::SET_PRIORITY_QUEUES) now.cos.priority_queues = target.priority_queues;
-  if (kind == StepKind::SET_COS_MAPPING) now.cos.mapping = target.mapping;
+  if (kind == StepKind::SET_PRIORITY_QUEUES)
+    set_queues(now.cos.priority_queues, plan.priority_queues());
+  if (kind == StepKind::SET_COS_MAPPING) set_queues(now.cos.mapping, plan.mapping());
   return true;
 }

@@ -9,7 +9,7 @@ class NaivePolicyd {
   explicit NaivePolicyd(Configuration configuration) : now(std::move(configuration)) {}
 
   // Whether it takes the request; one that it refuses changes nothing.
-  bool carry_out(const Step& step, const Configuration& target);
+  bool carry_out(const Step& step, const Plan& plan);
   // All of it; false when a step was refused.
   bool carry_out(const Plan& plan);
 
@@ -21,5 +21,5 @@ class NaivePolicyd {
   bool carry_out_at_record(const Step& step, const Configuration& target);
   bool carry_out_at_rule(const Step& step, const Configuration& target);
   bool carry_out_at_acl(const Step& step, const Configuration& target);
-  bool set_class_of_service(StepKind kind, const ClassOfService& target);
+  bool set_class_of_service(StepKind kind, const Plan& plan);
 };

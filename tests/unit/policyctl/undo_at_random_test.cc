@@ -101,7 +101,7 @@ TEST_P(UndoAtRandom, EveryBeginningOfAPlanIsUndone) {
       expect_undone(stopped, touched, states.before);
       if (testing::Test::HasFailure()) return;
       if (done < plan.steps().size()) {
-        ASSERT_TRUE(policyd.carry_out(plan.steps()[done], plan.target()));
+        ASSERT_TRUE(policyd.carry_out(plan.steps()[done], plan));
       }
     }
   });
@@ -122,7 +122,7 @@ TEST_P(UndoAtRandom, AnyPartOfAPlanIsUndone) {
       std::vector<Step> refused;
       for (const Step& step : plan.steps()) {
         if (random() % one_lost_in == 0) continue;
-        if (!policyd.carry_out(step, plan.target())) refused.push_back(step);
+        if (!policyd.carry_out(step, plan)) refused.push_back(step);
       }
       if (part % 2 == 0) forget_refused(touched, refused);
       expect_undone(policyd, touched, states.before);

@@ -176,7 +176,7 @@ TEST(Undo, PutsBackTheDescriptionOfAListThatCouldNotBeReplaced) {
   const Configuration bound = policyd.now;
   std::vector<Step> refused;
   for (const Step& step : plan.steps()) {
-    if (!policyd.carry_out(step, plan.target())) refused.push_back(step);
+    if (!policyd.carry_out(step, plan)) refused.push_back(step);
   }
   EXPECT_EQ(refused.size(), 3U);
   EXPECT_EQ(policyd.now.acls.at(10).description, "x");

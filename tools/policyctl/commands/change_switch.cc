@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <ostream>
 #include <random>
+#include <set>
 #include <utility>
 
 #include "tools/policyctl/commands/progress_line.h"
@@ -45,17 +45,31 @@ std::string queues_text(const Queues& wanted, const Queues& differs) {
   return text + ".";
 }
 
+// Of a mapping that was sent: what undoing it puts back, and so what the line
+// cards must hear again, whatever policyd reads back.
+std::set<std::uint32_t> priorities_put_back(const Queues& before, const Queues& target) {
+  std::set<std::uint32_t> priorities;
+  for (const auto& [priority, queue] : before) {
+    if (target.at(priority) == queue) priorities.insert(priority);
+  }
+  return priorities;
+}
+
 // One attempt; throws Failure.
-ChangeReport undo_once(SwitchSession& session, const Touched& touched, Mapping mapping) {
+ChangeReport undo_once(SwitchSession& session, const Touched& touched, bool mapping_was_sent) {
   const Configuration now = read_switch(session, SwitchParts::all());
   Undo undone = undo(touched, now);
-  const Plan plan(now, std::move(undone.target), mapping);
+  std::set<std::uint32_t> told;
+  if (mapping_was_sent) {
+    told = priorities_put_back(touched.before.cos.mapping, undone.target.cos.mapping);
+  }
+  const Plan plan(now, std::move(undone.target), told);
   RunResult result = run_plan(session, plan, [](std::size_t, std::size_t) {});
   if (result.failure) throw Failure(std::move(*result.failure));
   ChangeReport report;
   report.outcome = as_it_was(undone);
-  if (mapping == Mapping::WHEN_IT_CHANGES) return report;
-  const Queues& wanted = plan.target().cos.mapping;
+  if (told.empty()) return report;
+  const Queues& wanted = plan.mapping();
   report.mapping_differs = wait_for_mapping(session, wanted, session.patience(), SETTLED_AFTER);
   if (report.mapping_differs.empty()) return report;
   report.status = ExitStatus::TIMED_OUT;
@@ -75,11 +89,9 @@ ChangeReport not_undone(const Failure& failure) {
 
 ChangeReport undo_at_the_same_daemon(SwitchSession& session, const StateDirectory& directory,
                                      const Journal& journal, bool mapping_was_sent) {
-  const bool tells_line_cards = mapping_was_sent && !journal.touched.before.cos.mapping.empty();
-  const Mapping mapping = tells_line_cards ? Mapping::IN_ANY_CASE : Mapping::WHEN_IT_CHANGES;
   for (int attempt = 1;; ++attempt) {
     try {
-      ChangeReport report = undo_once(session, journal.touched, mapping);
+      ChangeReport report = undo_once(session, journal.touched, mapping_was_sent);
       remove_journal(directory);
       return report;
     } catch (const Failure& failure) {
@@ -97,11 +109,6 @@ ChangeReport undo_at_a_new_daemon(const StateDirectory& directory) {
       "left, nor of what was before.";
   report.advice = "Apply a saved configuration, or go back with 'policyctl rollback'.";
   return report;
-}
-
-bool sets_mapping(const Plan& plan) {
-  return std::any_of(plan.steps().begin(), plan.steps().end(),
-                     [](const Step& step) { return step.kind == StepKind::SET_COS_MAPPING; });
 }
 
 class ChangeUnderWay {
@@ -164,7 +171,7 @@ class ChangeUnderWay {
       return take_back(result, failure);
     }
     _report.outcome = "The change is made.";
-    if (sets_mapping(_plan)) await_mapping();
+    if (!_plan.mapping().empty()) await_mapping();
   }
 
   void take_back(const RunResult& result, const Failure& why) {
@@ -192,7 +199,7 @@ class ChangeUnderWay {
   // policyd took the mapping, so there is nothing to undo; line cards may be
   // slow, or away.
   void await_mapping() {
-    const Queues& wanted = _plan.target().cos.mapping;
+    const Queues& wanted = _plan.mapping();
     try {
       _report.mapping_differs = wait_for_mapping(_session, wanted, _session.patience());
     } catch (const Failure& failure) {

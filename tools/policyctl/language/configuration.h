@@ -78,13 +78,16 @@ struct Schedule {
   bool operator==(const Schedule&) const = default;
 };
 
+// Priority to queue.
+using Queues = std::map<std::uint32_t, std::uint32_t>;
+
 // A setting that is not there was not said.
 struct ClassOfService {
   std::optional<bool> flag;
   std::optional<std::uint32_t> mode;
   std::optional<Schedule> schedule;
-  std::map<std::uint32_t, std::uint32_t> priority_queues;
-  std::map<std::uint32_t, std::uint32_t> mapping;  // 802.1p priority to queue
+  Queues priority_queues;
+  Queues mapping;  // as the line cards are programmed
   bool operator==(const ClassOfService&) const = default;
 };
 

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -82,16 +83,14 @@ struct PlanCounts {
   std::size_t removed = 0;
 };
 
-// Whether the line cards are told their mapping also when policyd reads back the
-// one that is wanted: another may be under way to them.
-enum class Mapping { WHEN_IT_CHANGES, IN_ANY_CASE };
-
 class Plan {
  public:
   // Both must be whole, as complete() makes them. `present` must outlive the
-  // plan; `target` becomes its own.
+  // plan; `target` becomes its own. The line cards are told of the priorities in
+  // `told_in_any_case` also when policyd reads back the queue that is wanted:
+  // another may be under way to them.
   Plan(const Configuration& present, Configuration target,
-       Mapping mapping = Mapping::WHEN_IT_CHANGES);
+       const std::set<std::uint32_t>& told_in_any_case = {});
   Plan(Plan&&) = default;
 
   [[nodiscard]] bool empty() const { return _steps.empty(); }
@@ -102,10 +101,16 @@ class Plan {
   [[nodiscard]] PlanCounts counts() const;
   [[nodiscard]] const Configuration& present() const { return *_present; }
   [[nodiscard]] const Configuration& target() const { return _target; }
+  // What SET_PRIORITY_QUEUES and SET_COS_MAPPING set. The others of the target
+  // are left out: somebody else may be changing them.
+  [[nodiscard]] const Queues& priority_queues() const { return _priority_queues; }
+  [[nodiscard]] const Queues& mapping() const { return _mapping; }
 
  private:
   const Configuration* _present;
   Configuration _target;
+  Queues _priority_queues;
+  Queues _mapping;
   std::vector<Step> _steps;
   std::vector<Change> _changes;
 };

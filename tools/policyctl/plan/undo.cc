@@ -32,8 +32,6 @@ class Restoring {
   }
 
  private:
-  using Queues = std::map<std::uint32_t, std::uint32_t>;
-
   template <typename Setting>
   void restore_setting(Setting& now, const Setting& before, const Setting& after,
                        const char* name) {

@@ -205,10 +205,10 @@ class PlanRun {
     XrlAtomList priorities;
     XrlAtomList queues;
     if (step.kind == StepKind::SET_PRIORITY_QUEUES) {
-      append_pairs(cos.priority_queues, priorities, queues);
+      append_pairs(_plan.priority_queues(), priorities, queues);
       return _client.send_set_priority_queue(policyd(), priorities, queues, done);
     }
-    append_pairs(cos.mapping, priorities, queues);
+    append_pairs(_plan.mapping(), priorities, queues);
     return _client.send_set_cos_mapping(policyd(), priorities, queues, done);
   }
 

@@ -29,6 +29,5 @@ using OnProgress = std::function<void(std::size_t done, std::size_t all)>;
 // confirmed each pair, and until it has done so for `steady`, where another
 // mapping may still be under way. The priorities that read back as something
 // else when `limit` is over. Throws Failure.
-using Queues = std::map<std::uint32_t, std::uint32_t>;
 [[nodiscard]] Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit,
                                       Duration steady = Duration::zero());
