@@ -59,6 +59,14 @@ std::string PolicyctlFixture::shown() {
   return result.out;
 }
 
+std::string PolicyctlFixture::rules(int acl, int first, int last) {
+  std::string text = "acl " + std::to_string(acl) + " type 0\n";
+  for (int rule = first; rule <= last; ++rule) {
+    text += "  rule " + std::to_string(rule) + " permit protocol 6\n";
+  }
+  return text;
+}
+
 void PolicyctlFixture::become(const std::string& text) {
   const Result result = policyctl({"apply", "--prune", file("become.conf", text)});
   ASSERT_EQ(result.status, 0) << result.err << result.out;

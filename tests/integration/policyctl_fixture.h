@@ -33,6 +33,10 @@ class PolicyctlFixture : public testing::Test {
   std::string file(const std::string& name, const std::string& text);
   // What `policyctl show` prints.
   std::string shown();
+  // What `policyctl show acls` prints.
+  std::string acls() { return policyctl({"show", "acls"}).out; }
+  // A list with those rules, as it is shown.
+  [[nodiscard]] static std::string rules(int acl, int first, int last);
   // Makes the switch exactly that, and fails the test when that fails.
   void become(const std::string& text);
 

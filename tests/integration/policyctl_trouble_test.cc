@@ -15,13 +15,6 @@ constexpr const char* UNDONE = "  Everything was undone; the switch is as it was
 
 class Trouble : public PolicyctlFixture {
  protected:
-  std::string rules(int acl, int first, int last) {
-    std::string text = "acl " + std::to_string(acl) + " type 0\n";
-    for (int rule = first; rule <= last; ++rule) {
-      text += "  rule " + std::to_string(rule) + " permit protocol 6\n";
-    }
-    return text;
-  }
   // With the journal of another machine, say: no lock is between the two.
   std::unique_ptr<ChildProcess> start_elsewhere(const std::vector<std::string>& arguments) {
     ChildProcess::Options options;
@@ -30,7 +23,6 @@ class Trouble : public PolicyctlFixture {
     options.environment = {{"POLICYCTL_STATE_DIR", folder + "/elsewhere"}};
     return std::make_unique<ChildProcess>(options);
   }
-  std::string acls() { return policyctl({"show", "acls"}).out; }
   std::string finder_name() { return plane.finder_address(); }
 };
 
@@ -171,55 +163,6 @@ TEST_F(Trouble, CtrlCUndoesAChange) {
   EXPECT_EQ(tool->wait(), 1);
   EXPECT_EQ(tool->errors(), "policyctl: apply " + fifo + ": interrupted.\n" + UNDONE);
   EXPECT_EQ(acls(), "");
-}
-
-TEST_F(Trouble, AChangeThatIsNotConfirmedUndoesItself) {
-  const auto applied =
-      start_policyctl({"apply", "--confirm", "1", file("a.conf", rules(10, 1, 5))});
-  EXPECT_EQ(applied->wait(), 0) << applied->errors();
-  EXPECT_NE(
-      applied->output().find("It is undone in 1 s, unless 'policyctl confirm' comes before.\n"),
-      std::string::npos);
-  EXPECT_TRUE(plane.client().until([this] { return acls().empty(); }));
-  EXPECT_TRUE(plane.client().until(
-      [this] { return policyctl({"confirm"}).err.find("no change waits") != std::string::npos; }));
-}
-
-TEST_F(Trouble, NothingElseIsChangedBeforeTheConfirmation) {
-  const auto applied =
-      start_policyctl({"apply", "--confirm", "3600", file("a.conf", rules(10, 1, 2))});
-  ASSERT_EQ(applied->wait(), 0);
-  const Result meanwhile = policyctl({"apply", file("b.conf", rules(20, 1, 2))});
-  EXPECT_EQ(meanwhile.status, 1);
-  EXPECT_EQ(meanwhile.err, "policyctl: the change 'apply " + folder +
-                               "/a.conf' waits for its confirmation. Nothing was changed.\n"
-                               "  Keep it with 'policyctl confirm', or undo it with 'policyctl "
-                               "recover'.\n");
-  EXPECT_EQ(policyctl({"recover"}).out, "Everything was undone; the switch is as it was.\n");
-  EXPECT_EQ(acls(), "");
-}
-
-TEST_F(Trouble, AConfirmedChangeStays) {
-  const auto applied =
-      start_policyctl({"apply", "--confirm", "3600", file("a.conf", rules(10, 1, 2))});
-  ASSERT_EQ(applied->wait(), 0);
-  const Result confirmed = policyctl({"confirm"});
-  EXPECT_EQ(confirmed.status, 0);
-  EXPECT_EQ(confirmed.out, "The change 'apply " + folder + "/a.conf' is kept.\n");
-  EXPECT_EQ(acls(), rules(10, 1, 2));
-  EXPECT_EQ(policyctl({"recover"}).out, "There is nothing to recover.\n");
-}
-
-TEST_F(Trouble, AChangeThatWaitsForItsConfirmationOutlivesAKilledPolicyctl) {
-  const std::string fifo = folder + "/fifo";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const auto tool = start_policyctl({"apply", "--confirm", "1", fifo});
-  std::ofstream feed(fifo);
-  arm("kill_peer", 4, tool->pid());
-  feed << rules(10, 1, 9) << std::flush;
-  feed.close();
-  EXPECT_EQ(tool->wait(), 128 + SIGKILL);
-  EXPECT_TRUE(plane.client().until([this] { return acls().empty(); }));
 }
 
 TEST_F(Trouble, TwoAtOnceOnDifferentThingsBothSucceed) {

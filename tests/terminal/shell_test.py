@@ -114,7 +114,7 @@ class Terminal(OnASwitch):
 
     def test_commit_that_is_not_confirmed_is_undone(self):
         self.line("cos flag on", "*")
-        self.assertIn("It is undone in 60 s", self.line("commit confirm 60"))
+        self.assertIn("It is undone within 60 s", self.line("commit confirm 60"))
         self.assertIn("cos flag on", self.plane.shown("cos"))
         self.line("recover")
         self.assertIn("cos flag off", self.plane.shown("cos"))

@@ -18,6 +18,7 @@
 #include "tools/policyctl/commands/prepare_plan.h"
 #include "tools/policyctl/json/json_configuration.h"
 #include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/keep/local_time.h"
 #include "tools/policyctl/switch/read_switch.h"
 
 namespace {
@@ -100,7 +101,11 @@ bool is_over(const Context& context, const StateDirectory& directory, const std:
     if (!journal || journal->id != id) return true;
     if (!may_undo) return false;
     const auto session = context.connect();
-    return undo_change(*session, directory, *journal).problem.empty();
+    const ChangeReport report = undo_change(*session, directory, *journal);
+    if (!report.problem.empty()) return false;
+    keep_undo_note(directory, "The change '" + journal->what + "' was not confirmed in time. " +
+                                  local_time() + ": " + report.outcome);
+    return true;
   } catch (const Failure& failure) {
     // The switch cannot be asked now; later it may. A damaged journal stays so.
     return failure.status() == ExitStatus::BAD_FILE;
@@ -108,8 +113,14 @@ bool is_over(const Context& context, const StateDirectory& directory, const std:
 }
 
 std::string confirmation_advice(std::uint32_t seconds) {
-  return "It is undone in " + std::to_string(seconds) +
+  return "It is undone within " + std::to_string(seconds) +
          " s, unless 'policyctl confirm' comes before.";
+}
+
+[[noreturn]] void refuse_without_change(const StateDirectory& directory) {
+  const std::string note = undo_note(directory);
+  throw Failure(ExitStatus::REFUSED, "no change waits for its confirmation.",
+                note.empty() ? "It may have been undone already; see 'policyctl show'." : note);
 }
 
 }  // namespace
@@ -174,8 +185,9 @@ ChangeReport change_to_confirm(const Context& context, SwitchSession& session,
     leave_guard(context, change.id, change.confirm_by);
   }
   ChangeReport report = change_switch(context, session, directory, plan, change);
-  if (change.confirm_by > 0 && report.problem.empty()) {
-    report.advice = confirmation_advice(what.confirm_s);
+  if (report.is_made && change.confirm_by > 0) {
+    const std::string more = report.advice.empty() ? "" : " " + report.advice;
+    report.advice = confirmation_advice(what.confirm_s) + more;
   }
   return report;
 }
@@ -184,18 +196,23 @@ ExitStatus confirm_command(const Context& context) {
   const StateDirectory directory(context.place);
   const ChangeLock lock = directory.lock(context.patience);
   const std::optional<Journal> journal = read_journal(directory);
-  if (!journal) {
-    throw Failure(ExitStatus::REFUSED, "no change waits for its confirmation.",
-                  "It may have been undone already; see 'policyctl show'.");
-  }
+  if (!journal) refuse_without_change(directory);
   if (journal->confirm_by == 0) {
     throw Failure(ExitStatus::REFUSED,
-                  "the change '" + journal->what + "' was not finished and cannot be kept.",
+                  "the change '" + journal->what +
+                      "' was not finished, or is undone in part, and cannot be kept.",
                   "Undo it with 'policyctl recover'.");
   }
-  remove_journal(directory);
+  const auto session = context.connect();
   ChangeReport report;
-  report.outcome = "The change '" + journal->what + "' is kept.";
+  if (session->policyd() == journal->policyd) {
+    remove_journal(directory);
+    report.outcome = "The change '" + journal->what + "' is kept.";
+  } else {
+    report = forget_with_its_policyd(directory);
+    report.status = ExitStatus::REFUSED;
+    report.problem = "the change '" + journal->what + "' cannot be kept.";
+  }
   return print_report(context, "confirm", report);
 }
 

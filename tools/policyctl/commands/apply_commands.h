@@ -35,7 +35,10 @@ struct ChangeToConfirm {
                                              const StateDirectory& directory, const Plan& plan,
                                              const ChangeToConfirm& what);
 
-// Keeps a change that waits for its confirmation.
+// Keeps a change that waits for its confirmation, also one that comes late, as
+// long as nothing of it is undone. Refused with REFUSED when there is none, or its
+// policyd was started anew; then nothing waits any longer. Throws Failure when the
+// switch cannot be asked, and the change goes on waiting.
 ExitStatus confirm_command(const Context& context);
 
 // Undoes a change that was left unfinished, or waits for its confirmation.

@@ -89,6 +89,8 @@ ChangeReport not_undone(const Failure& failure) {
 
 ChangeReport undo_at_the_same_daemon(SwitchSession& session, const StateDirectory& directory,
                                      const Journal& journal, bool mapping_was_sent) {
+  // Half of it may be left.
+  if (journal.confirm_by > 0) mark_journal_undone(directory);
   for (int attempt = 1;; ++attempt) {
     try {
       ChangeReport report = undo_once(session, journal.touched, mapping_was_sent);
@@ -99,16 +101,6 @@ ChangeReport undo_at_the_same_daemon(SwitchSession& session, const StateDirector
       if (!may_pass || attempt == UNDO_ATTEMPTS) return not_undone(failure);
     }
   }
-}
-
-ChangeReport undo_at_a_new_daemon(const StateDirectory& directory) {
-  ChangeReport report;
-  remove_journal(directory);
-  report.outcome =
-      "policyd was started anew meanwhile and began from its defaults: nothing of the change is "
-      "left, nor of what was before.";
-  report.advice = "Apply a saved configuration, or go back with 'policyctl rollback'.";
-  return report;
 }
 
 class ChangeUnderWay {
@@ -170,6 +162,7 @@ class ChangeUnderWay {
     } catch (const Failure& failure) {
       return take_back(result, failure);
     }
+    _report.is_made = true;
     _report.outcome = "The change is made.";
     if (!_plan.mapping().empty()) await_mapping();
   }
@@ -181,7 +174,8 @@ class ChangeUnderWay {
     if (_report.status == ExitStatus::TIMED_OUT) _session.set_patience(LAST_WORD);
     ChangeReport undone;
     try {
-      // The one on the disk may be gone.
+      // The one on the disk may be gone, or wait for its confirmation.
+      _journal.confirm_by = _confirm_by;
       _journal.touched = touched_by(_plan);
       forget_refused(_journal.touched, result.refused);
       undone = undo_change(_session, _directory, _journal, result.sent_mapping);
@@ -248,6 +242,12 @@ void refuse_unfinished_change(const StateDirectory& directory) {
         "the change '" + journal->what + "' waits for its confirmation. Nothing was changed.",
         "Keep it with 'policyctl confirm', or undo it with 'policyctl recover'.");
   }
+  if (journal->confirm_by > 0) {
+    throw Failure(ExitStatus::REFUSED,
+                  "the change '" + journal->what +
+                      "' was not confirmed in time and is not undone yet. Nothing was changed.",
+                  "Undo it with 'policyctl recover', or keep it with 'policyctl confirm'.");
+  }
   throw Failure(
       ExitStatus::REFUSED,
       "the change '" + journal->what + "' before this one was not finished. Nothing was changed.",
@@ -259,10 +259,21 @@ ChangeReport change_switch(const Context& context, SwitchSession& session,
                            const ChangeOptions& options) {
   if (plan.empty()) {
     ChangeReport report;
+    report.is_made = true;
     report.outcome = "There is nothing to change.";
     return report;
   }
   return ChangeUnderWay(context, session, directory, plan, options).make();
+}
+
+ChangeReport forget_with_its_policyd(const StateDirectory& directory) {
+  ChangeReport report;
+  remove_journal(directory);
+  report.outcome =
+      "policyd was started anew meanwhile and began from its defaults: nothing of the change is "
+      "left, nor of what was before.";
+  report.advice = "Apply a saved configuration, or go back with 'policyctl rollback'.";
+  return report;
 }
 
 ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory,
@@ -271,7 +282,7 @@ ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory
   if (policyd == journal.policyd) {
     return undo_at_the_same_daemon(session, directory, journal, mapping_was_sent);
   }
-  if (!policyd.empty()) return undo_at_a_new_daemon(directory);
+  if (!policyd.empty()) return forget_with_its_policyd(directory);
   return not_undone(Failure(ExitStatus::NOT_REACHABLE, "policyd is not running."));
 }
 

@@ -23,6 +23,7 @@ struct ChangeReport {
   std::string outcome;       // the truth about the switch now
   std::string advice;        // what to do next
   Queues mapping_differs;    // priorities that read back as another queue
+  bool is_made = false;      // nothing of it is undone, whatever else is a problem
 };
 
 struct ChangeOptions {
@@ -51,6 +52,9 @@ void refuse_unfinished_change(const StateDirectory& directory);
 // Throws Failure when the switch cannot be asked.
 [[nodiscard]] ChangeReport undo_change(SwitchSession& session, const StateDirectory& directory,
                                        const Journal& journal, bool mapping_was_sent = true);
+
+// Removes the journal of a change whose policyd has gone, and tells so.
+[[nodiscard]] ChangeReport forget_with_its_policyd(const StateDirectory& directory);
 
 // As text or JSON. Answers the report's status.
 ExitStatus print_report(const Context& context, const std::string& what,

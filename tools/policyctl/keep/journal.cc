@@ -23,6 +23,7 @@
 namespace {
 
 constexpr const char* FILE_NAME = "journal";
+constexpr const char* NOTE_NAME = "undone";
 constexpr std::string_view HEAD = "policyctl journal 1\n";
 constexpr std::size_t MOST_EXPECTED_BYTES = std::size_t{64} << 20U;
 
@@ -110,6 +111,7 @@ void write_journal(const StateDirectory& directory, const Journal& journal, cons
   append_part(text, "after", touched_part(plan, plan.target()));
   text += "end\n";
   directory.write(FILE_NAME, text);
+  directory.remove(NOTE_NAME);
 }
 
 std::optional<Journal> read_journal(const StateDirectory& directory) {
@@ -140,8 +142,28 @@ void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by
   directory.write(FILE_NAME, *text);
 }
 
+void mark_journal_undone(const StateDirectory& directory) {
+  try {
+    confirm_journal_by(directory, 0);
+  } catch (const Failure& failure) {
+    if (failure.status() != ExitStatus::REFUSED) throw;
+  }
+}
+
 void remove_journal(const StateDirectory& directory) {
   directory.remove(FILE_NAME);
+}
+
+void keep_undo_note(const StateDirectory& directory, const std::string& note) {
+  try {
+    directory.write(NOTE_NAME, note);
+  } catch (const Failure&) {
+    // The change is undone all the same.
+  }
+}
+
+std::string undo_note(const StateDirectory& directory) {
+  return directory.read(NOTE_NAME).value_or("");
 }
 
 std::int64_t milliseconds_since_epoch() {

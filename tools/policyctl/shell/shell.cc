@@ -177,7 +177,7 @@ void Shell::commit(std::uint32_t confirm_s) {
   const Plan plan(now, std::move(merged.target));
   const ChangeReport report =
       change_to_confirm(_context, *session, directory, plan, {"commit", confirm_s});
-  if (report.problem.empty()) _candidate.set_committed(plan.target());
+  if (report.is_made) _candidate.set_committed(plan.target());
   _status = print_report(_context, "commit", report);
 }
 
