@@ -56,6 +56,20 @@ TEST_F(Trouble, AFileThatIsNoneIsNamed) {
   EXPECT_EQ(result.err, "policyctl: " + folder + ": Is a directory.\n");
 }
 
+TEST_F(Trouble, AStandardInputThatCannotBeReadIsNoEmptyConfiguration) {
+  become(rules(10, 1, 2));
+  const std::string tool = "exec " + program("policyctl") + " -F " + plane.finder_address() + " ";
+  for (const auto& [command, reason] : {std::pair("check - < /", "Is a directory"),
+                                        {"plan - <&-", "Bad file descriptor"},
+                                        {"apply --prune - < /", "Is a directory"},
+                                        {"shell < /", "Is a directory"}}) {
+    ChildProcess run({"/bin/sh", "-c", tool + command});
+    EXPECT_EQ(run.wait(), 65) << command;
+    EXPECT_EQ(run.errors(), std::string("policyctl: standard input: ") + reason + ".\n") << command;
+  }
+  EXPECT_EQ(acls(), rules(10, 1, 2));
+}
+
 TEST_F(Trouble, AFrozenFinderIsWaitedForUntilTheDeadline) {
   plane.finder->signal(SIGSTOP);
   const Result result = policyctl({"--timeout", "0.2", "show"});

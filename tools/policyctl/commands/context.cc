@@ -17,9 +17,15 @@ namespace {
 // Of a file that never ends the memory would end.
 constexpr std::size_t MOST_BYTES = std::size_t{1} << 30U;
 
+[[noreturn]] void refuse_unreadable(const std::string& name) {
+  const int error = errno == 0 ? EIO : errno;
+  throw Failure(ExitStatus::BAD_FILE, name + ": " + std::strerror(error) + ".");
+}
+
 // Throws Failure BAD_FILE.
 std::string read_all(std::istream& in, const std::string& name) {
   std::string text;
+  errno = 0;
   try {
     std::array<char, std::size_t{64} << 10U> part{};
     while (in.read(part.data(), part.size()) || in.gcount() > 0) {
@@ -31,6 +37,7 @@ std::string read_all(std::istream& in, const std::string& name) {
   } catch (const std::ios_base::failure&) {
     in.setstate(std::ios::badbit);
   }
+  if (in.bad()) refuse_unreadable(name);
   return text;
 }
 
@@ -45,10 +52,8 @@ SourceText read_source(const std::string& file) {
   if (file == "-") return {"standard input", read_all(std::cin, "standard input")};
   errno = 0;
   std::ifstream in(file, std::ios::binary);
-  SourceText source{file, in ? read_all(in, file) : std::string()};
-  if (in.is_open() && !in.bad() && errno == 0) return source;
-  const int error = errno == 0 ? EIO : errno;
-  throw Failure(ExitStatus::BAD_FILE, file + ": " + std::strerror(error) + ".");
+  if (!in.is_open()) refuse_unreadable(file);
+  return {file, read_all(in, file)};
 }
 
 void write_file(const Context& context, const std::string& file, const std::string& text) {

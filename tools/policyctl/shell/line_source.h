@@ -13,7 +13,8 @@ class LineSource {
  public:
   virtual ~LineSource() = default;
 
-  // Without its line break; none at the end.
+  // Without its line break; none at the end. Throws Failure BAD_FILE when it
+  // cannot be read.
   [[nodiscard]] virtual std::optional<std::string> next(const std::string& prompt) = 0;
 };
 

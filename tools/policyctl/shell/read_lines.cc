@@ -1,5 +1,8 @@
+#include <cerrno>
+#include <cstring>
 #include <istream>
 
+#include "tools/policyctl/failure.h"
 #include "tools/policyctl/shell/line_source.h"
 
 namespace {
@@ -10,8 +13,12 @@ class StreamLines : public LineSource {
 
   std::optional<std::string> next(const std::string& /*prompt*/) override {
     std::string line;
-    if (!std::getline(_in, line)) return std::nullopt;
-    return line;
+    errno = 0;
+    if (std::getline(_in, line)) return line;
+    const int error = errno == 0 ? EIO : errno;
+    if (!_in.bad()) return std::nullopt;
+    throw Failure(ExitStatus::BAD_FILE,
+                  std::string("standard input: ") + std::strerror(error) + ".");
   }
 
  private:
