@@ -227,6 +227,23 @@ TEST_F(Policyctl, GoesBackToACheckpoint) {
             "policyctl: there is no checkpoint 99, only 5.\n  See 'policyctl checkpoints'.\n");
 }
 
+TEST_F(Policyctl, TellsTheDifferenceToAFileThatDoesNotSayACosValue) {
+  const std::string said = file("said.conf", "interface eth-0/1/1\n  cos-value 3\n");
+  const std::string unsaid = file("unsaid.conf", "");
+  const std::string goes =
+      "  interface eth-0/1/1\n~   cos-value 0\n    was: cos-value 3\n"
+      "0 added, 1 changed, 0 removed; 1 request.\n";
+  const std::string comes =
+      "  interface eth-0/1/1\n~   cos-value 3\n    was: cos-value 0\n"
+      "0 added, 1 changed, 0 removed; 1 request.\n";
+  EXPECT_EQ(policyctl({"diff", said, unsaid}).out, goes);
+  EXPECT_EQ(policyctl({"diff", unsaid, said}).out, comes);
+  become("interface eth-0/1/1\n  cos-value 3\n");
+  EXPECT_EQ(policyctl({"diff", "switch", unsaid}).out, goes);
+  EXPECT_EQ(policyctl({"diff", unsaid, "switch"}).out, comes);
+  EXPECT_EQ(policyctl({"diff", "switch", said}).status, 0);
+}
+
 TEST_F(Policyctl, SavesAFileThatCanBeApplied) {
   apply(EDGE);
   const std::string path = folder + "/saved.conf";

@@ -50,6 +50,13 @@ void name_the_same(Records& a, Records& b) {
   for (const auto& [name, bindings] : b) a.try_emplace(name);
 }
 
+// What a side does not say is not left as it is: it is what policyd starts with.
+void say_cos_values(Configuration& side) {
+  for (auto& [name, bindings] : side.interfaces) {
+    bindings.cos_value = bindings.cos_value.value_or(0);
+  }
+}
+
 }  // namespace
 
 ExitStatus save_command(const Context& context, const std::string& file) {
@@ -116,6 +123,8 @@ ExitStatus diff_command(const Context& context, const std::string& from, const s
   if (!after) return ExitStatus::BAD_FILE;
   name_the_same(before->interfaces, after->interfaces);
   name_the_same(before->vlans, after->vlans);
+  say_cos_values(*before);
+  say_cos_values(*after);
   const Plan plan(*before, std::move(*after));
   if (context.json) {
     print_plan_json(context.out, plan);
