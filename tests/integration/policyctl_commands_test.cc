@@ -176,6 +176,23 @@ TEST_F(Policyctl, NamesWhatTheSwitchDoesNotHave) {
                             path + ": 3 faults.\n");
 }
 
+TEST_F(Policyctl, NamesTheRemarkOfARuleThatIsToDeny) {
+  apply(EDGE);
+  const std::string path = file("deny.conf", "acl 10 type 0\n  rule 1 deny\n  rule 2 deny\n");
+  for (const char* const command : {"plan", "apply"}) {
+    const Result result = policyctl({command, path});
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.err, path +
+                              ":2:8: a remark uses this rule, so it has to permit.\n"
+                              "    rule 1 deny\n"
+                              "         ^\n"
+                              "  interface eth-0/1/1: remark acl 10 rule 1 dscp 46; delete that "
+                              "first.\n" +
+                              path + ": 1 fault.\n");
+  }
+  EXPECT_EQ(policyctl({"plan", "--prune", path}).status, 2);
+}
+
 TEST_F(Policyctl, TellsWhoUsesAListOrRule) {
   apply(EDGE);
   const std::string uses_of_rule_1 =

@@ -1,12 +1,15 @@
 #include "tools/policyctl/commands/prepare_plan.h"
 
 #include <algorithm>
+#include <map>
 #include <ostream>
 #include <utility>
 
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/commands/context.h"
 #include "tools/policyctl/language/words.h"
+#include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/plan/find_entry.h"
 
 namespace {
 
@@ -24,6 +27,35 @@ Fault unknown_record(const RecordPlace& place, const Configuration& present) {
                      ? "The interfaces are listed by 'policyctl show interfaces'."
                      : "Is '" + nearest.name() + "' meant?";
   return fault;
+}
+
+// Each remarked rule, with one of the remarks.
+std::map<RuleKey, std::string> remarks_of(const Configuration& configuration) {
+  std::map<RuleKey, std::string> remarks;
+  const auto collect = [&remarks](const std::string& record, const Bindings& bindings) {
+    for (const auto& [key, remark] : bindings.remarks) {
+      remarks.try_emplace(key, record + ": " + remark_statement(key, remark));
+    }
+  };
+  for (const auto& [name, bound] : configuration.interfaces) {
+    collect(interface_statement(name), bound);
+  }
+  for (const auto& [id, bound] : configuration.vlans) collect(vlan_statement(id), bound);
+  return remarks;
+}
+
+// Of rules that are to deny, though a remark of the switch uses them.
+void add_denied_remarks(const std::vector<DenialPlace>& denials, const Configuration& target,
+                        std::vector<Fault>& faults) {
+  if (denials.empty()) return;
+  const std::map<RuleKey, std::string> remarks = remarks_of(target);
+  for (const DenialPlace& place : denials) {
+    const std::string* const remark = find_entry(remarks, place.key);
+    if (remark == nullptr) continue;
+    faults.push_back({place.line, place.column, place.length,
+                      "a remark uses this rule, so it has to permit.",
+                      *remark + "; delete that first."});
+  }
 }
 
 const char* colour_of(ChangeSign sign) {
@@ -50,6 +82,7 @@ std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted, const Confi
   }
   const std::vector<Fault> unbound = binding_faults(wanted.bindings, target, true);
   faults.insert(faults.end(), unbound.begin(), unbound.end());
+  add_denied_remarks(wanted.denials, target, faults);
   std::stable_sort(faults.begin(), faults.end(), [](const Fault& a, const Fault& b) {
     return std::pair(a.line, a.column) < std::pair(b.line, b.column);
   });

@@ -10,8 +10,8 @@
 #include "tools/policyctl/plan/complete.h"
 #include "tools/policyctl/plan/plan.h"
 
-// Interfaces, VLANs and rules that `wanted` names and the switch does not have.
-// `target` is `wanted` completed from `present`.
+// Interfaces, VLANs and rules that `wanted` names and the switch does not have, and
+// rules it makes deny that a remark still uses. `target` is `wanted` completed from `present`.
 [[nodiscard]] std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted,
                                                   const Configuration& present,
                                                   const Configuration& target);

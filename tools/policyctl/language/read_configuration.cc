@@ -55,6 +55,7 @@ ReadConfiguration read_configuration(std::string_view text) {
   read.faults = std::move(reader.entry().faults());
   read.bindings = std::move(reader.entry().bindings_placed());
   read.records = std::move(reader.entry().records_placed());
+  read.denials = std::move(reader.entry().denials_placed());
   const std::vector<Fault> unbound = binding_faults(read.bindings, read.configuration, false);
   read.faults.insert(read.faults.end(), unbound.begin(), unbound.end());
   std::stable_sort(read.faults.begin(), read.faults.end(), is_before);

@@ -13,6 +13,7 @@ struct ReadConfiguration {
   std::vector<Fault> faults;           // in order of place; with any, the rest is incomplete
   std::vector<BindingPlace> bindings;  // whose rules have to exist
   std::vector<RecordPlace> records;    // which have to exist
+  std::vector<DenialPlace> denials;    // of whose rules none may be remarked
 };
 
 // All of a text, all its faults. What the text alone shows is checked: words,

@@ -49,6 +49,11 @@ void StatementEntry::note_binding(const RuleKey& key, bool is_remark,
       {_interface, _vlan, key, is_remark, _line, rule.word->column, rule.word->length});
 }
 
+void StatementEntry::note_denial(const StatementValues::Value& rule) {
+  _denials_placed.push_back(
+      {{_acl_number, rule.number}, _line, rule.word->column, rule.word->length});
+}
+
 void StatementEntry::refuse(const StatementValues::Value& at, std::string message,
                             std::string advice) {
   _faults.push_back(
@@ -162,6 +167,7 @@ void enter_rule(StatementEntry& entry, const StatementValues& values) {
   rule.action = action.number;
   rule.fields = values.fields;
   rule.description = description.text;
+  if (rule.action == DENY) entry.note_denial(number);
 }
 
 void enter_cos_value(StatementEntry& entry, const StatementValues& values) {

@@ -32,6 +32,15 @@ struct RecordPlace {
   std::size_t length = 0;
 };
 
+// A rule that denies, and where it stands: whether a remark uses it is known only
+// together with what the switch has.
+struct DenialPlace {
+  RuleKey key;
+  std::size_t line = 0;
+  std::size_t column = 0;
+  std::size_t length = 0;
+};
+
 class StatementEntry {
  public:
   explicit StatementEntry(Configuration& configuration) : _configuration(configuration) {}
@@ -57,6 +66,9 @@ class StatementEntry {
   // Of the filter or remark that the open interface or VLAN was just given.
   void note_binding(const RuleKey& key, bool is_remark, const StatementValues::Value& rule);
 
+  // Of the open list.
+  void note_denial(const StatementValues::Value& rule);
+
   // The line is wrong at that value.
   void refuse(const StatementValues::Value& at, std::string message, std::string advice = "");
 
@@ -64,6 +76,7 @@ class StatementEntry {
   [[nodiscard]] std::vector<Fault>& faults() { return _faults; }
   [[nodiscard]] std::vector<BindingPlace>& bindings_placed() { return _bindings_placed; }
   [[nodiscard]] std::vector<RecordPlace>& records_placed() { return _records_placed; }
+  [[nodiscard]] std::vector<DenialPlace>& denials_placed() { return _denials_placed; }
 
  private:
   void open_bindings(Bindings& bindings, const StatementValues::Value& at);
@@ -82,6 +95,7 @@ class StatementEntry {
   std::vector<Fault> _faults;
   std::vector<BindingPlace> _bindings_placed;
   std::vector<RecordPlace> _records_placed;
+  std::vector<DenialPlace> _denials_placed;
 };
 
 void enter_cos_flag(StatementEntry& entry, const StatementValues& values);

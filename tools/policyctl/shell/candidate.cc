@@ -67,24 +67,6 @@ std::string use_name(const Use& use) {
   throw Failure(ExitStatus::REFUSED, "there is no " + what + " here.", "See 'show'.");
 }
 
-// A rule that remarks use has to permit.
-std::optional<Fault> denied_remark(const Configuration& said, const Configuration& candidate) {
-  for (const auto& [number, acl] : said.acls) {
-    for (const auto& [rule_number, rule] : acl.rules) {
-      if (rule.action == PERMIT) continue;
-      ObjectName name;
-      name.acl = number;
-      name.rule = rule_number;
-      for (const Use& use : uses_of(name, candidate)) {
-        if (!use.remark) continue;
-        return Fault{1, 1, 1, "a remark uses this rule, so it has to permit.",
-                     use_name(use) + "; delete that first."};
-      }
-    }
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
 void Candidate::start_from(Configuration present) {
@@ -140,9 +122,8 @@ std::vector<Fault> Candidate::enter(std::string_view line) {
   if (!said.entry().faults().empty()) return std::move(said.entry().faults());
   read.bindings = std::move(said.entry().bindings_placed());
   read.records = std::move(said.entry().records_placed());
-  std::vector<Fault> faults = faults_at_switch(read, _configuration, _configuration);
-  std::optional<Fault> denied = denied_remark(read.configuration, _configuration);
-  if (denied) faults.push_back(std::move(*denied));
+  read.denials = std::move(said.entry().denials_placed());
+  const std::vector<Fault> faults = faults_at_switch(read, _configuration, _configuration);
   if (!faults.empty()) return faults;
   const StatementContext context = said.entry().context();
   if (context == StatementContext::ACL) {
