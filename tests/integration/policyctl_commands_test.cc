@@ -244,6 +244,27 @@ TEST_F(Policyctl, GoesBackToACheckpoint) {
             "policyctl: there is no checkpoint 99, only 5.\n  See 'policyctl checkpoints'.\n");
 }
 
+TEST_F(Policyctl, GoesBackWithoutWhatTheSwitchHasNoLonger) {
+  apply(
+      "acl 10 type 0\n  rule 1 permit\ninterface lag1\n  filter acl 10 rule 1\n"
+      "vlan 20\n  remark acl 10 rule 1 dscp 46\n");
+  become("");
+  Client& client = plane.client();
+  for (const char* const gone : {"remove_interface?name:txt=lag1", "delete_vlan?vlan_id:u32=20"}) {
+    ASSERT_EQ(client.ask(std::string("chassis/chassis/0.1/") + gone), "100");
+  }
+  ASSERT_TRUE(client.until([this] {
+    return policyctl({"show", "interface", "lag1"}).status == 1 &&
+           policyctl({"show", "vlan", "20"}).status == 1;
+  }));
+  const Result result = policyctl({"rollback", "1"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out,
+            "The change is made. Left out, as the switch has them no longer: interface lag1, "
+            "vlan 20. 2 added, 0 changed, 0 removed; 2 requests.\n");
+  EXPECT_EQ(acls(), "acl 10 type 0\n  rule 1 permit\n");
+}
+
 TEST_F(Policyctl, TellsTheDifferenceToAFileThatDoesNotSayACosValue) {
   const std::string said = file("said.conf", "interface eth-0/1/1\n  cos-value 3\n");
   const std::string unsaid = file("unsaid.conf", "");

@@ -167,13 +167,15 @@ ExitStatus apply_text(const Context& context, SourceText source, const std::stri
   refuse_unfinished_change(directory);
   const auto session = context.connect();
   const Configuration present = read_switch(*session, SwitchParts::all());
+  const std::string left_out = options.without_gone ? leave_gone_out(read, present) : "";
   Wanted wanted = want(std::move(read), present, options.unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
   source.text = std::string();
   const Plan plan(present, std::move(wanted.target));
-  return print_report(
-      context, what,
-      change_to_confirm(context, *session, directory, plan, {what, options.confirm_s}));
+  ChangeReport report =
+      change_to_confirm(context, *session, directory, plan, {what, options.confirm_s});
+  if (report.is_made && !left_out.empty()) report.outcome += " " + left_out;
+  return print_report(context, what, report);
 }
 
 ChangeReport change_to_confirm(const Context& context, SwitchSession& session,

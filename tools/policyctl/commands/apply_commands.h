@@ -18,6 +18,8 @@ struct ApplyOptions {
   std::string file;
   Unnamed unnamed = Unnamed::KEPT;
   std::uint32_t confirm_s = 0;  // 0: needs no confirmation
+  // Interfaces and VLANs that are gone are left out and named, not refused.
+  bool without_gone = false;
 };
 ExitStatus apply_command(const Context& context, const ApplyOptions& options);
 

@@ -113,6 +113,7 @@ ExitStatus rollback_command(const Context& context, std::size_t number, std::uin
   ApplyOptions options;
   options.unnamed = Unnamed::REMOVED;
   options.confirm_s = confirm_s;
+  options.without_gone = true;
   return apply_text(context, std::move(source), what, options);
 }
 

@@ -13,6 +13,10 @@
 
 namespace {
 
+bool has_record(const Configuration& present, const std::string& interface, std::uint32_t vlan) {
+  return interface.empty() ? present.vlans.contains(vlan) : present.interfaces.contains(interface);
+}
+
 Fault unknown_record(const RecordPlace& place, const Configuration& present) {
   Fault fault{place.line, place.column, place.length, "", ""};
   if (place.interface.empty()) {
@@ -72,12 +76,34 @@ const char* colour_of(ChangeSign sign) {
 
 }  // namespace
 
+std::string leave_gone_out(ReadConfiguration& kept, const Configuration& present) {
+  std::string gone;
+  const auto name = [&gone](const std::string& statement) {
+    gone += (gone.empty() ? "" : ", ") + statement;
+  };
+  std::erase_if(kept.configuration.interfaces, [&](const auto& entry) {
+    if (present.interfaces.contains(entry.first)) return false;
+    name(interface_statement(entry.first));
+    return true;
+  });
+  std::erase_if(kept.configuration.vlans, [&](const auto& entry) {
+    if (present.vlans.contains(entry.first)) return false;
+    name(vlan_statement(entry.first));
+    return true;
+  });
+  const auto is_of_one_gone = [&present](const auto& place) {
+    return !has_record(present, place.interface, place.vlan);
+  };
+  std::erase_if(kept.records, is_of_one_gone);
+  std::erase_if(kept.bindings, is_of_one_gone);
+  return gone.empty() ? gone : "Left out, as the switch has them no longer: " + gone + ".";
+}
+
 std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted, const Configuration& present,
                                     const Configuration& target) {
   std::vector<Fault> faults;
   for (const RecordPlace& place : wanted.records) {
-    const bool known = place.interface.empty() ? present.vlans.contains(place.vlan)
-                                               : present.interfaces.contains(place.interface);
+    const bool known = has_record(present, place.interface, place.vlan);
     if (!known) faults.push_back(unknown_record(place, present));
   }
   const std::vector<Fault> unbound = binding_faults(wanted.bindings, target, true);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tools/policyctl/language/configuration.h"
@@ -15,6 +16,10 @@
 [[nodiscard]] std::vector<Fault> faults_at_switch(const ReadConfiguration& wanted,
                                                   const Configuration& present,
                                                   const Configuration& target);
+
+// Takes interfaces and VLANs that the switch has no longer out of a configuration
+// that was kept of it. A sentence that names them; empty when none is gone.
+[[nodiscard]] std::string leave_gone_out(ReadConfiguration& kept, const Configuration& present);
 
 // Prints changes as a person reads them, below what they belong to, and the
 // counts:

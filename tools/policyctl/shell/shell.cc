@@ -203,6 +203,7 @@ void Shell::roll_back(std::uint32_t checkpoint) {
     return;
   }
   start_over();
+  const std::string left_out = leave_gone_out(read, _candidate.base());
   Configuration target =
       complete(std::move(read.configuration), _candidate.base(), Unnamed::REMOVED);
   const std::vector<Fault> faults = faults_at_switch(read, _candidate.base(), target);
@@ -212,6 +213,7 @@ void Shell::roll_back(std::uint32_t checkpoint) {
   }
   _candidate.become(std::move(target));
   _context.out << "The candidate is what the switch was at checkpoint " << checkpoint << ".\n";
+  if (!left_out.empty()) _context.out << left_out << '\n';
 }
 
 void Shell::show(const std::vector<std::string>& what) {
