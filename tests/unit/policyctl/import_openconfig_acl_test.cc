@@ -126,6 +126,20 @@ TEST(ImportOpenconfigAcl, AnEntryWithAConditionWithoutCounterpartIsLeftOut) {
                   ": IPv4 and IPv6: no packet is both; the rule is left out.");
 }
 
+TEST(ImportOpenconfigAcl, TheStateOfABlockIsNoCondition) {
+  const Import import = entry(R"("ip": {"config": {"source-ip-address": "10.0.0.0/8"},
+                                        "state": {"source-ip-address": "10.0.0.0/8"}},
+      "input_interface": {"interface_ref": {"state": {"interface": "Ethernet1"}}})");
+  EXPECT_EQ(shown_faults(import.faults), Texts{});
+  EXPECT_EQ(notes_of(import),
+            (Texts{std::string(ENTRY) +
+                       "/ip/state/source-ip-address: '10.0.0.0/8': a rule has nothing like it.",
+                   std::string(ENTRY) + "/input_interface/interface_ref/state/interface: "
+                                        "'Ethernet1': a rule has nothing like it."}));
+  EXPECT_EQ(printed(import),
+            "acl 1 type 0 description \"edge\"\n  rule 1 permit src-ip 10.0.0.0/8\n");
+}
+
 TEST(ImportOpenconfigAcl, WhatIsNoConditionIsNotedAndTheRuleStays) {
   const Import import = imported(
       R"({"x": 1, "openconfig-acl:acl": {"interfaces": {}, "acl-sets": {"acl-set": {"edge": {

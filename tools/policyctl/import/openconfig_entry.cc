@@ -70,10 +70,13 @@ const NamedNumber* find(const std::array<NamedNumber, N>& names, std::string_vie
   return at == names.end() ? nullptr : at;
 }
 
-// Whether a leaf that is not known narrows what the entry matches.
+// Whether a leaf that is not known narrows what the entry matches. What a 'state'
+// holds mirrors the 'config' beside it, or counts.
 bool is_condition(std::string_view leaf_path) {
   const std::size_t end = leaf_path.find('/');
-  if (end == std::string_view::npos) return false;
+  if (end == std::string_view::npos || leaf_path.find("/state/", end) != std::string_view::npos) {
+    return false;
+  }
   const std::string_view block = leaf_path.substr(0, end);
   return block != "config" && block != "state" && block != "actions";
 }
