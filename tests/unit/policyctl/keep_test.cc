@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -13,11 +16,32 @@
 
 namespace {
 
+// What the kernel is asked to put on the disk, and whether it can.
+struct Disk {
+  bool is_broken = false;
+  int folders_settled = 0;
+};
+Disk disk;
+
 const SwitchPlace PLACE{"127.0.0.1", 19999};
+
+template <typename Run>
+std::string refused_with(Run run) {
+  try {
+    run();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), ExitStatus::REFUSED);
+    return failure.what();
+  }
+  return "not refused";
+}
 
 class Keep : public testing::Test {
  protected:
-  Keep() { setenv("POLICYCTL_STATE_DIR", (folder + "/s").c_str(), 1); }
+  Keep() {
+    disk = {};
+    setenv("POLICYCTL_STATE_DIR", (folder + "/s").c_str(), 1);
+  }
   ~Keep() override { unsetenv("POLICYCTL_STATE_DIR"); }
 
   [[nodiscard]] std::string path(const std::string& name) const {
@@ -58,20 +82,81 @@ TEST_F(Keep, RemovesWhatIsThereOrNot) {
   EXPECT_EQ(directory.read("x"), std::nullopt);
 }
 
+TEST_F(Keep, HasOnTheDiskThatAFileIsThereOrGone) {
+  const StateDirectory directory(PLACE);
+  directory.write("x", "");
+  EXPECT_EQ(disk.folders_settled, 1);
+  directory.remove("x");
+  EXPECT_EQ(disk.folders_settled, 2);
+}
+
+TEST_F(Keep, SaysWhenTheDiskDoesNotTakeThatAFileIsGone) {
+  const StateDirectory directory(PLACE);
+  directory.write("x", "");
+  disk.is_broken = true;
+  EXPECT_EQ(refused_with([&] { directory.remove("x"); }),
+            "could not write " + directory.path() + ": Input/output error.");
+}
+
+TEST_F(Keep, SaysWhichFileCannotBeRead) {
+  const StateDirectory directory(PLACE);
+  std::filesystem::create_directories(path("x"));
+  const std::string text = "could not read " + directory.path() + "/x: Is a directory.";
+  EXPECT_EQ(refused_with([&] { (void)directory.read("x"); }), text);
+  EXPECT_EQ(refused_with([&] { (void)directory.first_line("x"); }), text);
+}
+
+TEST_F(Keep, ReadsTheFirstLineOfAFileThatHasOneOrNot) {
+  const StateDirectory directory(PLACE);
+  const std::string line(3000, 'x');
+  for (const std::string& text : {line + "\nmore\n", line + "\n", line}) {
+    directory.write("x", text);
+    EXPECT_EQ(directory.first_line("x"), line);
+  }
+  EXPECT_EQ(directory.first_line("y"), std::nullopt);
+}
+
 TEST_F(Keep, LetsOneChangeASwitchAtATime) {
   const StateDirectory directory(PLACE);
   {
-    const ChangeLock lock = directory.lock({});
+    const ChangeLock lock = directory.lock({}, "apply edge.conf");
     EXPECT_FALSE(directory.try_lock());
     EXPECT_TRUE(StateDirectory({"127.0.0.1", 20000}).try_lock());
-    try {
-      (void)directory.lock(std::chrono::milliseconds(1));
-      FAIL() << "it was held";
-    } catch (const Failure& failure) {
-      EXPECT_EQ(failure.status(), ExitStatus::TIMED_OUT);
-    }
   }
   EXPECT_TRUE(directory.try_lock());
+}
+
+// What a change says that finds the switch locked.
+std::string says_locked(const StateDirectory& directory) {
+  try {
+    (void)directory.lock(std::chrono::milliseconds(1), "another");
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), ExitStatus::TIMED_OUT);
+    return failure.what();
+  }
+  return "it was not held";
+}
+
+TEST_F(Keep, SaysWhoIsChangingTheSwitch) {
+  const StateDirectory directory(PLACE);
+  std::optional<ChangeLock> lock = directory.lock({}, "apply a rather\nlong name.conf");
+  const std::string text = says_locked(directory);
+  const std::string begin =
+      "another policyctl is changing this switch and has not finished: process " +
+      std::to_string(getpid()) + " of ";
+  EXPECT_TRUE(text.starts_with(begin)) << text;
+  EXPECT_NE(text.find(", since 2"), std::string::npos) << text;
+  EXPECT_TRUE(text.ends_with(": apply a rather long name.conf. Nothing was changed.")) << text;
+  lock->tell("undo");
+  EXPECT_TRUE(says_locked(directory).ends_with(": undo. Nothing was changed."));
+}
+
+TEST_F(Keep, NamesNobodyWhoLetGoOfTheSwitch) {
+  const StateDirectory directory(PLACE);
+  { const ChangeLock lock = directory.lock({}, "apply edge.conf"); }
+  const std::optional<ChangeLock> silent = directory.try_lock();
+  EXPECT_EQ(says_locked(directory),
+            "another policyctl is changing this switch and has not finished. Nothing was changed.");
 }
 
 TEST_F(Keep, KnowsASwitchByEachNameOfItsHost) {
@@ -102,6 +187,22 @@ TEST_F(Keep, NumbersCheckpointsFromTheNewestAndDropsTheOldest) {
   EXPECT_NE(read_checkpoint(directory, 2).find("cos schedule mode 4\n"), std::string::npos);
   EXPECT_THROW((void)read_checkpoint(directory, 0), Failure);
   EXPECT_THROW((void)read_checkpoint(directory, MOST_CHECKPOINTS + 1), Failure);
+}
+
+TEST_F(Keep, CountsNoCheckpointThatSomebodyElseNamed) {
+  const StateDirectory directory(PLACE);
+  keep_checkpoint(directory, whole_switch(""), "first");
+  for (const char* const name :
+       {"checkpoint-", "checkpoint-backup", "checkpoint-3", "checkpoint-00000000077",
+        "checkpoint-0000000009x", "checkpoint-99999999999999999999"}) {
+    directory.write(name, "# checkpoint of then, somebody's\n");
+  }
+  keep_checkpoint(directory, whole_switch(""), "second");
+  const std::vector<Checkpoint> checkpoints = list_checkpoints(directory);
+  ASSERT_EQ(checkpoints.size(), 2U);
+  EXPECT_EQ(checkpoints[0].why, "second");
+  EXPECT_EQ(checkpoints[0].serial, 2U);
+  EXPECT_EQ(checkpoints[1].why, "first");
 }
 
 TEST_F(Keep, HasNoCheckpointOfAFileThatIsNone) {
@@ -139,6 +240,25 @@ TEST_F(Keep, ReadsAJournalAsItWasWritten) {
   EXPECT_FALSE(has_journal(directory));
 }
 
+TEST_F(Keep, TellsWhatBecameOfAChangeUntilTheNextBegins) {
+  const StateDirectory directory(PLACE);
+  EXPECT_EQ(undo_note(directory), "");
+  keep_undo_note(directory, "It was undone.");
+  EXPECT_EQ(undo_note(directory), "It was undone.");
+  (void)write_some_journal(directory);
+  EXPECT_EQ(undo_note(directory), "");
+}
+
+TEST_F(Keep, ADiskThatIsBrokenKeepsNoChangeFromBeingUndone) {
+  const StateDirectory directory(PLACE);
+  (void)write_some_journal(directory);
+  confirm_journal_by(directory, 7);
+  disk.is_broken = true;
+  mark_journal_undone(directory);
+  keep_undo_note(directory, "It was undone.");
+  EXPECT_EQ(read_journal(directory)->confirm_by, 7);
+}
+
 TEST_F(Keep, RefusesAJournalThatEndsAnywhereElse) {
   const StateDirectory directory(PLACE);
   (void)write_some_journal(directory);
@@ -156,3 +276,14 @@ TEST_F(Keep, RefusesAJournalThatEndsAnywhereElse) {
 }
 
 }  // namespace
+
+// The C library's own would need a disk that can be broken.
+extern "C" int fsync(int fd) {
+  if (disk.is_broken) {
+    errno = EIO;
+    return -1;
+  }
+  struct stat status {};
+  if (fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) ++disk.folders_settled;
+  return 0;
+}

@@ -95,11 +95,12 @@ constexpr std::int64_t LOOK_EVERY_MS = 1000;
 bool is_over(const Context& context, const StateDirectory& directory, const std::string& id,
              bool may_undo) {
   try {
-    const std::optional<ChangeLock> lock = directory.try_lock();
+    std::optional<ChangeLock> lock = directory.try_lock();
     if (!lock) return false;
     const std::optional<Journal> journal = read_journal(directory);
     if (!journal || journal->id != id) return true;
     if (!may_undo) return false;
+    lock->tell("undo '" + journal->what + "', which was not confirmed");
     const auto session = context.connect();
     const ChangeReport report = undo_change(*session, directory, *journal);
     if (!report.problem.empty()) return false;
@@ -163,7 +164,7 @@ ExitStatus apply_text(const Context& context, SourceText source, const std::stri
   ReadConfiguration read = read_configuration(source.text);
   if (!read.faults.empty()) return report_faults(context, source, read.faults);
   const StateDirectory directory(context.place);
-  const ChangeLock lock = directory.lock(context.patience);
+  const ChangeLock lock = directory.lock(context.patience, what);
   refuse_unfinished_change(directory);
   const auto session = context.connect();
   const Configuration present = read_switch(*session, SwitchParts::all());
@@ -196,7 +197,7 @@ ChangeReport change_to_confirm(const Context& context, SwitchSession& session,
 
 ExitStatus confirm_command(const Context& context) {
   const StateDirectory directory(context.place);
-  const ChangeLock lock = directory.lock(context.patience);
+  const ChangeLock lock = directory.lock(context.patience, "confirm");
   const std::optional<Journal> journal = read_journal(directory);
   if (!journal) refuse_without_change(directory);
   if (journal->confirm_by == 0) {
@@ -220,7 +221,7 @@ ExitStatus confirm_command(const Context& context) {
 
 ExitStatus recover_command(const Context& context) {
   const StateDirectory directory(context.place);
-  const ChangeLock lock = directory.lock(context.patience);
+  const ChangeLock lock = directory.lock(context.patience, "recover");
   const std::optional<Journal> journal = read_journal(directory);
   ChangeReport report;
   if (!journal) {

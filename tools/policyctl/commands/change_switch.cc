@@ -133,6 +133,11 @@ class ChangeUnderWay {
 
  private:
   ChangeReport refuse_to_begin(const Failure& failure) {
+    try {
+      remove_journal(_directory);
+    } catch (const Failure&) {
+      // One that stays tells of a change of which there is nothing to undo.
+    }
     _report.status = failure.status();
     _report.problem = failure.what();
     _report.advice = failure.advice();

@@ -76,7 +76,7 @@ ExitStatus save_command(const Context& context, const std::string& file) {
 ExitStatus checkpoint_command(const Context& context, const std::string& why) {
   const StateDirectory directory(context.place);
   // Half of somebody's change is no configuration to go back to.
-  const ChangeLock lock = directory.lock(context.patience);
+  const ChangeLock lock = directory.lock(context.patience, "checkpoint");
   const Configuration configuration = read_whole_switch(context);
   keep_checkpoint(directory, configuration, why.empty() ? "by hand" : why);
   if (context.json) {

@@ -47,7 +47,7 @@ ExitStatus who_uses_command(const Context& context, const ObjectName& object) {
 
 ExitStatus delete_command(const Context& context, const ObjectName& object, bool cascade) {
   const StateDirectory directory(context.place);
-  const ChangeLock lock = directory.lock(context.patience);
+  const ChangeLock lock = directory.lock(context.patience, "delete " + object.name());
   refuse_unfinished_change(directory);
   const auto session = context.connect();
   const Configuration present = read_switch(*session, SwitchParts::all());
@@ -68,7 +68,7 @@ ExitStatus delete_command(const Context& context, const ObjectName& object, bool
 
 ExitStatus dscp_queue_command(const Context& context, std::uint32_t dscp, std::uint32_t queue) {
   const StateDirectory directory(context.place);
-  const ChangeLock lock = directory.lock(context.patience);
+  const ChangeLock lock = directory.lock(context.patience, "dscp-queue " + std::to_string(dscp));
   refuse_unfinished_change(directory);
   const auto session = context.connect();
   const Lifeline lifeline;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tools/policyctl/keep/local_time.h"
+#include "tools/policyctl/keep/state_file.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
@@ -20,42 +21,49 @@ std::string file_name(std::uint64_t serial) {
   return name;
 }
 
-std::uint64_t serial_of(std::string_view name) {
+// None of a file that is no checkpoint, whatever somebody put there.
+std::optional<std::uint64_t> serial_of(std::string_view name) {
   std::uint64_t serial = 0;
   std::from_chars(name.data() + PREFIX.size(), name.data() + name.size(), serial);
-  return serial;
+  return file_name(serial) == name ? std::optional(serial) : std::nullopt;
 }
 
-// A comment is one line.
-std::string on_one_line(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c >= 0 && c < ' '; }, ' ');
-  return text;
+// Ascending.
+std::vector<std::uint64_t> serials_in(const StateDirectory& directory) {
+  std::vector<std::uint64_t> serials;
+  for (const std::string& name : directory.list(PREFIX)) {
+    const std::optional<std::uint64_t> serial = serial_of(name);
+    if (serial) serials.push_back(*serial);
+  }
+  std::sort(serials.begin(), serials.end());
+  return serials;
 }
 
 }  // namespace
 
 void keep_checkpoint(const StateDirectory& directory, const Configuration& configuration,
                      const std::string& why) {
-  const std::vector<std::string> names = directory.list(PREFIX);
-  const std::uint64_t serial = names.empty() ? 1 : serial_of(names.back()) + 1;
+  const std::vector<std::uint64_t> serials = serials_in(directory);
+  const std::uint64_t serial = serials.empty() ? 1 : serials.back() + 1;
   directory.write(file_name(serial), std::string(HEAD) + local_time() + ", " + on_one_line(why) +
                                          "\n" + write_configuration(configuration));
-  if (names.size() < MOST_CHECKPOINTS) return;
-  for (std::size_t i = 0; i <= names.size() - MOST_CHECKPOINTS; ++i) directory.remove(names[i]);
+  if (serials.size() < MOST_CHECKPOINTS) return;
+  for (std::size_t i = 0; i <= serials.size() - MOST_CHECKPOINTS; ++i) {
+    directory.remove(file_name(serials[i]));
+  }
 }
 
 std::vector<Checkpoint> list_checkpoints(const StateDirectory& directory) {
   std::vector<Checkpoint> checkpoints;
-  std::vector<std::string> names = directory.list(PREFIX);
-  std::reverse(names.begin(), names.end());
-  for (const std::string& name : names) {
-    const std::optional<std::string> text = directory.read(name);
-    if (!text || !text->starts_with(HEAD)) continue;
-    const std::string head = text->substr(HEAD.size(), text->find('\n') - HEAD.size());
+  std::vector<std::uint64_t> serials = serials_in(directory);
+  std::reverse(serials.begin(), serials.end());
+  for (const std::uint64_t serial : serials) {
+    const std::optional<std::string> line = directory.first_line(file_name(serial));
+    if (!line || !line->starts_with(HEAD)) continue;
+    const std::string head = line->substr(HEAD.size());
     const std::size_t comma = head.find(", ");
     if (comma == std::string::npos) continue;
-    checkpoints.push_back({serial_of(name), head.substr(0, comma), head.substr(comma + 2)});
+    checkpoints.push_back({serial, head.substr(0, comma), head.substr(comma + 2)});
   }
   return checkpoints;
 }

@@ -172,5 +172,5 @@ std::int64_t milliseconds_since_epoch() {
 }
 
 bool has_journal(const StateDirectory& directory) {
-  return directory.read(FILE_NAME).has_value();
+  return directory.has(FILE_NAME);
 }

@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,26 +9,17 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 #include <utility>
 
 #include "framework/base/host_name.h"
+#include "tools/policyctl/keep/open_file.h"
+#include "tools/policyctl/keep/state_file.h"
 
 namespace {
 
 constexpr auto LOCK_POLL = std::chrono::milliseconds(10);
-constexpr const char* LOCK_FILE = "lock";
-
-[[noreturn]] void refuse(const std::string& what, const std::string& path, int error) {
-  throw Failure(ExitStatus::REFUSED,
-                "could not " + what + " " + path + ": " + std::strerror(error) + ".",
-                "policyctl keeps its journal there; give it room, or name another directory in "
-                "POLICYCTL_STATE_DIR.");
-}
 
 std::string environment(const char* name) {
   const char* const value = std::getenv(name);
@@ -66,20 +56,6 @@ std::string directory_of(const SwitchPlace& place) {
   return name;
 }
 
-class File {
- public:
-  explicit File(int fd) : _fd(fd) {}
-  ~File() {
-    if (_fd >= 0) close(_fd);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  [[nodiscard]] int fd() const { return _fd; }
-
- private:
-  int _fd;
-};
-
 bool write_all(int fd, std::string_view content) {
   while (!content.empty()) {
     const ssize_t written = ::write(fd, content.data(), content.size());
@@ -92,10 +68,6 @@ bool write_all(int fd, std::string_view content) {
 
 }  // namespace
 
-ChangeLock::~ChangeLock() {
-  if (_fd >= 0) close(_fd);
-}
-
 StateDirectory::StateDirectory(const SwitchPlace& place)
     : _path(base_directory() + "/" + directory_of(place)) {}
 
@@ -104,40 +76,43 @@ void StateDirectory::make() const {
   for (std::size_t at = 0; at != std::string::npos;) {
     at = _path.find('/', at + 1);
     const std::string part = _path.substr(0, at);
-    if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) refuse("make", part, errno);
+    if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) refuse_state_file("make", part, errno);
   }
 }
 
-int StateDirectory::open_lock() const {
-  make();
-  const std::string path = _path + "/" + LOCK_FILE;
-  const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (fd < 0) refuse("open", path, errno);
-  return fd;
+std::string StateDirectory::lock_path() const {
+  return _path + "/lock";
 }
 
 std::optional<ChangeLock> StateDirectory::try_lock() const {
-  ChangeLock held(open_lock());
-  while (flock(held._fd, LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EWOULDBLOCK) return std::nullopt;
-    if (errno != EINTR) refuse("lock", _path + "/" + LOCK_FILE, errno);
-  }
-  return held;
+  make();
+  return ChangeLock::try_hold(lock_path());
 }
 
-ChangeLock StateDirectory::lock(Duration patience) const {
+ChangeLock StateDirectory::lock(Duration patience, const std::string& what) const {
   const auto end = std::chrono::steady_clock::now() + patience;
   for (;;) {
     std::optional<ChangeLock> held = try_lock();
-    if (held) return std::move(*held);
+    if (held) {
+      held->tell(what);
+      return std::move(*held);
+    }
     if (std::chrono::steady_clock::now() >= end) {
+      const std::string holder = ChangeLock::holder(lock_path());
       throw Failure(ExitStatus::TIMED_OUT,
-                    "another policyctl is changing this switch and has not finished. Nothing was "
-                    "changed.",
+                    "another policyctl is changing this switch and has not finished" +
+                        (holder.empty() ? "" : ": " + holder) + ". Nothing was changed.",
                     "Try again, or wait longer with --timeout SECONDS.");
     }
     std::this_thread::sleep_for(LOCK_POLL);
   }
+}
+
+void StateDirectory::settle() const {
+  const OpenFile directory(open(_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  // EINVAL: the file system has nothing to wait for.
+  const bool settled = directory.fd() >= 0 && (fsync(directory.fd()) == 0 || errno == EINVAL);
+  if (!settled) refuse_state_file("write", _path, errno);
 }
 
 void StateDirectory::write(const std::string& name, std::string_view content) const {
@@ -145,38 +120,38 @@ void StateDirectory::write(const std::string& name, std::string_view content) co
   const std::string path = _path + "/" + name;
   const std::string draft = path + ".new";
   {
-    const File file(open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-    if (file.fd() < 0) refuse("write", draft, errno);
+    const OpenFile file(open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    if (file.fd() < 0) refuse_state_file("write", draft, errno);
     if (!write_all(file.fd(), content) || fsync(file.fd()) != 0) {
       const int error = errno;
       unlink(draft.c_str());
-      refuse("write", draft, error);
+      refuse_state_file("write", draft, error);
     }
   }
   if (rename(draft.c_str(), path.c_str()) != 0) {
     const int error = errno;
     unlink(draft.c_str());
-    refuse("write", path, error);
+    refuse_state_file("write", path, error);
   }
-  const File directory(open(_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (directory.fd() >= 0) fsync(directory.fd());
+  settle();
 }
 
 std::optional<std::string> StateDirectory::read(const std::string& name) const {
-  const std::string path = _path + "/" + name;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
-    refuse("read", path, errno);
-  }
-  std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (file.bad()) refuse("read", path, EIO);
-  return content;
+  return read_state_file(_path + "/" + name);
+}
+
+std::optional<std::string> StateDirectory::first_line(const std::string& name) const {
+  return read_first_line(_path + "/" + name);
+}
+
+bool StateDirectory::has(const std::string& name) const {
+  return has_state_file(_path + "/" + name);
 }
 
 void StateDirectory::remove(const std::string& name) const {
   const std::string path = _path + "/" + name;
-  if (unlink(path.c_str()) != 0 && errno != ENOENT) refuse("remove", path, errno);
+  if (unlink(path.c_str()) == 0) return settle();
+  if (errno != ENOENT) refuse_state_file("remove", path, errno);
 }
 
 std::vector<std::string> StateDirectory::list(std::string_view prefix) const {

@@ -9,21 +9,8 @@
 #include <vector>
 
 #include "framework/base/clock.h"
+#include "tools/policyctl/keep/change_lock.h"
 #include "tools/policyctl/switch/switch_session.h"
-
-// Only one policyctl changes a switch at a time. Held until it goes; the kernel
-// lets go of it for a process that is killed.
-class ChangeLock {
- public:
-  ChangeLock(ChangeLock&& other) noexcept : _fd(other._fd) { other._fd = -1; }
-  ChangeLock& operator=(ChangeLock&&) = delete;
-  ~ChangeLock();
-
- private:
-  friend class StateDirectory;
-  explicit ChangeLock(int fd) : _fd(fd) {}
-  int _fd;
-};
 
 class StateDirectory {
  public:
@@ -34,24 +21,33 @@ class StateDirectory {
 
   [[nodiscard]] const std::string& path() const { return _path; }
 
-  // Waits at most `patience` for whoever holds it. Throws Failure: TIMED_OUT when
-  // it is held all that time, REFUSED when the directory cannot be used.
-  [[nodiscard]] ChangeLock lock(Duration patience) const;
-  // None when somebody else has it.
+  // Waits at most `patience` for whoever holds it, and tells the next who waits
+  // `what` it is held for: "apply edge.conf". Throws Failure: TIMED_OUT, which says
+  // who holds it, when it is held all that time, REFUSED when the directory cannot
+  // be used.
+  [[nodiscard]] ChangeLock lock(Duration patience, const std::string& what) const;
+  // None when somebody else has it. Nobody is told what it is held for.
   [[nodiscard]] std::optional<ChangeLock> try_lock() const;
 
   // Replaces a file so that, whatever happens, either the old or the new one is
   // there, whole and on the disk. Throws Failure REFUSED: "no space left".
   void write(const std::string& name, std::string_view content) const;
-  // None when there is no such file. Throws Failure when it cannot be read.
+  // None when there is no such file. Throws Failure REFUSED when it cannot be read.
   [[nodiscard]] std::optional<std::string> read(const std::string& name) const;
+  // No more than its first line, without the line break.
+  [[nodiscard]] std::optional<std::string> first_line(const std::string& name) const;
+  [[nodiscard]] bool has(const std::string& name) const;
+  // Of a file that is there it is on the disk that it is no longer. Throws Failure
+  // REFUSED.
   void remove(const std::string& name) const;
   // Names of files that begin with `prefix`, ascending.
   [[nodiscard]] std::vector<std::string> list(std::string_view prefix) const;
 
  private:
   void make() const;
-  [[nodiscard]] int open_lock() const;
+  [[nodiscard]] std::string lock_path() const;
+  // Waits until what became of the names of files is on the disk.
+  void settle() const;
 
   std::string _path;
 };

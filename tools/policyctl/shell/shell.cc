@@ -169,7 +169,7 @@ void Shell::compare() {
 void Shell::commit(std::uint32_t confirm_s) {
   const StateDirectory directory(_context.place);
   const auto session = _context.connect();
-  const ChangeLock lock = directory.lock(_context.patience);
+  const ChangeLock lock = directory.lock(_context.patience, "commit");
   refuse_unfinished_change(directory);
   const Configuration now = read_present(*session);
   Merge merged = merge(_candidate.base(), _candidate.configuration(), now);
