@@ -131,6 +131,19 @@ TEST_F(UndoOfAChange, LeavesABindingOfSomebodyElseBehindThoseThatWere) {
   EXPECT_EQ(left, Left());
 }
 
+TEST_F(UndoOfAChange, LeavesABindingOfSomebodyElseWhoseRuleCameAfterTheRulesWereRead) {
+  policyd.now.acls[30] = policyd.now.acls.at(20);
+  policyd.now.interfaces.at("eth-0/1/2").filters = {{30, 1}};
+  policyd.now.vlans.at(200).remarks[{30, 1}] = {REMARK_DSCP, 46};
+  Configuration read = policyd.now;
+  read.acls.erase(30);
+  EXPECT_TRUE(policyd.carry_out(Plan(read, undo(touched, read).target)));
+  EXPECT_EQ(named_text(policyd.now), OLD_RULES + "acl 30 type 1\n  rule 1 permit ttl 5\n" +
+                                         OLD_BINDINGS +
+                                         "interface eth-0/1/2\n  filter acl 30 rule 1\n"
+                                         "vlan 200\n  remark acl 30 rule 1 dscp 46\n");
+}
+
 TEST_F(UndoOfAChange, LeavesARemarkThatSomebodyElseChanged) {
   policyd.now.interfaces.at("eth-0/1/1").remarks[{10, 1}].value = 7;
   (void)undone();

@@ -16,6 +16,7 @@ class Restoring {
       : _before(touched.before),
         _after(touched.after),
         _foreign_acls(touched.foreign_acls),
+        _now(now),
         _undo{now, {}} {}
 
   Undo restore() {
@@ -215,27 +216,32 @@ class Restoring {
     }
   }
 
-  // Of rules that somebody else removed.
+  // Of rules that somebody else removed. What is bound now has its rule, also when
+  // that came only after the rules were read.
   void drop_bindings_without_rule() {
-    const auto has_no_rule = [this](const RuleKey& key) {
-      return find_rule(_undo.target, key) == nullptr;
-    };
-    const auto drop = [&](auto& records) {
-      for (auto& [name, bindings] : records) {
-        std::erase_if(bindings.filters, has_no_rule);
-        std::erase_if(bindings.remarks, [&](const auto& entry) {
-          const Rule* const rule = find_rule(_undo.target, entry.first);
-          return rule == nullptr || rule->action != PERMIT;
-        });
-      }
-    };
-    drop(_undo.target.interfaces);
-    drop(_undo.target.vlans);
+    drop_bindings_without_rule(_undo.target.interfaces, _now.interfaces);
+    drop_bindings_without_rule(_undo.target.vlans, _now.vlans);
+  }
+
+  template <typename Records>
+  void drop_bindings_without_rule(Records& records, const Records& now) {
+    for (auto& [name, bindings] : records) {
+      const Bindings& bound = now.at(name);
+      std::erase_if(bindings.filters, [&](const RuleKey& key) {
+        return find_rule(_undo.target, key) == nullptr &&
+               std::find(bound.filters.begin(), bound.filters.end(), key) == bound.filters.end();
+      });
+      std::erase_if(bindings.remarks, [&](const auto& entry) {
+        const Rule* const rule = find_rule(_undo.target, entry.first);
+        return rule == nullptr ? !bound.remarks.contains(entry.first) : rule->action != PERMIT;
+      });
+    }
   }
 
   const Configuration& _before;
   const Configuration& _after;
   const std::set<std::uint32_t>& _foreign_acls;
+  const Configuration& _now;
   Undo _undo;
   std::set<RuleKey> _bound;  // that stay bound
 };
