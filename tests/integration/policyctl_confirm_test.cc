@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 
 #include "tests/integration/policyctl_fixture.h"
@@ -85,6 +86,11 @@ TEST_F(Confirmation, AChangeThatWaitsForItsConfirmationOutlivesAKilledPolicyctl)
   feed.close();
   EXPECT_EQ(tool->wait(), 128 + SIGKILL);
   EXPECT_TRUE(plane.client().until([this] { return acls().empty(); }));
+}
+
+TEST_F(Confirmation, IsNotWaitedForInAFolderThatIsGone) {
+  EXPECT_EQ(policyctl({"guard", "4711-1", "9999999999999"}).status, 0);
+  EXPECT_FALSE(std::filesystem::exists(folder + "/state"));
 }
 
 // Its process was killed, say.

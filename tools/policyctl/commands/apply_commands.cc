@@ -95,6 +95,7 @@ constexpr std::int64_t LOOK_EVERY_MS = 1000;
 bool is_over(const Context& context, const StateDirectory& directory, const std::string& id,
              bool may_undo) {
   try {
+    if (!directory.exists()) return true;
     std::optional<ChangeLock> lock = directory.try_lock();
     if (!lock) return false;
     const std::optional<Journal> journal = read_journal(directory);

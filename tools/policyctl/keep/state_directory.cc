@@ -71,6 +71,10 @@ bool write_all(int fd, std::string_view content) {
 StateDirectory::StateDirectory(const SwitchPlace& place)
     : _path(base_directory() + "/" + directory_of(place)) {}
 
+bool StateDirectory::exists() const {
+  return has_state_file(_path);
+}
+
 // As mkdir -p does, for this user alone.
 void StateDirectory::make() const {
   for (std::size_t at = 0; at != std::string::npos;) {

@@ -20,6 +20,8 @@ class StateDirectory {
   explicit StateDirectory(const SwitchPlace& place);
 
   [[nodiscard]] const std::string& path() const { return _path; }
+  // Whether it was made already.
+  [[nodiscard]] bool exists() const;
 
   // Waits at most `patience` for whoever holds it, and tells the next who waits
   // `what` it is held for: "apply edge.conf". Throws Failure: TIMED_OUT, which says
