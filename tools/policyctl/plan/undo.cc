@@ -97,9 +97,8 @@ class Restoring {
     if (before.filters != after.filters || now.filters != before.filters) {
       now.filters = restored_filters(now.filters, before.filters, after.filters);
     }
-    restore_entries(now.remarks, before.remarks, after.remarks, [&name](const RuleKey& key) {
-      return name + " remark " + rule_name(key);
-    });
+    restore_entries(now.remarks, before.remarks, after.remarks,
+                    [&name](const RuleKey& key) { return name + " remark " + rule_name(key); });
     if (!before.cos_value) return;
     if (now.cos_value == before.cos_value || now.cos_value == after.cos_value) {
       now.cos_value = before.cos_value;
