@@ -139,7 +139,7 @@ TEST_F(Trouble, ALostReplyIsReadBackAndUndone) {
 
 TEST_F(Trouble, AJournalThatIsGoneKeepsNoChangeFromBeingUndone) {
   arm("ignore", 3);
-  const auto tool = start_policyctl({"--timeout", "1", "apply", file("a.conf", rules(10, 1, 5))});
+  const auto tool = start_policyctl({"--timeout", "5", "apply", file("a.conf", rules(10, 1, 5))});
   ASSERT_TRUE(plane.client().until([this] { return changes() >= 3; }));
   std::filesystem::remove_all(folder + "/state");
   EXPECT_EQ(tool->wait(), 75);
@@ -150,7 +150,7 @@ TEST_F(Trouble, AJournalThatIsGoneKeepsNoChangeFromBeingUndone) {
 TEST_F(Trouble, APolicydThatFreezesWithinAChangeLeavesItToRecover) {
   const std::string fifo = folder + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const auto tool = start_policyctl({"--timeout", "0.3", "apply", fifo});
+  const auto tool = start_policyctl({"--timeout", "5", "apply", fifo});
   std::ofstream feed(fifo);
   arm("freeze", 3);
   feed << rules(10, 1, 5) << std::flush;
