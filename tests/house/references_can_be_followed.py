@@ -1,5 +1,6 @@
 """Finds references that a reader of the tree alone cannot follow: chapters of
-papers and numbers of tickets that are elsewhere, places on one machine."""
+papers and numbers of tickets that are elsewhere, places on one machine, and
+programs in documents that nothing builds."""
 
 import re
 import sys
@@ -12,10 +13,26 @@ DANGLING = re.compile(
     re.IGNORECASE)
 # Texts of others, kept as they are.
 QUOTED = ("LICENSE", "examples/sources/")
+PROGRAM = re.compile(r"\bbuild/\w+/bin/(\w+)")
+BUILDS = re.compile(r"\b(add_executable|policyd_unit_test|policyd_fuzz_target|policyd_benchmark)"
+                    r"\(\s*(\w+)")
+PREFIX = {"policyd_unit_test": "test_", "policyd_fuzz_target": "fuzz_"}
+
+
+def programs():
+    """The names of all that is built."""
+    return {PREFIX.get(kind, "") + name
+            for path in tree.files("CMakeLists.txt", "*/CMakeLists.txt")
+            for kind, name in BUILDS.findall(tree.text(path))}
+
+
+def names_what_is_not_built(path, line, known):
+    return path.endswith(".md") and not known.issuperset(PROGRAM.findall(line))
 
 
 def main():
     problems = []
+    known = programs()
     for path in tree.files():
         if path.startswith(QUOTED):
             continue
@@ -25,7 +42,7 @@ def main():
             continue
         problems += [f"{path}:{number}: {line.strip()}"
                      for number, line in enumerate(lines, 1)
-                     if DANGLING.search(line)]
+                     if DANGLING.search(line) or names_what_is_not_built(path, line, known)]
     return tree.report(problems)
 
 
