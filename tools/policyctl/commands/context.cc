@@ -1,16 +1,22 @@
 #include "tools/policyctl/commands/context.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string_view>
 
 #include "framework/base/exceptions.h"
 #include "tools/policyctl/json/json_output.h"
+#include "tools/policyctl/keep/replace_file.h"
 
 namespace {
 
@@ -41,6 +47,40 @@ std::string read_all(std::istream& in, const std::string& name) {
   return text;
 }
 
+// A device or a pipe is written to as it is.
+int write_to_device(const std::string& file, const std::string& text) {
+  const int fd = open(file.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) return errno;
+  int error = write_all(fd, text);
+  if (close(fd) != 0 && error == 0) error = errno;
+  return error;
+}
+
+mode_t mode_of_new_files() {
+  const mode_t taken = umask(0);
+  umask(taken);
+  return 0666U & ~taken;
+}
+
+// 0 or an errno.
+int write_over(const std::string& file, const std::string& text) {
+  struct stat there {};
+  if (stat(file.c_str(), &there) != 0) {
+    there.st_mode = S_IFREG | mode_of_new_files();
+  } else if (S_ISDIR(there.st_mode)) {
+    return EISDIR;
+  } else if (access(file.c_str(), W_OK) != 0) {
+    return errno;
+  }
+  if (!S_ISREG(there.st_mode)) return write_to_device(file, text);
+  // What a link leads to is replaced, not the link.
+  std::error_code unknown;
+  const std::filesystem::path path = std::filesystem::weakly_canonical(file, unknown);
+  const std::string name = unknown ? file : path.string();
+  const std::string draft = name + ".new-" + std::to_string(getpid());
+  return replace_file({name, draft, there.st_mode & 07777U}, text);
+}
+
 }  // namespace
 
 bool Context::in_colour() const {
@@ -61,11 +101,8 @@ void write_file(const Context& context, const std::string& file, const std::stri
     context.out << text << std::flush;
     return;
   }
-  errno = 0;
-  std::ofstream out(file, std::ios::binary | std::ios::trunc);
-  out << text << std::flush;
-  if (out) return;
-  const int error = errno == 0 ? EIO : errno;
+  const int error = write_over(file, text);
+  if (error == 0) return;
   throw Failure(ExitStatus::REFUSED, file + ": " + std::strerror(error) + ".");
 }
 

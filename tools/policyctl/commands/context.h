@@ -35,7 +35,8 @@ struct Context {
 // A file of configuration, "-" for standard input. Throws Failure BAD_FILE when
 // it cannot be read.
 [[nodiscard]] SourceText read_source(const std::string& file);
-// Writes a whole file, or to `context.out` for "-". Throws Failure REFUSED.
+// Replaces a whole file, or writes to `context.out` for "-". Throws Failure REFUSED,
+// and then an old file is as it was.
 void write_file(const Context& context, const std::string& file, const std::string& text);
 // Prints the faults and answers BAD_FILE.
 ExitStatus report_faults(const Context& context, const SourceText& source,

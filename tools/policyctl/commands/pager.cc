@@ -13,6 +13,7 @@
 #include <ostream>
 #include <string_view>
 
+#include "tools/policyctl/keep/replace_file.h"
 #include "tools/policyctl/language/statement_match.h"
 
 namespace {
@@ -73,15 +74,6 @@ pid_t start_reader(const std::string& command, int input) {
   return process;
 }
 
-void write_all(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(fd, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
 // False when there is no such program.
 bool page(const std::string& command, const std::string& text) {
   int ends[2];
@@ -91,7 +83,8 @@ bool page(const std::string& command, const std::string& text) {
   setenv("LESS", "FRX", 0);
   const pid_t reader = start_reader(command, ends[0]);
   close(ends[0]);
-  if (reader > 0) write_all(ends[1], text);
+  // One that has seen enough is no failure.
+  if (reader > 0) (void)write_all(ends[1], text);
   close(ends[1]);
   if (reader < 0) return false;
   int status = 0;

@@ -15,6 +15,7 @@
 
 #include "framework/base/host_name.h"
 #include "tools/policyctl/keep/open_file.h"
+#include "tools/policyctl/keep/replace_file.h"
 #include "tools/policyctl/keep/state_file.h"
 
 namespace {
@@ -54,16 +55,6 @@ std::string directory_of(const SwitchPlace& place) {
   std::replace_if(
       name.begin(), name.end(), [](char c) { return c == '/' || c == ':'; }, '_');
   return name;
-}
-
-bool write_all(int fd, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t written = ::write(fd, content.data(), content.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 }  // namespace
@@ -122,21 +113,8 @@ void StateDirectory::settle() const {
 void StateDirectory::write(const std::string& name, std::string_view content) const {
   make();
   const std::string path = _path + "/" + name;
-  const std::string draft = path + ".new";
-  {
-    const OpenFile file(open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-    if (file.fd() < 0) refuse_state_file("write", draft, errno);
-    if (!write_all(file.fd(), content) || fsync(file.fd()) != 0) {
-      const int error = errno;
-      unlink(draft.c_str());
-      refuse_state_file("write", draft, error);
-    }
-  }
-  if (rename(draft.c_str(), path.c_str()) != 0) {
-    const int error = errno;
-    unlink(draft.c_str());
-    refuse_state_file("write", path, error);
-  }
+  const int error = replace_file({path, path + ".new", 0600}, content);
+  if (error != 0) refuse_state_file("write", path, error);
   settle();
 }
 

@@ -1,0 +1,78 @@
+// policyctl where its files cannot be written.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "tests/integration/policyctl_fixture.h"
+
+namespace {
+
+class Output : public PolicyctlFixture {
+ protected:
+  // What a shell makes of policyctl with these words and redirections.
+  Result by_shell(const std::string& words, const std::string& before = "") {
+    ChildProcess shell(
+        {"/bin/sh", "-c",
+         before + program("policyctl") + " -F " + plane.finder_address() + " " + words});
+    Result result;
+    result.status = shell.wait();
+    result.out = shell.output();
+    result.err = shell.errors();
+    return result;
+  }
+  static std::string content(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  }
+  [[nodiscard]] std::vector<std::string> files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+};
+
+TEST_F(Output, AFileThatCannotBeWrittenWholeStaysAsItWas) {
+  const std::string old = file("saved.conf", "cos flag on\n");
+  // No file may be larger than 0 blocks.
+  const Result result = by_shell("save " + old, "trap '' XFSZ; ulimit -f 0; ");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "policyctl: " + old + ": File too large.\n");
+  EXPECT_EQ(content(old), "cos flag on\n");
+  EXPECT_EQ(files(), std::vector<std::string>{"saved.conf"});
+}
+
+TEST_F(Output, AFileThatIsReplacedKeepsItsModeAndTheLinkToIt) {
+  const std::string real = file("real.conf", "");
+  const std::string link = folder + "/link.conf";
+  ASSERT_EQ(chmod(real.c_str(), 0640), 0);
+  std::filesystem::create_symlink("real.conf", link);
+  EXPECT_EQ(policyctl({"save", link}).out, "Saved to " + link + ".\n");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_EQ(content(real), shown());
+  struct stat status {};
+  ASSERT_EQ(stat(real.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+}
+
+TEST_F(Output, ADeviceIsWrittenAsItIs) {
+  const Result full = policyctl({"save", "/dev/full"});
+  EXPECT_EQ(full.status, 1);
+  EXPECT_EQ(full.err, "policyctl: /dev/full: No space left on device.\n");
+  EXPECT_EQ(policyctl({"save", "/dev/null"}).status, 0);
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST_F(Output, AFolderIsNoFileToSaveTo) {
+  const Result result = policyctl({"save", folder});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "policyctl: " + folder + ": Is a directory.\n");
+}
+
+}  // namespace
