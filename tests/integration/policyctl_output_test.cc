@@ -1,4 +1,4 @@
-// policyctl where its files cannot be written.
+// policyctl where its results cannot be written.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,6 +37,40 @@ class Output : public PolicyctlFixture {
     return names;
   }
 };
+
+TEST_F(Output, AFullDeviceAsStandardOutputIsAFailureOfEveryCommand) {
+  const std::string rules =
+      file("a.rules", "@0.0.0.0/0\t0.0.0.0/0\t0 : 65535\t0 : 65535\t0x06/0xFF\t0x0000/0x0000\t\n");
+  for (const std::string& words :
+       {std::string("show"), std::string("--json show"), std::string("save -"),
+        "import classbench " + rules, std::string("completion bash"), std::string("help"),
+        std::string("manual"), std::string("--version"), "plan " + file("a.conf", "cos flag on\n"),
+        std::string("checkpoints")}) {
+    const Result result = by_shell(words + " >/dev/full");
+    EXPECT_EQ(result.status, 1) << words;
+    EXPECT_EQ(result.err, "policyctl: standard output: No space left on device.\n") << words;
+  }
+}
+
+TEST_F(Output, AClosedStandardOutputIsAFailure) {
+  const Result result = by_shell("show >&-");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "policyctl: standard output: Bad file descriptor.\n");
+}
+
+TEST_F(Output, AReaderThatHasSeenEnoughIsNoFailure) {
+  const std::string pipe = folder + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const Result result =
+      by_shell("show >&3", "trap '' PIPE; (exec <" + pipe + ") & exec 3>" + pipe + "; wait; ");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Output, TheStatusOfAFailureIsKept) {
+  const Result result = by_shell("--json check " + folder + "/none >/dev/full");
+  EXPECT_EQ(result.status, 65);
+}
 
 TEST_F(Output, AFileThatCannotBeWrittenWholeStaysAsItWas) {
   const std::string old = file("saved.conf", "cos flag on\n");
