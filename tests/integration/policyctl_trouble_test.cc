@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr const char* WAIT_LONGER =
+    "  It is there but does not answer; wait longer with --timeout SECONDS.\n";
 constexpr const char* UNDONE = "  Everything was undone; the switch is as it was.\n";
 
 class Trouble : public PolicyctlFixture {
@@ -22,6 +24,11 @@ class Trouble : public PolicyctlFixture {
     options.argv.insert(options.argv.end(), arguments.begin(), arguments.end());
     options.environment = {{"POLICYCTL_STATE_DIR", folder + "/elsewhere"}};
     return std::make_unique<ChildProcess>(options);
+  }
+  Result impatiently(const std::string& timeout, const std::vector<std::string>& command) {
+    std::vector<std::string> arguments{"--timeout", timeout};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    return policyctl(arguments);
   }
   std::string finder_name() { return plane.finder_address(); }
 };
@@ -76,7 +83,7 @@ TEST_F(Trouble, AFrozenFinderIsWaitedForUntilTheDeadline) {
   EXPECT_EQ(result.status, 75);
   EXPECT_EQ(result.err,
             "policyctl: no answer from the finder at " + finder_name() +
-                " for 0.2 s, waiting to be let in. Nothing was changed.\n"
+                " for 0.2 s, waiting to be let in.\n"
                 "  Is that a finder, and does it run? Name another with -F HOST[:PORT], or wait "
                 "longer with --timeout SECONDS.\n");
 }
@@ -108,23 +115,60 @@ TEST_F(Trouble, ADeadPolicydIsNotReachable) {
 }
 
 TEST_F(Trouble, AFrozenPolicydIsWaitedForUntilTheDeadline) {
+  const std::string conf = file("a.conf", "cos flag on\n");
   plane.policyd->signal(SIGSTOP);
-  for (const std::vector<std::string>& command : {std::vector<std::string>{"show"},
-                                                  {"plan", file("a.conf", "cos flag on\n")},
-                                                  {"apply", file("a.conf", "cos flag on\n")},
-                                                  {"who-uses", "acl", "1"},
-                                                  {"delete", "acl", "1"},
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"plan", conf},
                                                   {"save", "-"},
-                                                  {"checkpoint"},
-                                                  {"dscp-queue", "1", "1"}}) {
-    std::vector<std::string> arguments{"--timeout", "0.2"};
-    arguments.insert(arguments.end(), command.begin(), command.end());
-    const Result result = policyctl(arguments);
-    EXPECT_EQ(result.status, 75) << command[0] << ": " << result.err;
-    EXPECT_NE(result.err.find("no answer for 0.2 s, waiting for "), std::string::npos)
-        << command[0] << ": " << result.err;
+                                                  {"who-uses", "acl", "1"},
+                                                  {"checkpoint"}}) {
+    EXPECT_EQ(impatiently("0.2", command).status, 75) << command[0];
   }
   plane.policyd->signal(SIGCONT);
+}
+
+TEST_F(Trouble, ATimeoutNamesWhoIsSilentAndWhetherAnythingWasChanged) {
+  struct Case {
+    std::vector<std::string> command;
+    std::string rest;
+  };
+  const std::string reading = "the configuration of the switch.";
+  plane.policyd->signal(SIGSTOP);
+  for (const Case& each :
+       {Case{{"show"}, reading},
+        Case{{"apply", file("a.conf", "cos flag on\n")}, reading + " Nothing was changed."},
+        Case{{"delete", "acl", "1"}, reading + " Nothing was changed."},
+        Case{{"dscp-queue", "1", "1"},
+             "the queue of a DSCP to be set. Whether it was set is not known."}}) {
+    const Result result = impatiently("1", each.command);
+    EXPECT_EQ(result.status, 75) << each.command[0];
+    EXPECT_EQ(result.err, "policyctl: no answer from policyd for 1 s, waiting for " + each.rest +
+                              "\n" + WAIT_LONGER);
+  }
+  plane.policyd->signal(SIGCONT);
+}
+
+TEST_F(Trouble, AFrozenChassisIsToldFromAFrozenPolicyd) {
+  plane.chassis->signal(SIGSTOP);
+  const Result result = impatiently("1", {"show"});
+  EXPECT_EQ(result.status, 75);
+  EXPECT_EQ(result.err,
+            "policyctl: no answer from the interface manager 'sif' and the VLAN manager 'vlan' for "
+            "1 s, waiting for the configuration of the switch.\n" +
+                std::string(WAIT_LONGER));
+  plane.chassis->signal(SIGCONT);
+}
+
+TEST_F(Trouble, AChangeThatReachesNobodySaysThatNothingWasChanged) {
+  ControlPlane::kill(plane.finder);
+  const std::string rest =
+      ": connection refused. Nothing was changed.\n"
+      "  Start the finder, or name another with -F HOST[:PORT].\n";
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"apply", file("a.conf", "cos flag on\n")},
+        {"delete", "acl", "1"},
+        {"dscp-queue", "1", "1"}}) {
+    EXPECT_EQ(policyctl(command).err, "policyctl: no finder listens at " + finder_name() + rest);
+  }
 }
 
 TEST_F(Trouble, ALostReplyIsReadBackAndUndone) {
@@ -132,7 +176,8 @@ TEST_F(Trouble, ALostReplyIsReadBackAndUndone) {
   const Result result = policyctl({"--timeout", "0.2", "apply", file("a.conf", rules(10, 1, 5))});
   EXPECT_EQ(result.status, 75);
   EXPECT_EQ(result.err, "policyctl: apply " + folder +
-                            "/a.conf: no answer for 0.2 s, waiting for the answer to a change.\n" +
+                            "/a.conf: no answer from policyd for 0.2 s, waiting for the "
+                            "answer to a change.\n" +
                             UNDONE);
   EXPECT_EQ(acls(), "");
 }

@@ -167,8 +167,12 @@ ExitStatus apply_text(const Context& context, SourceText source, const std::stri
   const StateDirectory directory(context.place);
   const ChangeLock lock = directory.lock(context.patience, what);
   refuse_unfinished_change(directory);
-  const auto session = context.connect();
-  const Configuration present = read_switch(*session, SwitchParts::all());
+  std::unique_ptr<SwitchSession> session;
+  Configuration present;
+  before_change([&] {
+    session = context.connect();
+    present = read_switch(*session, SwitchParts::all());
+  });
   const std::string left_out = options.without_gone ? leave_gone_out(read, present) : "";
   Wanted wanted = want(std::move(read), present, options.unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);

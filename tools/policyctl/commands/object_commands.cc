@@ -24,6 +24,38 @@ ExitStatus refuse_used(const Context& context, const ObjectName& object,
   return ExitStatus::REFUSED;
 }
 
+// A request that was sent and not answered may have been carried out.
+Failure may_have_been_set(const Failure& failure) {
+  const bool is_known = failure.status() == ExitStatus::REFUSED;
+  return Failure(failure.status(),
+                 failure.what() + std::string(is_known ? "" : " Whether it was set is not known."),
+                 failure.advice());
+}
+
+XrlError set_dscp_queue(SwitchSession& session, std::uint32_t dscp, std::uint32_t queue) {
+  const Lifeline lifeline;
+  XrlAtomList dscps;
+  dscps.append(dscp);
+  XrlAtomList queues;
+  queues.append(queue);
+  bool answered = false;
+  XrlError problem;
+  const bool sent = XrlPolicyConfigV0p1Client(session.sender())
+                        .send_set_dscp_queue(session.policyd(), dscps, queues,
+                                             callback(lifeline, [&](const XrlError& error) {
+                                               answered = true;
+                                               problem = error;
+                                             }));
+  if (!sent) throw Failure(ExitStatus::NOT_REACHABLE, "a request could not be sent to policyd.");
+  session.heard();
+  try {
+    session.wait("the queue of a DSCP to be set", [&answered] { return answered; });
+  } catch (const Failure& failure) {
+    throw may_have_been_set(failure);
+  }
+  return problem;
+}
+
 }  // namespace
 
 ExitStatus who_uses_command(const Context& context, const ObjectName& object) {
@@ -49,9 +81,13 @@ ExitStatus delete_command(const Context& context, const ObjectName& object, bool
   const StateDirectory directory(context.place);
   const ChangeLock lock = directory.lock(context.patience, "delete " + object.name());
   refuse_unfinished_change(directory);
-  const auto session = context.connect();
-  const Configuration present = read_switch(*session, SwitchParts::all());
-  require_object(object, present, "on the switch");
+  std::unique_ptr<SwitchSession> session;
+  Configuration present;
+  before_change([&] {
+    session = context.connect();
+    present = read_switch(*session, SwitchParts::all());
+    require_object(object, present, "on the switch");
+  });
   if (object.acl && !cascade) {
     const std::vector<Use> uses = uses_of(object, present);
     if (!uses.empty()) return refuse_used(context, object, uses);
@@ -70,24 +106,11 @@ ExitStatus dscp_queue_command(const Context& context, std::uint32_t dscp, std::u
   const StateDirectory directory(context.place);
   const ChangeLock lock = directory.lock(context.patience, "dscp-queue " + std::to_string(dscp));
   refuse_unfinished_change(directory);
-  const auto session = context.connect();
-  const Lifeline lifeline;
-  XrlAtomList dscps;
-  dscps.append(dscp);
-  XrlAtomList queues;
-  queues.append(queue);
-  bool answered = false;
-  XrlError problem;
-  const bool sent = XrlPolicyConfigV0p1Client(session->sender())
-                        .send_set_dscp_queue(session->policyd(), dscps, queues,
-                                             callback(lifeline, [&](const XrlError& error) {
-                                               answered = true;
-                                               problem = error;
-                                             }));
-  if (!sent) throw Failure(ExitStatus::NOT_REACHABLE, "a request could not be sent to policyd.");
-  session->wait("policyd to set the queue of a DSCP", [&answered] { return answered; });
+  std::unique_ptr<SwitchSession> session;
+  before_change([&] { session = context.connect(); });
+  const XrlError problem = set_dscp_queue(*session, dscp, queue);
   const std::string what = "set the queue of DSCP " + std::to_string(dscp);
-  if (!problem.is_okay()) throw request_failure(what, problem);
+  if (!problem.is_okay()) throw may_have_been_set(request_failure(what, problem));
   ChangeReport report;
   report.requests = 1;
   report.counts.changed = 1;

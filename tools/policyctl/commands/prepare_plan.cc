@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr const char* NOTHING_WAS_CHANGED = " Nothing was changed.";
+
 bool has_record(const Configuration& present, const std::string& interface, std::uint32_t vlan) {
   return interface.empty() ? present.vlans.contains(vlan) : present.interfaces.contains(interface);
 }
@@ -75,6 +77,16 @@ const char* colour_of(ChangeSign sign) {
 }
 
 }  // namespace
+
+void before_change(const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const Failure& failure) {
+    if (std::string_view(failure.what()).ends_with(NOTHING_WAS_CHANGED)) throw;
+    throw Failure(failure.status(), std::string(failure.what()) + NOTHING_WAS_CHANGED,
+                  failure.advice());
+  }
+}
 
 std::string leave_gone_out(ReadConfiguration& kept, const Configuration& present) {
   std::string gone;

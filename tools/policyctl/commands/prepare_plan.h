@@ -1,6 +1,7 @@
 // From a text and a switch to the plan between them.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +11,10 @@
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/plan/complete.h"
 #include "tools/policyctl/plan/plan.h"
+
+// Runs what comes before the first request of a change. A failure then says that
+// nothing was changed, too.
+void before_change(const std::function<void()>& run);
 
 // Interfaces, VLANs and rules that `wanted` names and the switch does not have, and
 // rules it makes deny that a remark still uses. `target` is `wanted` completed from `present`.

@@ -168,10 +168,12 @@ void Shell::compare() {
 
 void Shell::commit(std::uint32_t confirm_s) {
   const StateDirectory directory(_context.place);
-  const auto session = _context.connect();
+  std::unique_ptr<SwitchSession> session;
+  before_change([&] { session = _context.connect(); });
   const ChangeLock lock = directory.lock(_context.patience, "commit");
   refuse_unfinished_change(directory);
-  const Configuration now = read_present(*session);
+  Configuration now;
+  before_change([&] { now = read_present(*session); });
   Merge merged = merge(_candidate.base(), _candidate.configuration(), now);
   if (!merged.conflicts.empty()) throw conflict_failure(merged.conflicts);
   const Plan plan(now, std::move(merged.target));

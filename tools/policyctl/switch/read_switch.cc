@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "platform/interfaces/sif_xif.h"
 #include "platform/interfaces/vlan_xif.h"
@@ -13,8 +14,16 @@
 
 namespace {
 
-constexpr const char* INTERFACE_MANAGER = "sif";
-constexpr const char* VLAN_MANAGER = "vlan";
+// Others than policyd that are asked one question.
+struct Manager {
+  const char* target;
+  const char* name;
+  const char* question;  // as of a request
+};
+constexpr Manager INTERFACE_MANAGER{"sif", "the interface manager 'sif'",
+                                    "ask the interface manager 'sif' for the interfaces"};
+constexpr Manager VLAN_MANAGER{"vlan", "the VLAN manager 'vlan'",
+                               "ask the VLAN manager 'vlan' for the VLANs"};
 
 enum class Gone { IS_FINE, IS_A_FAILURE };
 
@@ -23,7 +32,7 @@ class SwitchReader {
   SwitchReader(SwitchSession& session, const SwitchParts& parts)
       : _session(session),
         _client(session.sender()),
-        _window(session, "the configuration of the switch") {
+        _window(session, "the configuration of the switch", [this] { return who_is_silent(); }) {
     if (parts.class_of_service) ask_class_of_service();
     if (parts.time_ranges) ask_time_ranges();
     if (parts.acls) ask_acls();
@@ -80,7 +89,26 @@ class SwitchReader {
                      std::string("could not ") + what + ": the answer makes no sense.",
                      "Is what runs there of the same version as policyctl?"));
       }
+      std::erase_if(_asked, [what](const Manager* manager) { return manager->question == what; });
       _window.answered();
+    });
+  }
+
+  // Of those that have something to answer.
+  [[nodiscard]] std::string who_is_silent() const {
+    std::string names = _window.in_flight() > _asked.size() ? "policyd" : "";
+    for (const Manager* manager : _asked) {
+      names += (names.empty() ? "" : " and ") + std::string(manager->name);
+    }
+    return names;
+  }
+
+  template <typename Send>
+  void ask_manager(const Manager& manager, Send send) {
+    ask([this, &manager, send] {
+      if (!send()) return false;
+      _asked.push_back(&manager);
+      return true;
     });
   }
 
@@ -198,10 +226,10 @@ class SwitchReader {
   }
 
   void ask_interfaces() {
-    ask([this] {
+    ask_manager(INTERFACE_MANAGER, [this] {
       return XrlSifV0p1Client(_session.sender())
-          .send_get_tree(INTERFACE_MANAGER,
-                         store("ask the interface manager 'sif' for the interfaces",
+          .send_get_tree(INTERFACE_MANAGER.target,
+                         store(INTERFACE_MANAGER.question,
                                [this](std::uint64_t, const XrlAtomList& names, const auto&,
                                       const auto&, const auto&, const auto&) {
                                  for (const std::string_view name : names.texts()) {
@@ -212,14 +240,14 @@ class SwitchReader {
   }
 
   void ask_vlans() {
-    ask([this] {
+    ask_manager(VLAN_MANAGER, [this] {
       return XrlVlanV0p1Client(_session.sender())
-          .send_get_vlans(VLAN_MANAGER, store("ask the VLAN manager 'vlan' for the VLANs",
-                                              [this](const XrlAtomList& vlans) {
-                                                for (const std::uint32_t id : vlans.u32s()) {
-                                                  ask_vlan(id);
-                                                }
-                                              }));
+          .send_get_vlans(VLAN_MANAGER.target,
+                          store(VLAN_MANAGER.question, [this](const XrlAtomList& vlans) {
+                            for (const std::uint32_t id : vlans.u32s()) {
+                              ask_vlan(id);
+                            }
+                          }));
     });
   }
 
@@ -277,6 +305,7 @@ class SwitchReader {
   RequestWindow _window;
   Configuration _read;
   std::deque<Ask> _unsent;
+  std::vector<const Manager*> _asked;  // and have not answered
   std::optional<Failure> _failure;
   Lifeline _lifeline;
 };

@@ -6,10 +6,10 @@ void RequestWindow::run(SendNext next) {
   _next = std::move(next);
   _session.heard();
   pump();
-  _session.wait(_what, [this] {
-    // What could not be queued with nothing in flight will not be later.
-    return _in_flight == 0 && _stopped;
-  });
+  // What could not be queued with nothing in flight will not be later.
+  const auto is_over = [this] { return _in_flight == 0 && _stopped; };
+  if (_whom) return _session.wait(_what, is_over, _whom);
+  _session.wait(_what, is_over);
 }
 
 void RequestWindow::answered() {

@@ -17,9 +17,10 @@ class RequestWindow {
   // Sends the next request, whose callback must call answered() once.
   using SendNext = std::function<Sent()>;
 
-  // `what` is waited for, as a deadline names it: "the rules of the switch".
-  RequestWindow(SwitchSession& session, std::string what)
-      : _session(session), _what(std::move(what)) {}
+  // `what` is waited for, as a deadline names it: "the rules of the switch"; and
+  // `whom`, asked within run(), policyd unless given.
+  RequestWindow(SwitchSession& session, std::string what, SwitchSession::Whom whom = {})
+      : _session(session), _what(std::move(what)), _whom(std::move(whom)) {}
 
   // Until all is sent and answered, or, once stop() was called, until what is in
   // flight is answered. Throws Failure TIMED_OUT.
@@ -37,6 +38,7 @@ class RequestWindow {
 
   SwitchSession& _session;
   std::string _what;
+  SwitchSession::Whom _whom;
   SendNext _next;
   std::size_t _in_flight = 0;
   bool _stopped = false;

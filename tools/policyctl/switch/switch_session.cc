@@ -55,10 +55,10 @@ SwitchSession::SwitchSession(SwitchPlace place, Duration patience)
   reach_finder();
   _policyd = find_policyd();
   if (_policyd.empty()) {
-    throw Failure(ExitStatus::NOT_REACHABLE,
-                  "policyd is not running: the finder at " + _place.name() + " knows no target '" +
-                      POLICY_CLASS + "'.",
-                  "Start policyd with -F " + _place.name() + ".");
+    throw NoPolicyd(ExitStatus::NOT_REACHABLE,
+                    "policyd is not running: the finder at " + _place.name() +
+                        " knows no target '" + POLICY_CLASS + "'.",
+                    "Start policyd with -F " + _place.name() + ".");
   }
 }
 
@@ -74,8 +74,8 @@ SwitchSession::~SwitchSession() {
 void SwitchSession::reach_finder() {
   IPv4 host;
   if (!resolve_host_name(_place.finder_host, host)) {
-    throw Failure(ExitStatus::NOT_REACHABLE, "there is no host '" + _place.finder_host + "'.",
-                  "Name the finder's with -F HOST[:PORT].");
+    throw NoFinder(ExitStatus::NOT_REACHABLE, "there is no host '" + _place.finder_host + "'.",
+                   "Name the finder's with -F HOST[:PORT].");
   }
   try {
     _router = std::make_unique<XrlStdRouter>(_loop, "", _place.finder_host.c_str(),
@@ -105,16 +105,16 @@ void SwitchSession::reach_finder() {
   probe.reset();
   if (fd >= 0) _loop.network().close(fd);
   if (refused) {
-    throw Failure(ExitStatus::NOT_REACHABLE,
-                  "no finder listens at " + _place.name() + ": connection refused.",
-                  "Start the finder, or name another with -F HOST[:PORT].");
+    throw NoFinder(ExitStatus::NOT_REACHABLE,
+                   "no finder listens at " + _place.name() + ": connection refused.",
+                   "Start the finder, or name another with -F HOST[:PORT].");
   }
   if (reached) return;
-  throw Failure(ExitStatus::TIMED_OUT,
-                "no answer from the finder at " + _place.name() + " for " + seconds(_patience) +
-                    ", waiting to be let in. Nothing was changed.",
-                "Is that a finder, and does it run? Name another with -F HOST[:PORT], or wait "
-                "longer with --timeout SECONDS.");
+  throw NoFinder(ExitStatus::TIMED_OUT,
+                 "no answer from the finder at " + _place.name() + " for " + seconds(_patience) +
+                     ", waiting to be let in.",
+                 "Is that a finder, and does it run? Name another with -F HOST[:PORT], or wait "
+                 "longer with --timeout SECONDS.");
 }
 
 std::string SwitchSession::find_policyd() {
@@ -134,7 +134,9 @@ std::string SwitchSession::find_policyd() {
       }));
   if (!sent) throw Failure(ExitStatus::NOT_REACHABLE, "the finder was lost.");
   heard();
-  wait("the finder's list of targets", [&] { return answered; });
+  wait(
+      "its list of targets", [&] { return answered; },
+      [this] { return "the finder at " + _place.name(); });
   if (!problem.is_okay()) throw request_failure("ask the finder for policyd", problem);
   if (!makes_sense) {
     throw Failure(ExitStatus::NOT_REACHABLE,
@@ -143,7 +145,8 @@ std::string SwitchSession::find_policyd() {
   return found;
 }
 
-void SwitchSession::wait(const std::string& what, const std::function<bool()>& done) {
+void SwitchSession::wait(const std::string& what, const std::function<bool()>& done,
+                         const Whom& whom) {
   // A timer, so that a turn without any event ends.
   Timer wake(_loop, [] {});
   while (!done()) {
@@ -152,10 +155,10 @@ void SwitchSession::wait(const std::string& what, const std::function<bool()>& d
         interrupted() ? std::min<Duration>(_patience, INTERRUPTED_PATIENCE) : _patience;
     const TimePoint limit = _last_heard + patience;
     if (_loop.now() >= limit) {
-      throw Failure(ExitStatus::TIMED_OUT,
-                    "no answer for " + seconds(patience) + ", waiting for " + what + ".",
-                    "The switch is there but does not answer; wait longer with --timeout "
-                    "SECONDS.");
+      throw Failure(
+          ExitStatus::TIMED_OUT,
+          "no answer from " + whom() + " for " + seconds(patience) + ", waiting for " + what + ".",
+          "It is there but does not answer; wait longer with --timeout SECONDS.");
     }
     if (!wake.is_armed() || wake.when() < limit) wake.schedule_at(limit);
     _loop.run();

@@ -25,11 +25,26 @@ struct SwitchPlace {
   [[nodiscard]] std::string name() const;  // "127.0.0.1:19999"
 };
 
+// Why there is no session: nobody at the finder's place who lets anybody in.
+class NoFinder : public Failure {
+ public:
+  using Failure::Failure;
+};
+// The finder is there and knows no policyd.
+class NoPolicyd : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 class SwitchSession {
  public:
+  // Who is waited for, when it turns out to be in vain: "policyd".
+  using Whom = std::function<std::string()>;
+
   // Reaches the finder and finds policyd. `patience` is how long nothing may be
-  // heard, here and in all that follows. Throws Failure: NOT_REACHABLE when
-  // there is no finder or no policyd, TIMED_OUT when one does not answer.
+  // heard, here and in all that follows. Throws NoFinder, with the status
+  // NOT_REACHABLE or TIMED_OUT, NoPolicyd, NOT_REACHABLE, and Failure TIMED_OUT
+  // when the finder let it in and is silent then.
   SwitchSession(SwitchPlace place, Duration patience);
   ~SwitchSession();
 
@@ -41,9 +56,10 @@ class SwitchSession {
   // The instance that lives, which is what requests to policyd are addressed to.
   [[nodiscard]] const std::string& policyd() const { return _policyd; }
 
-  // Turns the loop until `done`. Throws Failure TIMED_OUT, naming `what` was
-  // waited for, when heard() was not called for the session's patience.
-  void wait(const std::string& what, const std::function<bool()>& done);
+  // Turns the loop until `done`. Throws Failure TIMED_OUT, naming `whom` and `what`
+  // was waited for, when heard() was not called for the session's patience.
+  void wait(const std::string& what, const std::function<bool()>& done,
+            const Whom& whom = policyd_itself);
   // The same, but false instead of a Failure, and `limit` instead of patience.
   [[nodiscard]] bool wait_for(Duration limit, const std::function<bool()>& done);
   // The loop's own time stands still while something else is done, such as
@@ -60,6 +76,7 @@ class SwitchSession {
   void forget_interrupt() { _interrupts = 0; }
 
  private:
+  static std::string policyd_itself() { return "policyd"; }
   void reach_finder();
   void take_signals();
 
