@@ -1,5 +1,6 @@
 // policyctl watch beside real processes.
 #include <csignal>
+#include <regex>
 #include <sstream>
 
 #include "tests/integration/real_daemon.h"
@@ -65,7 +66,8 @@ TEST_F(PolicyctlWatch, SaysThatPolicydWasStartedAnewAndGoesOn) {
   hold({{"create_acl?acl:u32=10&type:u32=0", "100"}});
   const auto acls = watch({"acls"});
   kill_policyd();
-  ASSERT_TRUE(acls->wait_for_errors("Waiting for the switch to be back."));
+  ASSERT_TRUE(
+      acls->wait_for_errors(" policyctl: policyd is gone. Waiting for the switch to be back.\n"));
   plane.start_policyd();
   ASSERT_TRUE(acls->wait_for_errors(
       "policyctl: the switch is back; policyd was started anew and began from its defaults.\n"));
@@ -80,7 +82,8 @@ TEST_F(PolicyctlWatch, SaysThatTheFinderIsLostAndGoesOn) {
   LogCapture log;  // the test's own client loses it, too
   const auto acls = watch({"acls"});
   ControlPlane::kill(plane.finder);
-  ASSERT_TRUE(acls->wait_for_errors("Waiting for the switch to be back."));
+  ASSERT_TRUE(acls->wait_for_errors(" policyctl: the finder at " + plane.finder_address() +
+                                    " is gone. Waiting for the switch to be back.\n"));
   plane.start_finder();
   ASSERT_TRUE(acls->wait_for_errors("policyctl: the switch is back; policyd is the same.\n"));
   ASSERT_TRUE(until_answered("create_acl?acl:u32=11&type:u32=1", "100"));
@@ -97,6 +100,18 @@ TEST_F(PolicyctlWatch, SaysThatPolicydDoesNotAnswerAndGoesOn) {
   hold({{"create_acl?acl:u32=11&type:u32=1", "100"}});
   ASSERT_TRUE(acls->wait_for_output("\n"));
   EXPECT_EQ(seen(*acls), (Lines{"+ acl 11 type 1"}));
+}
+
+TEST_F(PolicyctlWatch, StampsWhatItSaysAsItStampsChanges) {
+  const auto all = watch({});
+  kill_policyd();
+  ASSERT_TRUE(all->wait_for_errors("Waiting for the switch to be back.\n"));
+  std::istringstream text(all->errors());
+  for (std::string line; std::getline(text, line);) {
+    EXPECT_TRUE(
+        std::regex_match(line, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d policyctl: .*)")))
+        << line;
+  }
 }
 
 TEST_F(PolicyctlWatch, FailsWhenThereIsNoSwitchToBeginWith) {

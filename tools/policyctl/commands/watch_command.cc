@@ -19,6 +19,7 @@ namespace {
 constexpr int PAUSE_PER_READING = 4;
 // A finder that says nothing for so long is called lost; policyd needs none.
 constexpr Duration FINDER_PATIENCE = std::chrono::milliseconds(500);
+constexpr auto ASK_AGAIN_AFTER = std::chrono::milliseconds(10);
 
 // Nothing is left to be done, whatever it is doing: it changes nothing.
 class EndsAtInterrupt {
@@ -77,10 +78,7 @@ class Watching {
 
   void look() {
     const std::string lives = ask_finder();
-    if (lives != _session->policyd()) {
-      throw Failure(ExitStatus::NOT_REACHABLE,
-                    lives.empty() ? "policyd is gone." : "policyd was started anew.");
-    }
+    if (lives != _session->policyd()) throw Failure(ExitStatus::NOT_REACHABLE, news_of(lives));
     const Configuration now = read();
     if (std::exchange(_is_lost, false)) say_that_it_is_back();
     if (now == _last) return;
@@ -101,10 +99,36 @@ class Watching {
     return policyd;
   }
 
+  static std::string news_of(const std::string& lives) {
+    return lives.empty() ? "policyd is gone." : "policyd was started anew.";
+  }
+
   void lose(const Failure& failure) {
     _session.reset();
-    if (!std::exchange(_is_lost, true)) {
-      event("lost", std::string(failure.what()) + " Waiting for the switch to be back.");
+    if (std::exchange(_is_lost, true)) return;
+    event("lost", why(failure) + " Waiting for the switch to be back.");
+  }
+
+  // A request that failed does not tell who is gone; the finder does, shortly
+  // after a daemon's end.
+  [[nodiscard]] std::string why(const Failure& failure) const {
+    const auto end = std::chrono::steady_clock::now() + _context.patience;
+    try {
+      for (;;) {
+        const auto now = _context.connect();
+        if (now->policyd() != _policyd) return news_of(now->policyd());
+        const bool may_be_dying = failure.status() == ExitStatus::NOT_REACHABLE;
+        if (!may_be_dying || std::chrono::steady_clock::now() >= end) return failure.what();
+        std::this_thread::sleep_for(ASK_AGAIN_AFTER);
+      }
+    } catch (const NoPolicyd&) {
+      return news_of("");
+    } catch (const NoFinder& none) {
+      const bool is_silent = none.status() == ExitStatus::TIMED_OUT;
+      return "the finder at " + _context.place.name() +
+             (is_silent ? " does not answer." : " is gone.");
+    } catch (const Failure& another) {
+      return another.what();
     }
   }
 
@@ -136,7 +160,7 @@ class Watching {
       print_json_line(_context.out,
                       {{"time", local_time()}, {"event", kind}, {"message", text_json(message)}});
     } else {
-      _context.err << "policyctl: " << message << '\n' << std::flush;
+      _context.err << local_time() << " policyctl: " << message << '\n' << std::flush;
     }
   }
 

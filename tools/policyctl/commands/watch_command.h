@@ -17,8 +17,12 @@ struct WatchOptions {
 //
 //     2026-01-31 23:59:59 + rule 2 deny protocol 17 (acl 10 type 0)
 //
-// or with --json a line each, an object. A switch that is lost on the way is said
-// to be and waited for; at the start it is a Failure, which is thrown. Ctrl-C ends
-// the process with status 0.
+// or with --json a line each, an object. A switch that is lost on the way is waited
+// for, and who is gone is said:
+//
+//     2026-01-31 23:59:59 policyctl: policyd is gone. Waiting for the switch to be back.
+//
+// At the start it is a Failure, which is thrown. Ctrl-C ends the process with status
+// 0.
 ExitStatus watch_command(const Context& context, const Selection& selection,
                          const WatchOptions& options);
