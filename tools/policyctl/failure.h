@@ -5,10 +5,10 @@
 #include <string>
 #include <utility>
 
-// What policyctl exits with.
+// What policyctl exits with; what each tells people is in help/exit_statuses.h.
 enum class ExitStatus : int {
   DONE = 0,
-  REFUSED = 1,  // by policyd or by policyctl itself; nothing was changed, or all was undone
+  REFUSED = 1,  // by policyd or by policyctl itself
   DIFFERS = 2,  // plan, diff: something would change
   USAGE = 64,
   BAD_FILE = 65,

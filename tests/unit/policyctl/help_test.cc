@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "tools/match_fields.h"
@@ -65,6 +67,18 @@ TEST_F(HelpOnTheCommandLine, TellsOfEveryFieldAndExitStatus) {
   for (const ExitStatusHelp& each : exit_statuses()) {
     EXPECT_NE(help({"exit-statuses"}).find(each.meaning), std::string::npos);
   }
+}
+
+TEST(ExitStatuses, ThePageTellsOfThemAsHelpDoes) {
+  std::string rows;
+  for (const ExitStatusHelp& each : exit_statuses()) {
+    rows += "| " + std::to_string(static_cast<int>(each.status)) + " | " +
+            std::string(each.meaning) + " |\n";
+  }
+  std::ifstream file(POLICYCTL_PAGE);
+  const std::string page{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string head = "| status | meaning |\n| --- | --- |\n";
+  EXPECT_NE(page.find(head + rows + "\n"), std::string::npos) << rows;
 }
 
 TEST_F(HelpOnTheCommandLine, RefusesATopicThatIsNoneAndNamesTheNearest) {

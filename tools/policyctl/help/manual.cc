@@ -160,7 +160,8 @@ void write_language(Page& page) {
       "A configuration is a text of lines, each a statement. '#' begins a comment; a word in "
       "double "
       "quotes may have blanks. Rules stand below an 'acl' line, bindings below an 'interface' or "
-      "'vlan' line. Words in capitals stand for values; what is in brackets may be left out. What "
+      "'vlan' line. Words in capitals stand for values; what is in brackets may be left out; '...' "
+      "stands for any number of the word before it, none included. What "
       "'show' prints can be applied.");
   for (const Statement& each : statements()) {
     page.item(each.pattern, sentence(std::string(each.help)));

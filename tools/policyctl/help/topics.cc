@@ -15,7 +15,7 @@ std::string statement_list() {
       "A configuration is a text of lines, each a statement. '#' begins a comment; a word in\n"
       "double quotes may have blanks. Rules stand below an 'acl' line, bindings below an\n"
       "'interface' or 'vlan' line. Words in capitals stand for values; what is in brackets may\n"
-      "be left out.\n\n";
+      "be left out; '...' stands for any number of the word before it, none included.\n\n";
   for (const Statement& each : statements()) {
     const std::size_t indent = each.context == StatementContext::TOP ? 2 : 4;
     text.append(indent, ' ').append(each.pattern) += '\n';
