@@ -95,7 +95,7 @@ TEST_F(Policyctl, ShowsAPartOfTheSwitch) {
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err,
             "policyctl: there is no interface eth-0/1/7 on the switch.\n"
-            "  Is 'eth-0/1/1' meant?\n");
+            "  Is 'eth-0/1/1' meant? See 'policyctl show interfaces'.\n");
 }
 
 TEST_F(Policyctl, KeepsTheBindingsOfARuleThatChanges) {
@@ -221,7 +221,21 @@ TEST_F(Policyctl, DeletesWithAllThatIsBound) {
   EXPECT_EQ(show({"time-ranges"}), "");
   const Result missing = policyctl({"delete", "time-range", "nihgt"});
   EXPECT_EQ(missing.err,
-            "policyctl: there is no time-range nihgt on the switch. Nothing was changed.\n");
+            "policyctl: there is no time-range nihgt on the switch. Nothing was changed.\n"
+            "  See 'policyctl show time-ranges'.\n");
+}
+
+TEST_F(Policyctl, NamesAMissingObjectAlikeInEveryCommand) {
+  apply(EDGE);
+  EXPECT_EQ(policyctl({"show", "acl", "12"}).err,
+            "policyctl: there is no acl 12 on the switch.\n"
+            "  Is '10' meant? See 'policyctl show acls'.\n");
+  EXPECT_EQ(policyctl({"who-uses", "acl", "12"}).err,
+            "policyctl: there is no acl 12 on the switch.\n"
+            "  Is '10' meant? See 'policyctl show acls'.\n");
+  EXPECT_EQ(policyctl({"delete", "acl", "10", "rule", "7"}).err,
+            "policyctl: there is no acl 10 rule 7 on the switch. Nothing was changed.\n"
+            "  Is '1' meant? See 'policyctl show acl 10'.\n");
 }
 
 TEST_F(Policyctl, GoesBackToACheckpoint) {

@@ -13,6 +13,7 @@
 #include "tools/policyctl/commands/checkpoint_commands.h"
 #include "tools/policyctl/commands/import_command.h"
 #include "tools/policyctl/commands/object_commands.h"
+#include "tools/policyctl/commands/required_form.h"
 #include "tools/policyctl/commands/show_command.h"
 #include "tools/policyctl/commands/watch_command.h"
 #include "tools/policyctl/completion/command_completion.h"
@@ -27,9 +28,6 @@ constexpr double DEFAULT_PATIENCE_S = 5;
 constexpr double SHORTEST_PATIENCE_S = 0.001;
 constexpr double LONGEST_PATIENCE_S = 86400;
 constexpr std::uint32_t LONGEST_CONFIRMATION_S = 86400;
-constexpr const char* SELECTIONS =
-    "cos, time-ranges, time-range NAME, acls, acl ACL [rule RULE], interfaces, "
-    "interface INTERFACE, vlans, vlan VLAN; all of it when left out";
 constexpr double SHORTEST_INTERVAL_S = 0.01;
 constexpr double LONGEST_INTERVAL_S = 86400;
 constexpr std::uint32_t LAST_DSCP = 63;
@@ -149,14 +147,15 @@ class CommandLineMaker {
             "--table", [given = _given] { given->show_as = ShowAs::TABLES; },
             "tables, where it is no terminal, too")
         ->excludes(text);
-    words_of(show, "WHAT", SELECTIONS);
+    const std::string selections = listed(selection_forms()) + "; all of it when left out";
+    words_of(show, "WHAT", selections);
     CLI::App* const watch = command(
         "watch", "print each change of the switch as it is seen, until Ctrl-C",
         [](Context& context, const Given& given) {
           return watch_command(context, Selection::parse(given.words),
                                {std::chrono::duration<double>(given.interval_s), given.number});
         });
-    words_of(watch, "WHAT", SELECTIONS);
+    words_of(watch, "WHAT", selections);
     watch
         ->add_option("--interval", _given->interval_s, "how long to wait between looks (default 1)")
         ->type_name("SECONDS")
@@ -227,15 +226,16 @@ class CommandLineMaker {
     CLI::App* const who_uses =
         command("who-uses", "list every interface, VLAN and remark that holds a list or rule",
                 [](Context& context, const Given& given) {
-                  return who_uses_command(context, parse_object(given.words));
+                  return who_uses_command(context, parse_object(list_forms(), given.words));
                 });
-    words_of(who_uses, "LIST", "acl ACL [rule RULE]");
+    words_of(who_uses, "LIST", listed(list_forms()));
     CLI::App* const remove =
         command("delete", "delete a list, a rule or a time range",
                 [](Context& context, const Given& given) {
-                  return delete_command(context, parse_object(given.words), given.cascade);
+                  return delete_command(context, parse_object(object_forms(), given.words),
+                                        given.cascade);
                 });
-    words_of(remove, "OBJECT", "acl ACL [rule RULE], or time-range NAME");
+    words_of(remove, "OBJECT", listed(object_forms()));
     remove->add_flag("--cascade", _given->cascade, "unbind it first from all that uses it");
     CLI::App* const dscp = command(
         "dscp-queue",

@@ -59,13 +59,9 @@ XrlError set_dscp_queue(SwitchSession& session, std::uint32_t dscp, std::uint32_
 }  // namespace
 
 ExitStatus who_uses_command(const Context& context, const ObjectName& object) {
-  if (!object.acl) {
-    throw Failure(ExitStatus::USAGE, "nothing on the switch uses a time range by itself.",
-                  OBJECT_FORMS);
-  }
   const auto session = context.connect();
   const Configuration present = read_switch(*session, SwitchParts::all());
-  require_object(object, present, "on the switch");
+  require_object(object, present, ON_THE_SWITCH);
   const std::vector<Use> uses = uses_of(object, present);
   if (context.json) {
     print_json(context.out, uses_json(object, uses));
@@ -86,7 +82,7 @@ ExitStatus delete_command(const Context& context, const ObjectName& object, bool
   before_change([&] {
     session = context.connect();
     present = read_switch(*session, SwitchParts::all());
-    require_object(object, present, "on the switch");
+    require_object(object, present, ON_THE_SWITCH);
   });
   if (object.acl && !cascade) {
     const std::vector<Use> uses = uses_of(object, present);

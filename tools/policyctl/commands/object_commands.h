@@ -6,8 +6,8 @@
 #include "tools/policyctl/commands/context.h"
 #include "tools/policyctl/commands/object_uses.h"
 
-// Every interface, VLAN and remark that holds the list or the rule. Exits
-// REFUSED when there is no such list or rule.
+// Every interface, VLAN and remark that holds the list or the rule, which `object`
+// must be. Exits REFUSED when there is no such list or rule.
 ExitStatus who_uses_command(const Context& context, const ObjectName& object);
 
 // Deletes it; `cascade` unbinds it first. One that is in use is refused, and who

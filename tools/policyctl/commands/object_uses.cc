@@ -3,40 +3,14 @@
 #include <ostream>
 #include <utility>
 
-#include "framework/xrl/nearest_name.h"
-#include "tools/policyctl/failure.h"
+#include "tools/policyctl/commands/required_form.h"
 #include "tools/policyctl/language/statement_match.h"
 #include "tools/policyctl/language/write_configuration.h"
 
-const char* const OBJECT_FORMS =
-    "The forms are: acl ACL, acl ACL rule RULE, and for delete also time-range NAME.";
-
 namespace {
-
-std::uint32_t number_of(const std::string& word, const std::string& argument) {
-  const std::optional<std::uint32_t> number = decimal_number(word);
-  if (number) return *number;
-  throw Failure(ExitStatus::USAGE, "'" + word + "' is no number of " + argument + ".",
-                OBJECT_FORMS);
-}
 
 bool names(const ObjectName& object, const RuleKey& key) {
   return key.acl == object.acl && (!object.rule || key.rule == *object.rule);
-}
-
-template <typename Map>
-std::string nearest_number(const Map& map, std::uint32_t wanted) {
-  const std::string text = std::to_string(wanted);
-  NearestName nearest(text);
-  for (const auto& [number, value] : map) nearest.consider(std::to_string(number));
-  return nearest.name();
-}
-
-[[noreturn]] void refuse_missing(const ObjectName& object, const std::string& place,
-                                 const std::string& nearest) {
-  throw Failure(ExitStatus::REFUSED,
-                "there is no " + object.name() + " " + place + ". Nothing was changed.",
-                nearest.empty() ? std::string() : "Is " + nearest + " meant?");
 }
 
 }  // namespace
@@ -89,20 +63,16 @@ Json uses_json(const ObjectName& object, const std::vector<Use>& uses) {
 }
 
 void require_object(const ObjectName& object, const Configuration& configuration,
-                    const std::string& place) {
+                    const ObjectPlace& place) {
   if (!object.acl) {
-    if (configuration.time_ranges.contains(object.time_range)) return;
-    NearestName nearest(object.time_range);
-    for (const auto& [name, range] : configuration.time_ranges) nearest.consider(name);
-    refuse_missing(object, place, nearest.name());
+    return require_entry(configuration.time_ranges, object.time_range,
+                         {object.name(), "time-ranges"}, place);
   }
-  const auto acl = configuration.acls.find(*object.acl);
-  if (acl == configuration.acls.end()) {
-    refuse_missing(object, place, nearest_number(configuration.acls, *object.acl));
-  }
-  if (object.rule && !acl->second.rules.contains(*object.rule)) {
-    refuse_missing(object, place, nearest_number(acl->second.rules, *object.rule));
-  }
+  const std::string acl = "acl " + std::to_string(*object.acl);
+  require_entry(configuration.acls, *object.acl, {acl, "acls"}, place);
+  if (!object.rule) return;
+  require_entry(configuration.acls.at(*object.acl).rules, *object.rule, {object.name(), acl},
+                place);
 }
 
 void unbind_object(const ObjectName& object, Configuration& configuration) {
@@ -132,20 +102,15 @@ std::string ObjectName::name() const {
   return rule ? rule_name({*acl, *rule}) : "acl " + std::to_string(*acl);
 }
 
-ObjectName parse_object(const std::vector<std::string>& words) {
+ObjectName parse_object(const std::vector<std::string_view>& forms,
+                        const std::vector<std::string>& words) {
+  (void)require_form(forms, words);
   ObjectName object;
-  if (words.size() == 2 && words[0] == "time-range") {
+  if (words[0] == "time-range") {
     object.time_range = words[1];
     return object;
   }
-  const bool is_acl = words.size() == 2 && words[0] == "acl";
-  const bool is_rule = words.size() == 4 && words[0] == "acl" && words[2] == "rule";
-  if (!is_acl && !is_rule) {
-    std::string given;
-    for (const std::string& word : words) given += (given.empty() ? "" : " ") + word;
-    throw Failure(ExitStatus::USAGE, "'" + given + "' names nothing.", OBJECT_FORMS);
-  }
-  object.acl = number_of(words[1], "an access control list");
-  if (is_rule) object.rule = number_of(words[3], "a rule");
+  object.acl = decimal_number(words[1]);
+  if (words.size() > 2) object.rule = decimal_number(words[3]);
   return object;
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/policyctl/commands/missing_object.h"
 #include "tools/policyctl/json/json_output.h"
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/plan/plan.h"
@@ -20,19 +21,18 @@ struct ObjectName {
 
   [[nodiscard]] std::string name() const;
 };
-// Throws Failure USAGE, saying what is wrong.
-[[nodiscard]] ObjectName parse_object(const std::vector<std::string>& words);
+// One of `forms`, which are some of object_forms(). Throws Failure USAGE, saying what
+// is wrong.
+[[nodiscard]] ObjectName parse_object(const std::vector<std::string_view>& forms,
+                                      const std::vector<std::string>& words);
 // The forms of names, in the notation of statements: of lists and rules, and of
 // all objects.
 [[nodiscard]] std::vector<std::string_view> list_forms();
 [[nodiscard]] std::vector<std::string_view> object_forms();
-// What may be named, as advice.
-extern const char* const OBJECT_FORMS;
 
-// Throws Failure REFUSED when there is none; `place` is where it was looked for:
-// "on the switch".
+// Throws Failure REFUSED when there is none; `place` is where it was looked for.
 void require_object(const ObjectName& object, const Configuration& configuration,
-                    const std::string& place);
+                    const ObjectPlace& place);
 
 // One binding of a list or rule.
 struct Use {

@@ -1,12 +1,10 @@
 #include "tools/policyctl/commands/selection.h"
 
-#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
 
-#include "framework/xrl/nearest_name.h"
-#include "tools/policyctl/failure.h"
+#include "tools/policyctl/commands/required_form.h"
 #include "tools/policyctl/language/statement_match.h"
 
 namespace {
@@ -31,23 +29,6 @@ constexpr std::array FORMS{
 };
 // clang-format on
 
-bool is_number_argument(std::string_view word) {
-  return word == "ACL" || word == "RULE" || word == "VLAN";
-}
-
-bool fits(const SelectionForm& form, const std::vector<std::string>& words) {
-  std::string_view rest = form.words;
-  for (const std::string& word : words) {
-    if (rest.empty()) return false;
-    const std::string_view expected = rest.substr(0, rest.find(' '));
-    rest.remove_prefix(std::min(rest.size(), expected.size() + 1));
-    const bool is_argument = expected[0] >= 'A' && expected[0] <= 'Z';
-    if (!is_argument && word != expected) return false;
-    if (is_number_argument(expected) && !decimal_number(word)) return false;
-  }
-  return rest.empty();
-}
-
 std::string joined(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
@@ -64,28 +45,12 @@ std::uint32_t key_of(const std::map<std::uint32_t, Value>& /*map*/, const std::s
   return *decimal_number(word);
 }
 
-std::string as_text(const std::string& key) {
-  return key;
-}
-std::string as_text(std::uint32_t key) {
-  return std::to_string(key);
-}
-
 // Keeps the entry of that key, if there is one.
 template <typename Map>
 void keep_only(Map& map, const std::string& word) {
   auto kept = map.extract(key_of(map, word));
   map.clear();
   if (kept) map.insert(std::move(kept));
-}
-
-template <typename Map>
-void require_key(const Map& map, const std::string& word, const std::string& what) {
-  if (map.contains(key_of(map, word))) return;
-  NearestName nearest(word);
-  for (const auto& [key, value] : map) nearest.consider(as_text(key));
-  throw Failure(ExitStatus::REFUSED, "there is no " + what + " on the switch.",
-                nearest.name().empty() ? std::string() : "Is '" + nearest.name() + "' meant?");
 }
 
 }  // namespace
@@ -104,37 +69,28 @@ Selection Selection::parse(const std::vector<std::string>& words) {
     selection._parts = SwitchParts::all();
     return selection;
   }
-  const auto* const form = std::find_if(
-      FORMS.begin(), FORMS.end(), [&words](const SelectionForm& f) { return fits(f, words); });
-  if (form != FORMS.end()) {
-    selection._parts = form->parts;
-    return selection;
-  }
-  NearestName nearest(words[0]);
-  std::string forms;
-  for (const SelectionForm& each : FORMS) {
-    nearest.consider(each.words.substr(0, each.words.find(' ')));
-    forms += (forms.empty() ? "" : ", ") + std::string(each.words);
-  }
-  const bool is_misspelt = !nearest.name().empty() && nearest.name() != words[0];
-  throw Failure(
-      ExitStatus::USAGE, "'" + joined(words) + "' is nothing that can be shown.",
-      is_misspelt ? "Is '" + nearest.name() + "' meant?" : "What can be shown: " + forms + ".");
+  selection._parts = FORMS.at(require_form(selection_forms(), words)).parts;
+  return selection;
 }
 
 std::string Selection::name() const {
   return joined(_words);
 }
 
-void Selection::require(const Configuration& configuration) const {
+void Selection::require(const Configuration& configuration, const ObjectPlace& place) const {
   if (_words.size() < 2) return;
   const std::string& word = _words[1];
-  if (kind() == "time-range") return require_key(configuration.time_ranges, word, name());
-  if (kind() == "interface") return require_key(configuration.interfaces, word, name());
-  if (kind() == "vlan") return require_key(configuration.vlans, word, name());
-  require_key(configuration.acls, word, name());
+  const ObjectSought sought{name(), std::string(kind()) + "s"};
+  const auto require_in = [&](const auto& map) {
+    require_entry(map, key_of(map, word), sought, place);
+  };
+  if (kind() == "time-range") return require_in(configuration.time_ranges);
+  if (kind() == "interface") return require_in(configuration.interfaces);
+  if (kind() == "vlan") return require_in(configuration.vlans);
+  require_entry(configuration.acls, *decimal_number(word), {"acl " + word, "acls"}, place);
   if (_words.size() < 4) return;
-  require_key(configuration.acls.at(*decimal_number(word)).rules, _words[3], name());
+  require_entry(configuration.acls.at(*decimal_number(word)).rules, *decimal_number(_words[3]),
+                {name(), "acl " + word}, place);
 }
 
 void Selection::narrow(Configuration& configuration) const {

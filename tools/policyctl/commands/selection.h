@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/policyctl/commands/missing_object.h"
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/switch/read_switch.h"
 
@@ -28,7 +29,7 @@ class Selection {
   [[nodiscard]] std::string name() const;
 
   // Throws Failure REFUSED when a single thing is selected and is not there.
-  void require(const Configuration& configuration) const;
+  void require(const Configuration& configuration, const ObjectPlace& place = ON_THE_SWITCH) const;
   // Drops what is not selected of the parts that it is of; other parts stay.
   void narrow(Configuration& configuration) const;
 

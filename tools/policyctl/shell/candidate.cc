@@ -175,7 +175,7 @@ void Candidate::merge_bindings(Records& records, Records& said) {
 }
 
 void Candidate::delete_object(const ObjectName& object, bool cascade) {
-  require_object(object, _configuration, "here");
+  require_object(object, _configuration, IN_THE_CANDIDATE);
   if (object.acl) {
     const std::vector<Use> uses = uses_of(object, _configuration);
     if (!uses.empty() && !cascade) refuse_used(object, uses);

@@ -222,13 +222,13 @@ void Shell::show(const std::vector<std::string>& what) {
   const Selection selection = Selection::parse(what);
   Configuration configuration = _candidate.configuration();
   keep_parts(configuration, selection.parts());
-  selection.require(configuration);
+  selection.require(configuration, IN_THE_CANDIDATE);
   selection.narrow(configuration);
   _context.out << write_configuration(configuration);
 }
 
 void Shell::who_uses(const ObjectName& object) {
-  require_object(object, _candidate.configuration(), "here");
+  require_object(object, _candidate.configuration(), IN_THE_CANDIDATE);
   const std::vector<Use> uses = uses_of(object, _candidate.configuration());
   if (uses.empty()) _context.out << object.name() << " is not in use.\n";
   print_uses(_context.out, uses);
