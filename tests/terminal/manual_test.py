@@ -41,7 +41,7 @@ class Manual(unittest.TestCase):
             command = line.split("\t")[0]
             done = subprocess.run([BIN + "/policyctl", "help", command], capture_output=True,
                                   check=True, text=True)
-            self.assertIn(f"Usage: {command}", done.stdout)
+            self.assertIn(f"Usage: policyctl {command}", done.stdout)
 
     def test_every_example_is_carried_out(self):
         lines, configuration = example_lines()

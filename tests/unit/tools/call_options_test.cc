@@ -56,7 +56,7 @@ TEST(CallOptions, PatienceIsInSeconds) {
   EXPECT_EQ(parse({"-t", "0.25", REQUEST}).patience, Duration(250ms));
   EXPECT_EQ(refusal({"-t", "-1", REQUEST}).substr(0, 1), "2");
   EXPECT_EQ(refusal({"-t", "soon", REQUEST}).substr(0, 1), "2");
-  EXPECT_EQ(refusal({"-t", "nan", REQUEST}), "2 -t: nan is no number of seconds");
+  EXPECT_EQ(refusal({"-t", "nan", REQUEST}), "2 -t: 'nan' is no number 0..86400");
   EXPECT_EQ(refusal({"-t", "inf", REQUEST}).substr(0, 1), "2");
 }
 

@@ -3,6 +3,7 @@
 #include <ostream>
 #include <utility>
 
+#include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/prepare_plan.h"
 #include "tools/policyctl/json/json_configuration.h"
@@ -22,6 +23,18 @@ Configuration read_whole_switch(const Context& context) {
   return read_switch(*session, SwitchParts::all());
 }
 
+// What is no file may be another side, misspelt.
+SourceText read_file_of(const std::string& name) {
+  try {
+    return read_source(name);
+  } catch (const Failure& failure) {
+    NearestName nearest(name);
+    nearest.consider(SWITCH);
+    if (nearest.name().empty()) throw;
+    throw Failure(failure.status(), failure.what(), "Is '" + nearest.name() + "' meant?");
+  }
+}
+
 // One side of a comparison, whole. None when its text has faults, which are
 // reported.
 std::optional<Configuration> side(const Context& context, const std::string& name) {
@@ -33,7 +46,7 @@ std::optional<Configuration> side(const Context& context, const std::string& nam
     if (!number) throw Failure(ExitStatus::USAGE, name + ": a checkpoint has a number.");
     source = {name, read_checkpoint(StateDirectory(context.place), *number)};
   } else {
-    source = read_source(name);
+    source = read_file_of(name);
   }
   ReadConfiguration read = read_configuration(source.text);
   if (!read.faults.empty()) {

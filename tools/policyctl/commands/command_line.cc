@@ -2,19 +2,19 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 #include <ostream>
 #include <string_view>
 #include <utility>
 
 #include "framework/xrl/finder_constants.h"
-#include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/checkpoint_commands.h"
 #include "tools/policyctl/commands/import_command.h"
+#include "tools/policyctl/commands/number_check.h"
 #include "tools/policyctl/commands/object_commands.h"
 #include "tools/policyctl/commands/required_form.h"
 #include "tools/policyctl/commands/show_command.h"
+#include "tools/policyctl/commands/usage_failure.h"
 #include "tools/policyctl/commands/watch_command.h"
 #include "tools/policyctl/completion/command_completion.h"
 #include "tools/policyctl/help/manual.h"
@@ -106,10 +106,9 @@ class CommandLineMaker {
     app.add_flag("--json", _context.json, "print results as JSON");
   }
 
-  static void file_of(CLI::App* command, Given& given) {
-    command->add_option("FILE", given.file, "a file of configuration, - for standard input")
-        ->type_name("")
-        ->required();
+  static void file_of(CLI::App* command, Given& given,
+                      const std::string& help = "a file of configuration, - for standard input") {
+    command->add_option("FILE", given.file, help)->type_name("")->required();
   }
 
   void prune_of(CLI::App* command) {
@@ -121,11 +120,11 @@ class CommandLineMaker {
         ->add_option("--confirm", _given->confirm_s,
                      "undo it after so many seconds, unless 'policyctl confirm' comes")
         ->type_name("SECONDS")
-        ->check(CLI::Range(std::uint32_t{1}, LONGEST_CONFIRMATION_S));
+        ->check(whole_number(1, LONGEST_CONFIRMATION_S));
   }
 
-  void words_of(CLI::App* command, const std::string& name, const std::string& help) {
-    command->add_option(name, _given->words, help)->type_name("");
+  CLI::Option* words_of(CLI::App* command, const std::string& name, const std::string& help) {
+    return command->add_option(name, _given->words, help)->type_name("");
   }
 
   static Unnamed unnamed(const Given& given) {
@@ -162,7 +161,7 @@ class CommandLineMaker {
         ->check(seconds_range(SHORTEST_INTERVAL_S, LONGEST_INTERVAL_S));
     watch->add_option("--count", _given->number, "end after so many changes")
         ->type_name("N")
-        ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
+        ->check(whole_number(1));
     file_of(command("check", "look for faults in a file, without a switch",
                     [](Context& context, const Given& given) {
                       return check_command(context, given.file);
@@ -196,7 +195,7 @@ class CommandLineMaker {
                     [](Context& context, const Given& given) {
                       return save_command(context, given.file);
                     }),
-            *_given);
+            *_given, "the file, - for standard output");
     command("checkpoint", "keep the configuration of the switch as it is",
             [](Context& context, const Given& given) {
               return checkpoint_command(context, given.text);
@@ -210,7 +209,10 @@ class CommandLineMaker {
                 [](Context& context, const Given& given) {
                   return rollback_command(context, given.number, given.confirm_s);
                 });
-    rollback->add_option("N", _given->number, "1 is the newest")->type_name("")->required();
+    rollback->add_option("N", _given->number, "1 is the newest")
+        ->type_name("")
+        ->required()
+        ->check(whole_number());
     confirm_of(rollback);
     CLI::App* const diff = command("diff", "show what makes one configuration of another",
                                    [](Context& context, const Given& given) {
@@ -228,14 +230,13 @@ class CommandLineMaker {
                 [](Context& context, const Given& given) {
                   return who_uses_command(context, parse_object(list_forms(), given.words));
                 });
-    words_of(who_uses, "LIST", listed(list_forms()));
-    CLI::App* const remove =
-        command("delete", "delete a list, a rule or a time range",
-                [](Context& context, const Given& given) {
-                  return delete_command(context, parse_object(object_forms(), given.words),
-                                        given.cascade);
-                });
-    words_of(remove, "OBJECT", listed(object_forms()));
+    words_of(who_uses, "LIST", listed(list_forms()))->required();
+    CLI::App* const remove = command(
+        "delete", "delete a list, a rule or a time range",
+        [](Context& context, const Given& given) {
+          return delete_command(context, parse_object(object_forms(), given.words), given.cascade);
+        });
+    words_of(remove, "OBJECT", listed(object_forms()))->required();
     remove->add_flag("--cascade", _given->cascade, "unbind it first from all that uses it");
     CLI::App* const dscp = command(
         "dscp-queue",
@@ -247,11 +248,11 @@ class CommandLineMaker {
     dscp->add_option("DSCP", _given->number, "0..63")
         ->type_name("")
         ->required()
-        ->check(CLI::Range(std::uint32_t{0}, LAST_DSCP));
+        ->check(whole_number(0, LAST_DSCP));
     dscp->add_option("QUEUE", _given->queue, "0..7")
         ->type_name("")
         ->required()
-        ->check(CLI::Range(std::uint32_t{0}, LAST_QUEUE));
+        ->check(whole_number(0, LAST_QUEUE));
   }
 
   void add_import() {
@@ -271,7 +272,8 @@ class CommandLineMaker {
         ->required();
     import->add_option("-o", _given->output, "write it to a file")->type_name("FILE");
     import->add_option("--acl", _given->first_acl, "the number of the first list (default 1)")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(whole_number());
   }
 
   void add_shell() {
@@ -322,36 +324,6 @@ class CommandLineMaker {
   std::shared_ptr<Given> _given;
 };
 
-// The command, or the option of it or of all, that was probably meant.
-std::string nearest_word(const CLI::App& app, const std::string& wrong) {
-  NearestName nearest(wrong);
-  const auto consider_options = [&nearest](const CLI::App& owner) {
-    for (const CLI::Option* option : owner.get_options()) {
-      for (const std::string& name : option->get_lnames()) nearest.consider("--" + name);
-    }
-  };
-  const std::vector<CLI::App*> chosen = app.get_subcommands();
-  if (chosen.empty() && !wrong.starts_with('-')) {
-    for (const CLI::App* command : app.get_subcommands(nullptr)) {
-      if (!command->get_group().empty()) nearest.consider(command->get_name());
-    }
-  }
-  consider_options(app);
-  for (const CLI::App* command : chosen) consider_options(*command);
-  return nearest.name();
-}
-
-Failure usage_failure(const CLI::App& app, const CLI::ParseError& error) {
-  for (const std::string& word : app.remaining(true)) {
-    const std::string nearest = nearest_word(app, word);
-    return Failure(ExitStatus::USAGE, "'" + word + "' is not expected here.",
-                   nearest.empty() ? "See 'policyctl --help'." : "Is '" + nearest + "' meant?");
-  }
-  std::string problem = error.what();
-  if (!problem.ends_with('.')) problem += '.';
-  return Failure(ExitStatus::USAGE, problem, "See 'policyctl --help'.");
-}
-
 }  // namespace
 
 const CLI::App* find_command(const CLI::App& app, const std::string& name) {
@@ -390,7 +362,7 @@ int run_command_line(Context& context, int argc, const char* const* argv) {
     line->app->parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     const std::vector<CLI::App*> chosen = line->app->get_subcommands();
-    context.out << (chosen.empty() ? *line->app : *chosen.front()).help();
+    context.out << usage_text(chosen.empty() ? *line->app : *chosen.front());
     return 0;
   } catch (const CLI::CallForVersion& version) {
     context.out << version.what() << '\n';

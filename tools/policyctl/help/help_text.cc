@@ -16,7 +16,7 @@ std::string joined(const std::vector<std::string>& words) {
 }
 
 std::string command_help(const CLI::App& command) {
-  std::string text = command.help();
+  std::string text = usage_text(command);
   std::vector<HelpRow> rows;
   for (const CommandExample& example : command_examples()) {
     if (example.line.find(" " + command.get_name()) == std::string_view::npos) continue;
@@ -40,9 +40,16 @@ std::string command_help(const CLI::App& command) {
 
 }  // namespace
 
+std::string usage_text(const CLI::App& app) {
+  const CLI::App* const parent = app.get_parent();
+  const std::string name = (parent == nullptr ? "" : parent->get_name() + " ") + app.get_name();
+  // help() of an app is that of the command that was chosen.
+  return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
+}
+
 std::string help_text(const CLI::App& app, const std::vector<std::string>& topic) {
   if (topic.empty()) {
-    return app.help() +
+    return usage_text(app) +
            "\nMore help: 'policyctl help COMMAND', 'policyctl help statements', 'policyctl help "
            "STATEMENT',\n'policyctl help fields', 'policyctl help FIELD', 'policyctl help "
            "exit-statuses'.\n";

@@ -115,9 +115,7 @@ std::string option_words(const CLI::Option& option) {
   }
   const bool has_value = option.get_items_expected_max() > 0 && !option.get_type_name().empty();
   if (!has_value) return words;
-  const std::string type = option.get_type_name();
-  // What CLI11 adds of the type and its range is not for people.
-  return words + " " + type.substr(0, type.find(':'));
+  return words + " " + option.get_type_name();
 }
 
 void write_options(Page& page, const CLI::App& app) {
