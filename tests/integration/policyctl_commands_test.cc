@@ -167,12 +167,12 @@ TEST_F(Policyctl, NamesWhatTheSwitchDoesNotHave) {
                             ":2:21: there is no acl 7 rule 1, neither here nor on the switch.\n"
                             "    filter acl 7 rule 1\n"
                             "                      ^\n"
-                            "  Add the rule to the file, or take the line out.\n" +
+                            "  Add the rule, or leave this out.\n" +
                             path +
                             ":3:6: the switch has no VLAN 11.\n"
                             "  vlan 11\n"
                             "       ^~\n"
-                            "  Create it at the VLAN manager first, or take the lines out.\n" +
+                            "  Create it at the VLAN manager first, or leave it out.\n" +
                             path + ": 3 faults.\n");
 }
 

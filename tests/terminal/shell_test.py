@@ -215,7 +215,32 @@ class Text(OnASwitch):
         for text in "cos flag on\n", "cos flag on\nquit\n":
             done = self.shell(text)
             self.assertEqual(done.returncode, 1)
-            self.assertIn("not committed", done.stderr)
+            self.assertEqual(done.stderr, "What was edited is not committed. End with 'commit', "
+                                          "or with 'rollback' to give it up.\n")
+
+    def test_advice_is_for_who_is_in_the_shell(self):
+        self.assertEqual(self.shell("rollback 99\n").stderr,
+                         "policyctl: there is no checkpoint 99, only 1.\n  See 'checkpoints'.\n")
+        self.assertEqual(self.shell("show acl 11\n").stderr,
+                         "policyctl: there is no acl 11 here.\n"
+                         "  Is '10' meant? See 'show acls'.\n")
+        self.assertIn("  Add the rule, or leave this out.\n",
+                      self.shell("vlan 20\nfilter acl 7 rule 1\n").stderr)
+
+    def test_help_tells_about_each_command(self):
+        self.assertEqual(self.shell("help commit\n").stdout,
+                         "  commit [confirm SECONDS]  makes the switch the candidate; with 'confirm' "
+                         "it undoes itself unless confirmed in time\n")
+        both = self.shell("help acl\n").stdout
+        self.assertIn("opens a list that exists", both)
+        self.assertIn("acl ACL type TYPE [description TEXT]", both)
+        for line in self.shell("help\n").stdout.splitlines():
+            if not line.startswith("  "):
+                continue
+            word = line.split()[0]
+            done = self.shell(f"help {word}\n")
+            self.assertEqual((done.returncode, done.stderr), (0, ""), word)
+            self.assertIn(f"  {word}", done.stdout)
 
     def test_every_form_of_every_command_has_help(self):
         done = self.shell("help\n")

@@ -51,7 +51,7 @@ TEST(ReadConfiguration, AnInterfaceHasAName) {
 TEST(ReadConfiguration, ARemarkOfARuleThatDeniesIsAFault) {
   EXPECT_EQ(faults_of("vlan 1\nremark acl 1 rule 2 dscp 3\nacl 1 type 0\nrule 2 deny\n"),
             Faults{"2:19+1 acl 1 rule 2 denies; only packets of a permit rule can be remarked. | "
-                   "Make it a permit rule, or take the line out."});
+                   "Make it a permit rule, or leave this out."});
 }
 
 TEST(ReadConfiguration, ABindingOfARuleThatIsNowhereIsAFaultOfTheWholeSwitch) {
@@ -59,7 +59,7 @@ TEST(ReadConfiguration, ABindingOfARuleThatIsNowhereIsAFaultOfTheWholeSwitch) {
   EXPECT_EQ(shown_faults(read.faults), Faults{});
   EXPECT_EQ(shown_faults(binding_faults(read.bindings, read.configuration, true)),
             Faults{"2:19+1 there is no acl 1 rule 2, neither here nor on the switch. | "
-                   "Add the rule to the file, or take the line out."});
+                   "Add the rule, or leave this out."});
   Configuration whole = read.configuration;
   whole.acls[1].rules[2] = {};
   EXPECT_EQ(shown_faults(binding_faults(read.bindings, whole, true)), Faults{});
@@ -77,7 +77,7 @@ TEST(ReadConfiguration, AllFaultsOfAFileAreFoundInOnePassInOrder) {
                       "  rule 1 deny\n"),
             (Faults{"1:5+4 'flga' is not expected here. | Is 'flag' meant?",
                     "3:21+1 acl 1 rule 1 denies; only packets of a permit rule can be remarked. | "
-                    "Make it a permit rule, or take the line out.",
+                    "Make it a permit rule, or leave this out.",
                     "4:26+5 the closing quote is missing.",
                     "6:17+5 'srcip' is no field of a rule. | Is 'src-ip' meant?",
                     "7:24+11 '33' is no prefix length 0..32. | "

@@ -23,15 +23,17 @@ Fault unknown_record(const RecordPlace& place, const Configuration& present) {
   Fault fault{place.line, place.column, place.length, "", ""};
   if (place.interface.empty()) {
     fault.message = "the switch has no VLAN " + std::to_string(place.vlan) + ".";
-    fault.advice = "Create it at the VLAN manager first, or take the lines out.";
+    fault.advice = "Create it at the VLAN manager first, or leave it out.";
     return fault;
   }
   fault.message = "the switch has no interface " + as_word(place.interface) + ".";
   NearestName nearest(place.interface);
   for (const auto& [name, bindings] : present.interfaces) nearest.consider(name);
-  fault.advice = nearest.name().empty()
-                     ? "The interfaces are listed by 'policyctl show interfaces'."
-                     : "Is '" + nearest.name() + "' meant?";
+  if (!nearest.name().empty()) {
+    fault.advice = "Is '" + nearest.name() + "' meant?";
+  } else if (!present.interfaces.empty()) {
+    fault.advice = "Its interfaces have names like '" + present.interfaces.begin()->first + "'.";
+  }
   return fault;
 }
 

@@ -73,10 +73,10 @@ std::vector<Fault> binding_faults(const std::vector<BindingPlace>& bindings,
     };
     if (rule == nullptr && whole_switch) {
       refuse("there is no " + rule_name(binding.key) + ", neither here nor on the switch.",
-             "Add the rule to the file, or take the line out.");
+             "Add the rule, or leave this out.");
     } else if (rule != nullptr && binding.is_remark && rule->action != PERMIT) {
       refuse(rule_name(binding.key) + " denies; only packets of a permit rule can be remarked.",
-             "Make it a permit rule, or take the line out.");
+             "Make it a permit rule, or leave this out.");
     }
   }
   return faults;

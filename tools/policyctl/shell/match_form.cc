@@ -101,6 +101,20 @@ void CommandForms::expect_after(StatementContext context, std::span<const Word> 
   }
 }
 
+std::vector<const CommandForm*> CommandForms::beginning_with(
+    const std::vector<std::string>& words) const {
+  std::vector<const CommandForm*> found;
+  for (std::size_t i = 0; i < _forms.size(); ++i) {
+    const std::vector<PatternElement>& pattern = _patterns[i];
+    const bool begins =
+        words.size() <= pattern.size() &&
+        std::equal(words.begin(), words.end(), pattern.begin(),
+                   [](const std::string& word, const PatternElement& e) { return word == e.word; });
+    if (begins) found.push_back(&_forms[i]);
+  }
+  return found;
+}
+
 std::string_view CommandForms::help_of(StatementContext context,
                                        std::span<const Word> words) const {
   std::string_view help;

@@ -45,6 +45,9 @@ class CommandForms {
   // Adds what may follow `words`, as expected_after() does for statements.
   void expect_after(StatementContext context, std::span<const Word> words,
                     Expected& expected) const;
+  // The forms that begin with `words`, wherever they may stand.
+  [[nodiscard]] std::vector<const CommandForm*> beginning_with(
+      const std::vector<std::string>& words) const;
   // The help of the forms that begin with `words`, when it is the same.
   [[nodiscard]] std::string_view help_of(StatementContext context,
                                          std::span<const Word> words) const;

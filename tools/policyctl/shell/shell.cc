@@ -52,6 +52,31 @@ void keep_parts(Configuration& configuration, const SwitchParts& parts) {
   configuration.vlans.clear();
 }
 
+std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
+  std::vector<HelpRow> rows;
+  for (const CommandForm* form : forms) rows.push_back({form->pattern, std::string(form->help)});
+  return columns(rows);
+}
+
+[[noreturn]] void refuse_topic(const std::vector<std::string>& topic) {
+  std::string given;
+  for (const std::string& word : topic) given += (given.empty() ? "" : " ") + word;
+  throw Failure(ExitStatus::USAGE, "there is no help on '" + given + "'.",
+                "See 'help', 'help statements' and 'help fields'.");
+}
+
+// Advice to a person at policyctl's command line, for one who is in the shell.
+std::string in_the_shell(std::string advice) {
+  constexpr std::string_view PROGRAM = "'policyctl ";
+  for (const std::string_view command : {"checkpoints", "confirm", "recover"}) {
+    const std::string outside = std::string(PROGRAM) + std::string(command) + "'";
+    for (std::size_t at = 0; (at = advice.find(outside, at)) != std::string::npos; ++at) {
+      advice.replace(at, PROGRAM.size(), "'");
+    }
+  }
+  return advice;
+}
+
 // A first word that begins neither a statement nor a command.
 std::optional<Fault> unknown_beginning(const Word& word, StatementContext context,
                                        const CommandForms& forms) {
@@ -69,8 +94,11 @@ std::optional<Fault> unknown_beginning(const Word& word, StatementContext contex
 
 }  // namespace
 
-Shell::Shell(const Context& context)
-    : _context(context), _forms(shell_commands()), _help(_candidate, _forms) {}
+Shell::Shell(const Context& context, Lines lines)
+    : _context(context),
+      _forms(shell_commands()),
+      _help(_candidate, _forms),
+      _is_attended(lines == Lines::TYPED) {}
 
 Configuration Shell::read_present(SwitchSession& session) {
   if (session.policyd() != _policyd) {
@@ -97,7 +125,13 @@ ExitStatus Shell::run_line(std::string_view line, std::size_t number) {
   _line_number = number;
   _status = ExitStatus::DONE;
   const SignalsKept signals;
-  const ExitStatus thrown = run_reporting(_context, [this, line] { return enter(line); });
+  const ExitStatus thrown = run_reporting(_context, [this, line] {
+    try {
+      return enter(line);
+    } catch (const Failure& failure) {
+      throw Failure(failure.status(), failure.what(), in_the_shell(failure.advice()));
+    }
+  });
   if (!_is_over && !line.starts_with("quit") && !line.starts_with("exit")) _was_warned = false;
   return thrown == ExitStatus::DONE ? _status : thrown;
 }
@@ -138,8 +172,9 @@ bool Shell::may_leave() {
   if (!_candidate.is_edited() || _was_warned) return true;
   _was_warned = true;
   _context.out << std::flush;
-  _context.err << "What was edited is not committed. 'commit' makes it so; 'quit' again leaves "
-                  "without.\n";
+  _context.err << "What was edited is not committed. "
+               << (_is_attended ? "'commit' makes it so; 'quit' again leaves without.\n"
+                                : "End with 'commit', or with 'rollback' to give it up.\n");
   return false;
 }
 
@@ -177,9 +212,10 @@ void Shell::commit(std::uint32_t confirm_s) {
   Merge merged = merge(_candidate.base(), _candidate.configuration(), now);
   if (!merged.conflicts.empty()) throw conflict_failure(merged.conflicts);
   const Plan plan(now, std::move(merged.target));
-  const ChangeReport report =
+  ChangeReport report =
       change_to_confirm(_context, *session, directory, plan, {"commit", confirm_s});
   if (report.is_made) _candidate.set_committed(plan.target());
+  report.advice = in_the_shell(std::move(report.advice));
   _status = print_report(_context, "commit", report);
 }
 
@@ -276,23 +312,15 @@ void Shell::list_checkpoints() {
 }
 
 void Shell::explain(const std::vector<std::string>& topic) {
+  const std::string commands = help_on_forms(_forms.beginning_with(topic));
   if (!topic.empty()) {
     const std::optional<std::string> text = help_on(topic);
-    if (text) {
-      _context.out << *text;
-      return;
-    }
-    std::string given;
-    for (const std::string& word : topic) given += (given.empty() ? "" : " ") + word;
-    throw Failure(ExitStatus::USAGE, "there is no help on '" + given + "'.",
-                  "See 'help', 'help statements' and 'help fields'.");
+    if (!text && commands.empty()) refuse_topic(topic);
+    _context.out << commands << (text && !commands.empty() ? "\n" : "") << text.value_or("");
+    return;
   }
-  _context.out << "Statements edit the candidate; see 'help statements'. Commands:\n\n";
-  std::vector<HelpRow> rows;
-  for (const CommandForm& form : _forms.all()) {
-    rows.push_back({form.pattern, std::string(form.help)});
-  }
-  _context.out << columns(rows)
+  _context.out << "Statements edit the candidate; see 'help statements'. Commands:\n\n"
+               << commands
                << "\nTAB completes the word, '?' tells what may follow, Ctrl-R searches the lines "
                   "typed before.\n";
 }

@@ -15,8 +15,11 @@
 
 class Shell {
  public:
+  // A person is there to be asked again, or a text ends where it ends.
+  enum class Lines { TYPED, OF_A_TEXT };
+
   // `context` must outlive it. Nothing is read yet.
-  explicit Shell(const Context& context);
+  Shell(const Context& context, Lines lines);
 
   // The candidate becomes what the switch is. Throws Failure.
   void start_over();
@@ -60,7 +63,8 @@ class Shell {
   Candidate _candidate;
   const CommandForms& _forms;
   ShellHelp _help;
-  std::string _policyd;          // the instance that the candidate was read from
+  std::string _policyd;  // the instance that the candidate was read from
+  bool _is_attended;
   std::size_t _line_number = 0;  // of the line that runs
   ExitStatus _status = ExitStatus::DONE;
   bool _is_over = false;

@@ -89,8 +89,8 @@ ExitStatus run_text(Shell& shell) {
 }  // namespace
 
 ExitStatus shell_command(const Context& context) {
-  Shell shell(context);
-  shell.start_over();
   const bool is_terminal = isatty(STDIN_FILENO) != 0 && context.out_is_terminal;
+  Shell shell(context, is_terminal ? Shell::Lines::TYPED : Shell::Lines::OF_A_TEXT);
+  shell.start_over();
   return is_terminal ? run_person(context, shell) : run_text(shell);
 }
