@@ -110,7 +110,7 @@ TEST_F(Confirmation, KeepsAChangeThatNobodyUndidInTime) {
 TEST_F(Confirmation, DoesNotKeepAChangeOfWhichSomethingMayBeUndone) {
   apply_to_confirm(rules(10, 1, 2));
   arm("freeze", 1);
-  EXPECT_EQ(policyctl({"--timeout", "0.2", "recover"}).status, 75);
+  EXPECT_EQ(policyctl({"--timeout", "3", "recover"}).status, 75);
   plane.policyd->signal(SIGCONT);
   const Result kept = policyctl({"confirm"});
   EXPECT_EQ(kept.status, 1);
@@ -148,7 +148,7 @@ TEST_F(Confirmation, IsAskedForAlsoWhenTheLineCardsDoNotConfirmTheMapping) {
               "100");
   }
   const auto applied = start_policyctl(
-      {"--timeout", "1", "apply", "--confirm", "3600", file("a.conf", "cos mapping 3 queue 6\n")});
+      {"--timeout", "3", "apply", "--confirm", "3600", file("a.conf", "cos mapping 3 queue 6\n")});
   EXPECT_EQ(applied->wait(), 75);
   EXPECT_EQ(
       applied->errors(),

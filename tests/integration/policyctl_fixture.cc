@@ -53,8 +53,10 @@ std::string PolicyctlFixture::file(const std::string& name, const std::string& t
   return own.write(name, text);
 }
 
-std::string PolicyctlFixture::shown() {
-  const Result result = policyctl({"show"});
+std::string PolicyctlFixture::shown(const std::vector<std::string>& what) {
+  std::vector<std::string> arguments{"show"};
+  arguments.insert(arguments.end(), what.begin(), what.end());
+  const Result result = policyctl(arguments);
   EXPECT_EQ(result.status, 0) << result.err;
   return result.out;
 }

@@ -31,10 +31,9 @@ class PolicyctlFixture : public testing::Test {
 
   // A file of the test's folder with that text; its path.
   std::string file(const std::string& name, const std::string& text);
-  // What `policyctl show` prints.
-  std::string shown();
-  // What `policyctl show acls` prints.
-  std::string acls() { return policyctl({"show", "acls"}).out; }
+  // What `policyctl show WHAT...` prints; the test fails when it does.
+  std::string shown(const std::vector<std::string>& what = {});
+  std::string acls() { return shown({"acls"}); }
   // A list with those rules, as it is shown.
   [[nodiscard]] static std::string rules(int acl, int first, int last);
   // Makes the switch exactly that, and fails the test when that fails.

@@ -139,9 +139,9 @@ TEST_F(Trouble, ATimeoutNamesWhoIsSilentAndWhetherAnythingWasChanged) {
         Case{{"delete", "acl", "1"}, reading + " Nothing was changed."},
         Case{{"dscp-queue", "1", "1"},
              "the queue of a DSCP to be set. Whether it was set is not known."}}) {
-    const Result result = impatiently("1", each.command);
+    const Result result = impatiently("3", each.command);
     EXPECT_EQ(result.status, 75) << each.command[0];
-    EXPECT_EQ(result.err, "policyctl: no answer from policyd for 1 s, waiting for " + each.rest +
+    EXPECT_EQ(result.err, "policyctl: no answer from policyd for 3 s, waiting for " + each.rest +
                               "\n" + WAIT_LONGER);
   }
   plane.policyd->signal(SIGCONT);
@@ -149,11 +149,11 @@ TEST_F(Trouble, ATimeoutNamesWhoIsSilentAndWhetherAnythingWasChanged) {
 
 TEST_F(Trouble, AFrozenChassisIsToldFromAFrozenPolicyd) {
   plane.chassis->signal(SIGSTOP);
-  const Result result = impatiently("1", {"show"});
+  const Result result = impatiently("3", {"show"});
   EXPECT_EQ(result.status, 75);
   EXPECT_EQ(result.err,
             "policyctl: no answer from the interface manager 'sif' and the VLAN manager 'vlan' for "
-            "1 s, waiting for the configuration of the switch.\n" +
+            "3 s, waiting for the configuration of the switch.\n" +
                 std::string(WAIT_LONGER));
   plane.chassis->signal(SIGCONT);
 }
@@ -173,10 +173,10 @@ TEST_F(Trouble, AChangeThatReachesNobodySaysThatNothingWasChanged) {
 
 TEST_F(Trouble, ALostReplyIsReadBackAndUndone) {
   arm("ignore", 3);
-  const Result result = policyctl({"--timeout", "0.2", "apply", file("a.conf", rules(10, 1, 5))});
+  const Result result = policyctl({"--timeout", "3", "apply", file("a.conf", rules(10, 1, 5))});
   EXPECT_EQ(result.status, 75);
   EXPECT_EQ(result.err, "policyctl: apply " + folder +
-                            "/a.conf: no answer from policyd for 0.2 s, waiting for the "
+                            "/a.conf: no answer from policyd for 3 s, waiting for the "
                             "answer to a change.\n" +
                             UNDONE);
   EXPECT_EQ(acls(), "");
