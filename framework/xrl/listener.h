@@ -62,7 +62,7 @@ class XrlListener : private XrlConnection::Delegate {
 
  private:
   struct Socket {
-    int fd;
+    int fd = -1;
     std::unique_ptr<Watch> watch;
     std::unique_ptr<Timer> resume;  // after a pause
   };

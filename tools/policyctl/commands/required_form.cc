@@ -16,6 +16,7 @@ std::size_t require_form(const std::vector<std::string_view>& forms,
     table.push_back({std::string(form), StatementContext::TOP, {}, nullptr});
   }
   std::vector<Word> given;
+  given.reserve(words.size());
   for (const std::string& word : words) given.push_back({word, given.size() + 1, 1, false});
   const CommandForms known(std::move(table));
   FormMatch match;

@@ -123,7 +123,7 @@ std::vector<Fault> Candidate::enter(std::string_view line) {
   read.bindings = std::move(said.entry().bindings_placed());
   read.records = std::move(said.entry().records_placed());
   read.denials = std::move(said.entry().denials_placed());
-  const std::vector<Fault> faults = faults_at_switch(read, _configuration, _configuration);
+  std::vector<Fault> faults = faults_at_switch(read, _configuration, _configuration);
   if (!faults.empty()) return faults;
   const StatementContext context = said.entry().context();
   if (context == StatementContext::ACL) {

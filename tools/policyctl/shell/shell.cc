@@ -54,6 +54,7 @@ void keep_parts(Configuration& configuration, const SwitchParts& parts) {
 
 std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
   std::vector<HelpRow> rows;
+  rows.reserve(forms.size());
   for (const CommandForm* form : forms) rows.push_back({form->pattern, std::string(form->help)});
   return columns(rows);
 }
