@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "framework/base/event_loop.h"
+#include "framework/base/hex.h"
 #include "framework/xrl/xrl_std_router.h"
 #include "platform/class_watch.h"
 #include "platform/interfaces/sif_mirror_tgt.h"
@@ -17,13 +18,7 @@ namespace {
 std::string unique_class_name(Kernel& kernel) {
   std::array<std::uint8_t, 8> bytes{};
   kernel.random_bytes(bytes);
-  constexpr std::string_view DIGITS = "0123456789abcdef";
-  std::string name("sif_mirror-");
-  for (const std::uint8_t byte : bytes) {
-    name += DIGITS[byte >> 4U];
-    name += DIGITS[byte & 15U];
-  }
-  return name;
+  return "sif_mirror-" + hex_text(bytes);
 }
 
 // Hears the finder and the interface manager.

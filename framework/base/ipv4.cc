@@ -6,6 +6,8 @@
 #include <charconv>
 #include <span>
 
+#include "framework/base/hex.h"
+
 namespace {
 
 // As the C library wants it; false when it is too long to be an address or
@@ -67,13 +69,6 @@ void append_groups(std::string& out, std::span<const unsigned> groups) {
     first = false;
     append_number(out, group, 16);
   }
-}
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <utility>
 
 enum ServiceStatus {
@@ -17,9 +16,6 @@ enum ServiceStatus {
   SERVICE_SHUTDOWN = 0x080,
   SERVICE_FAILED = 0x100,
 };
-
-// "READY", "FAILED", ...; "unknown" for a value that is none.
-[[nodiscard]] std::string_view service_status_name(ServiceStatus status);
 
 class ServiceBase;
 

@@ -28,7 +28,6 @@ struct Settings {
   std::string preamble;
   bool running = false;
   bool default_output = false;
-  std::array<bool, LEVELS> disabled{};
   std::array<XlogVerbose, LEVELS> verbose{};
   LineWriter standard_error{STDERR_FILENO};
   std::uint64_t dropped = 0;  // messages, since that was told
@@ -140,7 +139,6 @@ void write_record(const XlogRecord& record) {
   const Settings& settings = the_log().settings;
   const bool fatal = record.level == XLOG_LEVEL_FATAL;
   if (!settings.running && !fatal) return;
-  if (settings.disabled[index_of(record.level)] && !fatal) return;
   const int saved_errno = errno;
   if (settings.default_output || fatal) write_line(record);
   tell_outputs(record);
@@ -187,20 +185,8 @@ void xlog_level_set_verbose(XlogLevel level, XlogVerbose verbose) {
   the_log().settings.verbose[index_of(level)] = verbose;
 }
 
-void xlog_enable(XlogLevel level) {
-  the_log().settings.disabled[index_of(level)] = false;
-}
-
-void xlog_disable(XlogLevel level) {
-  the_log().settings.disabled[index_of(level)] = true;
-}
-
 void xlog_add_default_output() {
   the_log().settings.default_output = true;
-}
-
-void xlog_remove_default_output() {
-  the_log().settings.default_output = false;
 }
 
 int xlog_add_output(XlogOutput output) {

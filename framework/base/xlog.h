@@ -38,8 +38,8 @@ inline constexpr std::size_t XLOG_MAX_TEXT = 8000;
 // Names the process in every line: the last path component of `argv0`. The
 // text `preamble` (null: none) is written in front of every message as it is.
 void xlog_init(const char* argv0, const char* preamble);
-// Stops the log and forgets name, preamble, verbosity, disabled levels, the
-// default output and what was dropped. Further outputs stay until they are removed.
+// Stops the log and forgets name, preamble, verbosity, the default output
+// and what was dropped. Further outputs stay until they are removed.
 void xlog_exit();
 // A process that did not start the log writes nothing, except for fatal
 // messages.
@@ -48,11 +48,8 @@ void xlog_stop();
 // How much of the process is told, for every level or for one. LOW at first.
 void xlog_set_verbose(XlogVerbose verbose);
 void xlog_level_set_verbose(XlogLevel level, XlogVerbose verbose);
-void xlog_enable(XlogLevel level);
-void xlog_disable(XlogLevel level);
 // Standard error.
 void xlog_add_default_output();
-void xlog_remove_default_output();
 
 // What an output sees of each message; the texts live for the call only.
 struct XlogRecord {

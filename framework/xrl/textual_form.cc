@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "framework/base/hex.h"
 #include "framework/xrl/limits.h"
 
 namespace textual_form {
@@ -114,13 +115,6 @@ void split(std::string_view text, char separator, Each each) {
   }
 }
 
-unsigned hex_digit(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-  return 16;
-}
-
 // Length in the text of the escaped or plain byte at `at`.
 std::size_t unit_bytes(std::string_view text, std::size_t at) {
   return text[at] == '%' ? 3 : 1;
@@ -140,10 +134,10 @@ std::string parse_text(std::string_view text, std::size_t longest) {
     if (c != '%') {
       refuse("a byte to be written " + escaped(text.substr(at, 1)), at);
     }
-    const unsigned high = at + 2 < text.size() ? hex_digit(text[at + 1]) : 16;
-    const unsigned low = at + 2 < text.size() ? hex_digit(text[at + 2]) : 16;
-    if (high > 15 || low > 15) refuse("'%' without two hexadecimal digits", at);
-    bytes.push_back(static_cast<char>(high << 4U | low));
+    const int high = at + 2 < text.size() ? hex_digit(text[at + 1]) : -1;
+    const int low = at + 2 < text.size() ? hex_digit(text[at + 2]) : -1;
+    if (high < 0 || low < 0) refuse("'%' without two hexadecimal digits", at);
+    bytes.push_back(static_cast<char>(high * 16 + low));
   }
   return bytes;
 }
@@ -325,15 +319,11 @@ std::string escaped(std::string_view text) {
   return printed;
 }
 
-std::string print_value(const XrlAtom& atom) {
-  std::string value = bare_value(atom);
-  return atom.type() == XrlAtomType::LIST ? value : escaped(value);
-}
-
 std::string print_atom(const XrlAtom& atom) {
   std::string text;
   print_head(text, atom);
-  return text + print_value(atom);
+  const std::string value = bare_value(atom);
+  return text + (atom.type() == XrlAtomType::LIST ? value : escaped(value));
 }
 
 std::string print_list(const XrlAtomList& list) {

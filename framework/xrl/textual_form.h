@@ -23,7 +23,6 @@ namespace textual_form {
 // As names and values are written; whatever the bytes, printable and one word.
 [[nodiscard]] std::string escaped(std::string_view text);
 
-[[nodiscard]] std::string print_value(const XrlAtom& atom);
 [[nodiscard]] std::string print_atom(const XrlAtom& atom);
 [[nodiscard]] std::string print_list(const XrlAtomList& list);
 [[nodiscard]] std::string print_args(const XrlArgs& args);

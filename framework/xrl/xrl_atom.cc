@@ -146,9 +146,6 @@ const XrlAtomList& XrlAtom::list() const {
 std::string XrlAtom::str() const {
   return textual_form::print_atom(*this);
 }
-std::string XrlAtom::value_str() const {
-  return textual_form::print_value(*this);
-}
 XrlAtom XrlAtom::parse(std::string_view text) {
   return textual_form::parse_atom(text);
 }

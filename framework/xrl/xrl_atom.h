@@ -104,8 +104,6 @@ class XrlAtom {
   [[nodiscard]] const XrlAtomList& list() const;
 
   [[nodiscard]] std::string str() const;
-  // The value part of the textual form.
-  [[nodiscard]] std::string value_str() const;
   // Inverse of str(). Throws XrlParseError.
   [[nodiscard]] static XrlAtom parse(std::string_view text);
 

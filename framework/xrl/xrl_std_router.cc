@@ -3,6 +3,7 @@
 #include <array>
 
 #include "framework/base/exceptions.h"
+#include "framework/base/hex.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/cookie.h"
 #include "framework/xrl/limits.h"
@@ -12,14 +13,8 @@ namespace {
 std::string make_instance_name(Kernel& kernel, std::string_view class_name) {
   std::array<std::uint8_t, 8> random{};
   kernel.random_bytes(random);
-  constexpr std::string_view DIGITS = "0123456789abcdef";
-  std::string name(class_name.empty() ? std::string_view("client") : class_name);
-  name += '-';
-  for (const std::uint8_t byte : random) {
-    name += DIGITS[byte >> 4U];
-    name += DIGITS[byte & 15U];
-  }
-  return name;
+  const std::string_view name = class_name.empty() ? "client" : class_name;
+  return std::string(name) + "-" + hex_text(random);
 }
 
 std::string cookie_of_environment() {

@@ -85,20 +85,4 @@ TEST(Service, OnlyTheObserverThatIsSetCanBeUnset) {
   EXPECT_TRUE(one.changes.empty());
 }
 
-TEST(ServiceStatusName, NamesEveryStatus) {
-  EXPECT_EQ(service_status_name(SERVICE_READY), "READY");
-  EXPECT_EQ(service_status_name(SERVICE_STARTING), "STARTING");
-  EXPECT_EQ(service_status_name(SERVICE_RUNNING), "RUNNING");
-  EXPECT_EQ(service_status_name(SERVICE_PAUSING), "PAUSING");
-  EXPECT_EQ(service_status_name(SERVICE_PAUSED), "PAUSED");
-  EXPECT_EQ(service_status_name(SERVICE_RESUMING), "RESUMING");
-  EXPECT_EQ(service_status_name(SERVICE_SHUTTING_DOWN), "SHUTTING_DOWN");
-  EXPECT_EQ(service_status_name(SERVICE_SHUTDOWN), "SHUTDOWN");
-  EXPECT_EQ(service_status_name(SERVICE_FAILED), "FAILED");
-}
-
-TEST(ServiceStatusName, CallsAnyOtherValueUnknown) {
-  EXPECT_EQ(service_status_name(static_cast<ServiceStatus>(3)), "unknown");
-}
-
 }  // namespace

@@ -1,7 +1,9 @@
 #include "tools/policyctl/json/json_output.h"
 
+#include <cstdint>
 #include <ostream>
 
+#include "framework/base/hex.h"
 #include "tools/policyctl/commands/change_switch.h"
 #include "tools/policyctl/language/words.h"
 
@@ -19,15 +21,8 @@ bool is_utf8(std::string_view text) {
   return true;
 }
 
-std::string base16(std::string_view bytes) {
-  constexpr std::string_view DIGITS = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += DIGITS[byte / 16];
-    text += DIGITS[byte % 16];
-  }
-  return text;
+std::string base16(std::string_view text) {
+  return hex_text({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
 const char* sign_word(ChangeSign sign) {

@@ -2,17 +2,12 @@
 
 #include <algorithm>
 
+#include "framework/base/hex.h"
+
 namespace {
 
 bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r';
-}
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 // Appends what the escape at `at` (behind the backslash) stands for and moves
