@@ -2,10 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <utility>
-
-#include "tools/policyctl/commands/command_line.h"
 
 namespace {
 
@@ -28,18 +25,8 @@ void PolicyctlFixture::SetUp() {
 }
 
 PolicyctlFixture::Result PolicyctlFixture::policyctl(std::vector<std::string> arguments) {
-  std::vector<const char*> argv{"policyctl", "-F"};
-  const std::string finder = plane.finder_address();
-  argv.push_back(finder.c_str());
-  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
-  std::ostringstream out;
-  std::ostringstream err;
-  Context context{out, err};
-  Result result;
-  result.status = run_command_line(context, static_cast<int>(argv.size()), argv.data());
-  result.out = out.str();
-  result.err = err.str();
-  return result;
+  arguments.insert(arguments.begin(), {"-F", plane.finder_address()});
+  return run_policyctl(arguments);
 }
 
 std::unique_ptr<ChildProcess> PolicyctlFixture::start_policyctl(

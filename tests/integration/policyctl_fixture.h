@@ -10,15 +10,12 @@
 
 #include "tests/integration/control_plane.h"
 #include "tests/support/orphans.h"
+#include "tests/support/run_policyctl.h"
 #include "tests/support/temporary_folder.h"
 
 class PolicyctlFixture : public testing::Test {
  protected:
-  struct Result {
-    int status = -1;
-    std::string out;
-    std::string err;
-  };
+  using Result = PolicyctlResult;
 
   PolicyctlFixture();
   void SetUp() override;

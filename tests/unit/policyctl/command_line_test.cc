@@ -1,30 +1,13 @@
 // What policyctl says of a command line that is wrong, letter by letter.
-#include "tools/policyctl/commands/command_line.h"
-
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/support/run_policyctl.h"
 
 namespace {
-
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-Result run(const std::vector<std::string>& words) {
-  std::vector<const char*> argv{"policyctl"};
-  for (const std::string& word : words) argv.push_back(word.c_str());
-  std::ostringstream out;
-  std::ostringstream err;
-  Context context{out, err};
-  Result result;
-  result.status = run_command_line(context, static_cast<int>(argv.size()), argv.data());
-  result.out = out.str();
-  result.err = err.str();
-  return result;
-}
 
 struct Wrong {
   std::vector<std::string> words;
@@ -38,7 +21,7 @@ void PrintTo(const Wrong& wrong, std::ostream* out) {
 class WrongCommandLine : public testing::TestWithParam<Wrong> {};
 
 TEST_P(WrongCommandLine, IsToldInOurWords) {
-  const Result result = run(GetParam().words);
+  const PolicyctlResult result = run_policyctl(GetParam().words);
   EXPECT_EQ(result.status, 64);
   EXPECT_EQ(result.err, "policyctl: " + GetParam().said);
 }
@@ -101,13 +84,13 @@ INSTANTIATE_TEST_SUITE_P(
               "'time-range' is not expected here.\n  Expected: acl.\n"}));
 
 TEST(CommandLine, ASideOfAComparisonThatIsMisspeltIsNoted) {
-  const Result result = run({"diff", "swich", "edge.conf"});
+  const PolicyctlResult result = run_policyctl({"diff", "swich", "edge.conf"});
   EXPECT_EQ(result.status, 65);
   EXPECT_EQ(result.err, "policyctl: swich: No such file or directory.\n  Is 'switch' meant?\n");
 }
 
 TEST(CommandLine, HelpAloneListsEveryCommand) {
-  const Result result = run({"help"});
+  const PolicyctlResult result = run_policyctl({"help"});
   EXPECT_EQ(result.status, 0);
   EXPECT_TRUE(result.out.find("Usage: policyctl ") != std::string::npos) << result.out;
   for (const std::string command : {"show", "apply", "rollback", "completion"}) {
@@ -119,12 +102,12 @@ TEST(CommandLine, HelpOnACommandCallsItAsItIsCalled) {
   const std::string usage = "Usage: policyctl apply [OPTIONS] FILE";
   for (const std::vector<std::string>& words :
        {std::vector<std::string>{"help", "apply"}, {"apply", "--help"}}) {
-    EXPECT_NE(run(words).out.find(usage), std::string::npos) << run(words).out;
+    EXPECT_NE(run_policyctl(words).out.find(usage), std::string::npos) << run_policyctl(words).out;
   }
 }
 
 TEST(CommandLine, TheManualHasTypesOfOptionsWhole) {
-  const std::string page = run({"manual"}).out;
+  const std::string page = run_policyctl({"manual"}).out;
   EXPECT_NE(page.find(".B \\-F HOST[:PORT]\n"), std::string::npos);
   EXPECT_NE(page.find(".B \\-\\-timeout SECONDS\n"), std::string::npos);
   EXPECT_NE(page.find(".SS delete OBJECT...\n"), std::string::npos);
