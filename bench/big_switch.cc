@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "bench/measure.h"
-#include "policy/policy_port_info.h"
-#include "policy/policy_vlan_info.h"
+#include "policy/store/policy_port_info.h"
+#include "policy/store/policy_vlan_info.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "bench/rule_sample.h"
-#include "policy/policy_acl_info.h"
-#include "policy/policy_info.h"
-#include "policy/policytree.h"
+#include "policy/store/policy_acl_info.h"
+#include "policy/store/policy_info.h"
+#include "policy/store/policytree.h"
 
 inline constexpr std::uint32_t PORTS = 1024;
 inline constexpr std::uint32_t LAST_VLAN = 4094;

@@ -8,9 +8,9 @@
 #include "framework/base/event_loop.h"
 #include "framework/xrl/byte_buffer.h"
 #include "framework/xrl/xrl_router.h"
-#include "policy/policy_node.h"
-#include "policy/policytree.h"
-#include "policy/xrl_policy_target.h"
+#include "policy/command/xrl_policy_target.h"
+#include "policy/store/policy_node.h"
+#include "policy/store/policytree.h"
 
 class DirectTarget {
  public:

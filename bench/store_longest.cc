@@ -8,8 +8,8 @@
 #include "bench/growth.h"
 #include "bench/measure.h"
 #include "bench/store_sections.h"
-#include "policy/policy_port_info.h"
-#include "policy/policy_vlan_info.h"
+#include "policy/store/policy_port_info.h"
+#include "policy/store/policy_vlan_info.h"
 
 namespace {
 

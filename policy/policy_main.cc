@@ -8,7 +8,7 @@
 #include "common/well_known_names.h"
 #include "framework/base/event_loop.h"
 #include "framework/xrl/finder_constants.h"
-#include "policy/memory_reserve.h"
+#include "policy/store/memory_reserve.h"
 #include "policy/xrl_policy_node.h"
 
 namespace {

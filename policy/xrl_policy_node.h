@@ -6,8 +6,8 @@
 #include <string>
 
 #include "framework/xrl/xrl_std_router.h"
-#include "policy/policy_node.h"
-#include "policy/xrl_policy_target.h"
+#include "policy/command/xrl_policy_target.h"
+#include "policy/store/policy_node.h"
 
 class XrlPolicyNode {
  public:

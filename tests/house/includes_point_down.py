@@ -7,7 +7,7 @@ import sys
 
 import tree
 
-# What each folder may include, besides itself.
+# What each folder may include, besides itself; a folder within another comes first.
 LAYERS = {
     "framework/base": [],
     "framework/xrl": ["framework/base"],
@@ -17,7 +17,11 @@ LAYERS = {
     "common": [],
     # What policyd answers, generated for those who ask it as well.
     "policy/interfaces": ["framework/xrl", "framework/base"],
-    "policy": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
+    # What is configured knows nothing of the requests that configure it.
+    "policy/store": ["common", "platform", "framework/base"],
+    "policy/command": ["policy/store", "policy/interfaces", "common", "platform", "framework/xrl",
+                       "framework/base"],
+    "policy": ["policy/command", "policy/store", "common", "framework/xrl", "framework/base"],
     "chassis": ["common", "platform", "framework/xrl", "framework/base"],
     "tools": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
 }

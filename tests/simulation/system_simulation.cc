@@ -5,8 +5,8 @@
 
 #include "platform/card_id.h"
 #include "policy/interfaces/policy_config_xif.h"
-#include "policy/policy_port_info.h"
-#include "policy/policytree.h"
+#include "policy/store/policy_port_info.h"
+#include "policy/store/policytree.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "policy/memory_reserve.h"
+#include "policy/store/memory_reserve.h"
 
 #include <sys/resource.h>
 

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "framework/base/event_loop.h"
-#include "policy/packed_map.h"
-#include "policy/policy_node.h"
-#include "policy/policyconfig.h"
+#include "policy/store/packed_map.h"
+#include "policy/store/policy_node.h"
+#include "policy/store/policyconfig.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/policy/counted_memory.h"
 #include "tests/unit/policy/store_picture.h"

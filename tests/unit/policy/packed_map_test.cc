@@ -1,4 +1,4 @@
-#include "policy/packed_map.h"
+#include "policy/store/packed_map.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "policy/policyconfig.h"
+#include "policy/store/policyconfig.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "framework/base/event_loop.h"
-#include "policy/policy_node.h"
+#include "policy/store/policy_node.h"
 #include "tests/unit/policy/store_samples.h"
 
 namespace {

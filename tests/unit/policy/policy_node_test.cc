@@ -1,4 +1,4 @@
-#include "policy/policy_node.h"
+#include "policy/store/policy_node.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "framework/xrl/limits.h"
-#include "policy/port_reconciliation.h"
+#include "policy/store/port_reconciliation.h"
 #include "tests/simulation/sim_world.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/policy/counted_memory.h"

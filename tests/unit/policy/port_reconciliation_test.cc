@@ -1,4 +1,4 @@
-#include "policy/port_reconciliation.h"
+#include "policy/store/port_reconciliation.h"
 
 #include <gtest/gtest.h>
 

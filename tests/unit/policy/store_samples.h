@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "policy/policy_acl_info.h"
-#include "policy/policy_info.h"
-#include "policy/policy_port_info.h"
-#include "policy/policy_rule_info.h"
-#include "policy/policy_vlan_info.h"
-#include "policy/policytree.h"
+#include "policy/store/policy_acl_info.h"
+#include "policy/store/policy_info.h"
+#include "policy/store/policy_port_info.h"
+#include "policy/store/policy_rule_info.h"
+#include "policy/store/policy_vlan_info.h"
+#include "policy/store/policytree.h"
 
 using Numbers = std::vector<std::uint32_t>;
 using Texts = std::vector<std::string>;

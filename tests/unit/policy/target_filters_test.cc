@@ -1,4 +1,4 @@
-#include "policy/policy_replies.h"
+#include "policy/command/policy_replies.h"
 #include "tests/unit/policy/target_fixture.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "policy/policy_node.h"
-#include "policy/xrl_policy_target.h"
+#include "policy/command/xrl_policy_target.h"
+#include "policy/store/policy_node.h"
 #include "tests/simulation/sim_world.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/policy/fake_router.h"

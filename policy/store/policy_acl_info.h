@@ -1,0 +1,72 @@
+// One ACL: a plain record that owns its rules.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "policy/store/packed_map.h"
+#include "policy/store/policy_description.h"
+#include "policy/store/policy_record_name.h"
+#include "policy/store/policy_rule_info.h"
+
+class PolicyAclInfo {
+ public:
+  static constexpr std::uint32_t MAX_TYPE = 1;
+
+  // No description, no rules. `type` is at most MAX_TYPE.
+  PolicyAclInfo(PolicyTree& tree, std::uint32_t id, std::uint32_t type)
+      : _tree(&tree), _id(id), _type(type) {}
+  PolicyAclInfo(const PolicyAclInfo&) = delete;
+  PolicyAclInfo& operator=(const PolicyAclInfo&) = delete;
+
+  [[nodiscard]] PolicyTree& tree() const { return *_tree; }
+  [[nodiscard]] std::uint32_t id() const { return _id; }
+  [[nodiscard]] std::uint32_t type() const { return _type; }
+
+  // Holds until it is set.
+  [[nodiscard]] std::string_view description() const { return _description.text(); }
+  // -1 when memory runs out, which it does not for the empty text; the
+  // description is then as it was.
+  [[nodiscard]] int set_description(std::string_view description) {
+    return _description.set(description);
+  }
+
+  // A rule of any number, with `action` 0 or 1 and the fields that
+  // PolicyRuleInfo::set_fields() takes. -1, and nothing changes, when the ACL
+  // has a rule of that number, the action is above 1, set_fields() refuses
+  // the lists, or memory runs out.
+  [[nodiscard]] int create_rule(std::uint32_t rule, std::uint32_t action,
+                                std::span<const std::uint32_t> flags,
+                                std::span<const std::string_view> values);
+  // -1, and nothing changes, when there is no such rule or it is bound.
+  [[nodiscard]] int delete_rule(std::uint32_t rule);
+  // Null when there is none; lives until it or the ACL is deleted.
+  [[nodiscard]] PolicyRuleInfo* find_rule(std::uint32_t rule) const;
+  // Appends every rule number in ascending order.
+  void get_rule_ids(std::vector<std::uint32_t>& ids) const;
+
+  // The first port, or when there is none the first VLAN, whose filters or
+  // actions name a rule of this ACL; null when none does.
+  [[nodiscard]] const PolicyRecordName* first_user() const {
+    return _users.empty() ? nullptr : _users.front().key;
+  }
+
+ private:
+  template <typename Value>
+  friend class PolicyBindingTable;
+
+  struct InWalkOrder {
+    bool operator()(const PolicyRecordName* a, const PolicyRecordName* b) const { return *a < *b; }
+  };
+
+  PolicyTree* _tree;
+  std::uint32_t _id;
+  std::uint32_t _type;
+  PolicyDescription _description;
+  PackedMap<std::uint32_t, std::unique_ptr<PolicyRuleInfo>> _rules;
+  // The records that hold bindings of this ACL's rules, each with how many.
+  PackedMap<const PolicyRecordName*, std::uint32_t, InWalkOrder> _users;
+};

@@ -1,0 +1,44 @@
+#include "policy/store/policy_rule_info.h"
+
+#include <algorithm>
+
+#include "framework/base/xlog.h"
+#include "policy/store/memory_reserve.h"
+#include "policy/store/policy_acl_info.h"
+
+PolicyRuleInfo::~PolicyRuleInfo() {
+  XLOG_ASSERT(_bindings == 0, "acl " + std::to_string(_acl->id()) + " rule " + std::to_string(_id) +
+                                  " bindings " + std::to_string(_bindings));
+}
+
+PolicyBindingKey PolicyRuleInfo::key() const {
+  return {_acl->id(), _id};
+}
+
+int PolicyRuleInfo::set_fields(std::span<const std::uint32_t> flags,
+                               std::span<const std::string_view> values) {
+  if (flags.size() != values.size()) return -1;
+  const auto bad = std::find_if(flags.begin(), flags.end(), [](std::uint32_t flag) {
+    return flag > PolicyRuleFields::MAX_NUMBER;
+  });
+  const auto good = static_cast<std::size_t>(bad - flags.begin());
+  return unless_out_of_memory([&] {
+    _fields = PolicyRuleFields(flags.first(good), values.first(good));
+    return bad == flags.end() ? 0 : -1;
+  });
+}
+
+int PolicyRuleInfo::get(std::uint32_t& action, std::string& description,
+                        std::vector<std::uint32_t>& flags, std::vector<std::string>& values) const {
+  action = _action;
+  description = _description.text();
+  for (const PolicyRuleFields::Field& field : _fields) {
+    flags.push_back(field.number);
+    values.emplace_back(field.value);
+  }
+  return 0;
+}
+
+int PolicyRuleInfo::set_description(std::string_view description) {
+  return _description.set(description);
+}

@@ -1,0 +1,13 @@
+// One VLAN record.
+#pragma once
+
+#include <cstdint>
+
+#include "policy/store/policy_info.h"
+
+class PolicyVlanInfo : public PolicyInfo {
+ public:
+  PolicyVlanInfo(PolicyTree& tree, std::uint32_t vlan_id) : PolicyInfo(tree, vlan_id) {}
+
+  [[nodiscard]] std::uint32_t vlan_id() const { return std::get<std::uint32_t>(record_name()); }
+};
