@@ -21,7 +21,7 @@ import sys
 
 import tree
 
-PRODUCT = ("framework", "common", "platform", "policy", "chassis", "tools")
+PRODUCT = ("framework", "common", "platform", "policy", "chassis", "linuxcard", "tools")
 
 # How far the analyzer follows one function, in states: an eighth of what it
 # does by itself, which would make up half of the time.

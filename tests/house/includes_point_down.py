@@ -14,7 +14,7 @@ LAYERS = {
     "framework/finder": ["framework/xrl", "framework/base"],
     "framework/xrlgen": [],
     "platform": ["framework/xrl", "framework/base"],
-    "common": [],
+    "common": ["framework/base"],
     # What policyd answers, generated for those who ask it as well.
     "policy/interfaces": ["framework/xrl", "framework/base"],
     # What is configured knows nothing of the requests that configure it.
@@ -23,6 +23,7 @@ LAYERS = {
                        "framework/base"],
     "policy": ["policy/command", "policy/store", "common", "framework/xrl", "framework/base"],
     "chassis": ["common", "platform", "framework/xrl", "framework/base"],
+    "linuxcard": ["common", "platform", "framework/xrl", "framework/base"],
     "tools": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)

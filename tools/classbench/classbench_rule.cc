@@ -4,8 +4,8 @@
 #include <charconv>
 #include <utility>
 
+#include "common/match_values.h"
 #include "framework/base/xlog.h"
-#include "tools/match_values.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/match_fields.h"
 #include "framework/base/ipv4.h"
-#include "tools/match_fields.h"
 
 struct ClassbenchRule {
   struct Prefix {

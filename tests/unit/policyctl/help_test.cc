@@ -4,7 +4,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 #include "tools/policyctl/commands/command_line.h"
 #include "tools/policyctl/help/examples.h"
 #include "tools/policyctl/help/exit_statuses.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 
 namespace {
 

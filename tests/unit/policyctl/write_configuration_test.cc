@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
+#include "common/match_fields.h"
 #include "tests/unit/policyctl/faults_of.h"
 #include "tests/unit/policyctl/random_configuration.h"
-#include "tools/match_fields.h"
 #include "tools/policyctl/language/read_configuration.h"
 
 namespace {

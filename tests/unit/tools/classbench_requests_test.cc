@@ -6,7 +6,7 @@
 #include <map>
 #include <sstream>
 
-#include "tools/match_values.h"
+#include "common/match_values.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/match_values.h"
+#include "common/match_values.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 #include <sstream>
 
-#include "tools/match_values.h"
+#include "common/match_values.h"
 
 namespace {
 

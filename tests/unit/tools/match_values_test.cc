@@ -1,8 +1,8 @@
-#include "tools/match_values.h"
+#include "common/match_values.h"
 
 #include <gtest/gtest.h>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cctype>
 #include <optional>
 
-#include "tools/match_fields.h"
-#include "tools/match_values.h"
+#include "common/match_fields.h"
+#include "common/match_values.h"
 #include "tools/policyctl/commands/table.h"
 #include "tools/policyctl/commands/table_text.h"
 #include "tools/policyctl/language/words.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 #include "tools/policyctl/help/topics.h"
 #include "tools/policyctl/language/words.h"
 

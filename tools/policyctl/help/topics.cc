@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 #include "tools/policyctl/help/examples.h"
 #include "tools/policyctl/help/exit_statuses.h"
 #include "tools/policyctl/language/statements.h"

@@ -4,7 +4,7 @@
 #include <set>
 #include <utility>
 
-#include "tools/match_values.h"
+#include "common/match_values.h"
 #include "tools/policyctl/import/split_list.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 
 struct MatchSpelling {
   std::string text;     // a value of the field

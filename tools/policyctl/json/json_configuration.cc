@@ -1,7 +1,7 @@
 #include "tools/policyctl/json/json_configuration.h"
 
-#include "tools/match_fields.h"
-#include "tools/match_values.h"
+#include "common/match_fields.h"
+#include "common/match_values.h"
 #include "tools/policyctl/json/json_stream.h"
 
 namespace {

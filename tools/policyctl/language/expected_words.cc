@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "tools/match_values.h"
+#include "common/match_values.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/language/statement_match.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "common/match_values.h"
 #include "framework/xrl/nearest_name.h"
-#include "tools/match_values.h"
 #include "tools/policyctl/language/statement_faults.h"
 #include "tools/policyctl/language/statement_match.h"
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 #include "tools/policyctl/language/fault.h"
 #include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/words.h"

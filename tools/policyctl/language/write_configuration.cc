@@ -3,9 +3,9 @@
 #include <charconv>
 #include <initializer_list>
 
+#include "common/match_fields.h"
+#include "common/match_values.h"
 #include "framework/base/xlog.h"
-#include "tools/match_fields.h"
-#include "tools/match_values.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
 

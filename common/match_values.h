@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/match_fields.h"
 #include "framework/base/ipv4.h"
-#include "tools/match_fields.h"
 
 // What is wrong with `value`, as a sentence; empty when nothing is.
 //

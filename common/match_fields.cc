@@ -1,4 +1,4 @@
-#include "tools/match_fields.h"
+#include "common/match_fields.h"
 
 #include <algorithm>
 #include <array>

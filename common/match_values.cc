@@ -1,4 +1,4 @@
-#include "tools/match_values.h"
+#include "common/match_values.h"
 
 #include <algorithm>
 #include <array>
