@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "framework/xrl/xrl_atom_list.h"
@@ -19,14 +18,6 @@ inline constexpr std::uint32_t MAX_QUEUE = 7;
   numbers.reserve(list.size());
   for (const std::uint32_t number : list.u32s()) numbers.push_back(number);
   return numbers;
-}
-
-// The elements in order, as long as the list stays as it is.
-[[nodiscard]] inline std::vector<std::string_view> texts_of(const XrlAtomList& list) {
-  std::vector<std::string_view> texts;
-  texts.reserve(list.size());
-  for (const std::string_view text : list.texts()) texts.push_back(text);
-  return texts;
 }
 
 // Whether every number of the list is at most `max`.

@@ -1,10 +1,8 @@
 // The commands on time ranges, ACLs and rules.
 #include <vector>
 
-#include "policy/command/list_arguments.h"
 #include "policy/command/policy_replies.h"
 #include "policy/command/xrl_policy_target.h"
-#include "policy/store/memory_reserve.h"
 #include "policy/store/policy_acl_info.h"
 #include "policy/store/policy_rule_info.h"
 #include "policy/store/policytree.h"
@@ -13,18 +11,6 @@ using policy_replies::done_or;
 using policy_replies::OUT_OF_MEMORY;
 using policy_replies::with_acl;
 using policy_replies::with_rule;
-
-namespace {
-
-// create_rule() of the ACL with the lists as they came; -1 also when memory
-// runs out on the way.
-int create_rule(PolicyAclInfo& acl, std::uint32_t rule, std::uint32_t action,
-                const XrlAtomList& flags, const XrlAtomList& values) {
-  return unless_out_of_memory(
-      [&] { return acl.create_rule(rule, action, numbers_of(flags), texts_of(values)); });
-}
-
-}  // namespace
 
 XrlCmdError XrlPolicyTarget::policy_config_0_1_create_time_range(std::string_view name,
                                                                  std::uint32_t number1,
@@ -125,7 +111,8 @@ XrlCmdError XrlPolicyTarget::policy_config_0_1_create_rule(std::uint32_t acl, st
                                                            const XrlAtomList& values) {
   return with_acl(*_policy_tree, acl, [&](PolicyAclInfo& info) {
     if (flags.size() != values.size()) return XrlCmdError::BAD_ARGS("bad flags and values.");
-    return done_or("failed to create acl.", create_rule(info, rule, action, flags, values));
+    return done_or("failed to create acl.",
+                   info.create_rule(rule, action, flags.u32s(), values.texts()));
   });
 }
 

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <memory>
-#include <utility>
 
 #include "policy/store/memory_reserve.h"
 #include "policy/store/packed_map.h"
@@ -25,9 +24,9 @@ template <typename Key, typename Record>
   return record == nullptr ? nullptr : record->get();
 }
 
-// Inserts the record that `make` answers as a std::unique_ptr; of a record with
-// a number that may be null, for a refusal. 0, or -1 when there is one of that
-// key already, `make` refuses or memory runs out; then nothing has changed.
+// Inserts the record that `make` answers as a std::unique_ptr. 0, or -1 when
+// there is one of that key already or memory runs out; then `make` has not run
+// or its record is gone, and nothing has changed.
 template <typename Records, typename Key, typename Make>
 [[nodiscard]] int insert_record(Records& records, const Key& key, Make make) {
   const auto place = records.lower_bound(key);
@@ -41,9 +40,7 @@ template <typename Key, typename Record, typename Make>
 [[nodiscard]] int insert_record(PackedRecords<Key, Record>& records, const Key& key, Make make) {
   if (records.find(key) != nullptr) return -1;
   return unless_out_of_memory([&] {
-    auto record = make();
-    if (record == nullptr) return -1;
-    records.insert(key, std::move(record));
+    records.insert(key, make());
     return 0;
   });
 }

@@ -3,13 +3,10 @@
 #include "policy/store/ordered_records.h"
 
 int PolicyAclInfo::create_rule(std::uint32_t rule, std::uint32_t action,
-                               std::span<const std::uint32_t> flags,
-                               std::span<const std::string_view> values) {
-  if (action > PolicyRuleInfo::MAX_ACTION) return -1;
+                               const PolicyFieldValues& values) {
+  if (action > PolicyRuleInfo::MAX_ACTION || !values.is_complete()) return -1;
   return insert_record(_rules, rule, [&] {
-    auto info = std::make_unique<PolicyRuleInfo>(*_tree, *this, rule, action);
-    if (info->set_fields(flags, values) != 0) info.reset();
-    return info;
+    return std::make_unique<PolicyRuleInfo>(*_tree, *this, rule, action, PolicyRuleFields(values));
   });
 }
 

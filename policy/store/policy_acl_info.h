@@ -34,13 +34,22 @@ class PolicyAclInfo {
     return _description.set(description);
   }
 
-  // A rule of any number, with `action` 0 or 1 and the fields that
-  // PolicyRuleInfo::set_fields() takes. -1, and nothing changes, when the ACL
-  // has a rule of that number, the action is above 1, set_fields() refuses
-  // the lists, or memory runs out.
+  // A rule of any number, with `action` 0 or 1 and of each number in `flags`
+  // (0..36) the first value that stands beside it in `values`. These are ranges
+  // that know their size, of std::uint32_t and of std::string_view with any
+  // bytes. -1, and nothing changes, when the ACL has a rule of that number, the
+  // action is above 1, the ranges differ in length, a number is above 36, or
+  // memory runs out.
+  template <typename Numbers = std::span<const std::uint32_t>,
+            typename Values = std::span<const std::string_view>>
+  [[nodiscard]] int create_rule(std::uint32_t rule, std::uint32_t action, const Numbers& flags,
+                                const Values& values) {
+    if (flags.size() != values.size()) return -1;
+    return create_rule(rule, action, PolicyFieldValues(flags, values));
+  }
+  // The same, refused when `values` are not complete.
   [[nodiscard]] int create_rule(std::uint32_t rule, std::uint32_t action,
-                                std::span<const std::uint32_t> flags,
-                                std::span<const std::string_view> values);
+                                const PolicyFieldValues& values);
   // -1, and nothing changes, when there is no such rule or it is bound.
   [[nodiscard]] int delete_rule(std::uint32_t rule);
   // Null when there is none; lives until it or the ACL is deleted.

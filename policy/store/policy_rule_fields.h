@@ -2,19 +2,59 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string_view>
+
+// What fields are made of: for each number the first value that two lists, of
+// numbers and of the values beside them, give it. Takes no memory.
+class PolicyFieldValues {
+ public:
+  static constexpr std::uint32_t MAX_NUMBER = 36;
+
+  // None.
+  PolicyFieldValues() = default;
+  // Of two ranges, equally long, which hold std::uint32_t and std::string_view.
+  // The first number above MAX_NUMBER ends them. The texts must stay as long as
+  // this does.
+  template <typename Numbers, typename Values>
+  PolicyFieldValues(const Numbers& numbers, const Values& values) {
+    auto value = values.begin();
+    for (const std::uint32_t number : numbers) {
+      if (number > MAX_NUMBER) {
+        _is_complete = false;
+        return;
+      }
+      if ((_numbers >> number & 1U) == 0) _values[number] = *value;
+      _numbers |= std::uint64_t{1} << number;
+      ++value;
+    }
+  }
+
+  // Whether no number was above MAX_NUMBER.
+  [[nodiscard]] bool is_complete() const { return _is_complete; }
+  // Calls `visit(number, value)` for each field in ascending order of number.
+  template <typename Visit>
+  void for_each(Visit visit) const {
+    for (std::uint64_t left = _numbers; left != 0; left &= left - 1) {
+      const auto number = static_cast<std::uint32_t>(std::countr_zero(left));
+      visit(number, _values[number]);
+    }
+  }
+
+ private:
+  std::uint64_t _numbers = 0;  // a bit for each
+  std::array<std::string_view, MAX_NUMBER + 1> _values;
+  bool _is_complete = true;
+};
 
 // Kept in one block of memory, ordered by field number, because a switch has
 // very many rules of a few short fields each: a field costs its text and two
 // bytes, or up to six when the text is long.
 class PolicyRuleFields {
  public:
-  static constexpr std::uint32_t MAX_NUMBER = 36;
-
   struct Field {
     std::uint32_t number;
     std::string_view value;
@@ -23,10 +63,8 @@ class PolicyRuleFields {
 
   // No fields.
   PolicyRuleFields() = default;
-  // Field `numbers[i]`, at most MAX_NUMBER, has the value `values[i]`; of
-  // several with one number the first counts. The spans are equally long.
-  PolicyRuleFields(std::span<const std::uint32_t> numbers,
-                   std::span<const std::string_view> values);
+  // Throws std::bad_alloc when memory runs out.
+  explicit PolicyRuleFields(const PolicyFieldValues& values);
 
   [[nodiscard]] std::size_t size() const { return _block ? _block[0] : 0; }
   // In ascending order of number; the texts hold until the fields change.

@@ -1,7 +1,5 @@
 #include "policy/store/policy_rule_info.h"
 
-#include <algorithm>
-
 #include "framework/base/xlog.h"
 #include "policy/store/memory_reserve.h"
 #include "policy/store/policy_acl_info.h"
@@ -18,13 +16,10 @@ PolicyBindingKey PolicyRuleInfo::key() const {
 int PolicyRuleInfo::set_fields(std::span<const std::uint32_t> flags,
                                std::span<const std::string_view> values) {
   if (flags.size() != values.size()) return -1;
-  const auto bad = std::find_if(flags.begin(), flags.end(), [](std::uint32_t flag) {
-    return flag > PolicyRuleFields::MAX_NUMBER;
-  });
-  const auto good = static_cast<std::size_t>(bad - flags.begin());
+  const PolicyFieldValues given(flags, values);
   return unless_out_of_memory([&] {
-    _fields = PolicyRuleFields(flags.first(good), values.first(good));
-    return bad == flags.end() ? 0 : -1;
+    _fields = PolicyRuleFields(given);
+    return given.is_complete() ? 0 : -1;
   });
 }
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "policy/store/policy_binding_key.h"
@@ -22,9 +23,10 @@ class PolicyRuleInfo {
   // The only action with which a rule may be remarked.
   static constexpr std::uint32_t ACTION_REMARKABLE = 1;
 
-  // No description, no fields, bound nowhere. `action` is at most MAX_ACTION.
-  PolicyRuleInfo(PolicyTree& tree, PolicyAclInfo& acl, std::uint32_t id, std::uint32_t action)
-      : _tree(&tree), _acl(&acl), _id(id), _action(action) {}
+  // No description, bound nowhere. `action` is at most MAX_ACTION.
+  PolicyRuleInfo(PolicyTree& tree, PolicyAclInfo& acl, std::uint32_t id, std::uint32_t action,
+                 PolicyRuleFields fields)
+      : _tree(&tree), _acl(&acl), _id(id), _action(action), _fields(std::move(fields)) {}
   // No binding may be left.
   ~PolicyRuleInfo();
   PolicyRuleInfo(const PolicyRuleInfo&) = delete;
