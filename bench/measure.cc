@@ -4,12 +4,12 @@
 #include <time.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <sstream>
+
+#include "framework/base/decimal.h"
 
 namespace {
 
@@ -59,9 +59,7 @@ std::size_t size_argument(int argc, char** argv, int place, std::size_t otherwis
                           std::size_t least) {
   if (argc <= place) return otherwise;
   std::size_t size = 0;
-  const char* end = argv[place] + std::strlen(argv[place]);
-  const auto [stopped, error] = std::from_chars(argv[place], end, size);
-  if (error != std::errc() || stopped != end || size < least) {
+  if (!parse_decimal(argv[place], size) || size < least) {
     give_up(std::string(argv[place]) + " is no number from " + std::to_string(least) + " on");
   }
   return size;

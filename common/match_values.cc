@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "framework/base/decimal.h"
+
 namespace {
 
 constexpr std::size_t HEX_DIGITS = 4;
@@ -41,15 +43,9 @@ Halves split(std::string_view text, char separator) {
   return {text.substr(0, at), text.substr(at + 1)};
 }
 
-// Digits only, without leading zeros.
 std::optional<std::uint32_t> decimal(std::string_view text) {
   std::uint32_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [last, problem] = std::from_chars(text.data(), end, number);
-  if (problem != std::errc() || last != end || (text.size() > 1 && text[0] == '0')) {
-    return std::nullopt;
-  }
-  return number;
+  return parse_plain_decimal(text, number) ? std::optional(number) : std::nullopt;
 }
 
 std::string number_problem(const MatchField& field, std::string_view text) {

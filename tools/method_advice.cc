@@ -1,5 +1,6 @@
 #include "tools/method_advice.h"
 
+#include "framework/base/quoted.h"
 #include "framework/xrl/interfaces/finder_xif.h"
 #include "framework/xrl/nearest_name.h"
 
@@ -14,10 +15,6 @@ MethodName split(std::string_view name) {
   const std::size_t slash = name.rfind('/');
   if (slash == std::string_view::npos) return {{}, name};
   return {name.substr(0, slash), name.substr(slash + 1)};
-}
-
-std::string quoted(std::string_view name) {
-  return "'" + std::string(name) + "'";
 }
 
 }  // namespace

@@ -1,22 +1,12 @@
 #include "framework/base/network.h"
 
-#include <charconv>
 #include <string_view>
+
+#include "framework/base/decimal.h"
 
 namespace {
 
 constexpr std::string_view UNIX_PREFIX = "unix:";
-
-// Digits only, without leading zeros.
-bool parse_port(std::string_view text, std::uint16_t& out) {
-  if (text.size() > 1 && text.front() == '0') return false;
-  std::uint16_t port = 0;
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, port);
-  if (error != std::errc() || rest != end) return false;
-  out = port;
-  return true;
-}
 
 }  // namespace
 
@@ -36,7 +26,7 @@ bool NetAddress::parse(const std::string& text, NetAddress& out) {
   IPv4 host;
   std::uint16_t port = 0;
   if (!IPv4::parse(view.substr(0, colon), host)) return false;
-  if (!parse_port(view.substr(colon + 1), port)) return false;
+  if (!parse_plain_decimal(view.substr(colon + 1), port)) return false;
   out = tcp(host, port);
   return true;
 }

@@ -1,19 +1,16 @@
 #include "framework/finder/allow_list.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "framework/base/decimal.h"
 
 namespace {
 
-bool parse_length(std::string_view text, unsigned& length) {
-  const bool leading_zero = text.size() > 1 && text.front() == '0';
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
-  return error == std::errc() && end == text.data() + text.size() && !leading_zero && length <= 32;
-}
+constexpr unsigned LONGEST_PREFIX = 32;
 
 // Shifting by all 32 bits is not defined.
 std::uint32_t mask_of(unsigned length) {
-  return length == 0 ? 0 : ~0U << (32 - length);
+  return length == 0 ? 0 : ~0U << (LONGEST_PREFIX - length);
 }
 
 }  // namespace
@@ -23,7 +20,8 @@ bool AllowList::add(std::string_view net) {
   if (slash == std::string_view::npos) return false;
   IPv4 address;
   unsigned length = 0;
-  if (!IPv4::parse(net.substr(0, slash), address) || !parse_length(net.substr(slash + 1), length)) {
+  if (!IPv4::parse(net.substr(0, slash), address) ||
+      !parse_plain_decimal(net.substr(slash + 1), length) || length > LONGEST_PREFIX) {
     return false;
   }
   const std::uint32_t mask = mask_of(length);

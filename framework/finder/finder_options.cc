@@ -2,16 +2,11 @@
 
 #include <getopt.h>
 
-#include <charconv>
 #include <cstdio>
-#include <string_view>
+
+#include "framework/base/decimal.h"
 
 namespace {
-
-bool parse_port(std::string_view text, std::uint16_t& port) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && end == text.data() + text.size();
-}
 
 FinderOptions::Outcome wrong(const char* what, const char* text) {
   static_cast<void>(std::fprintf(stderr, "finder: '%s' is no %s\n", text, what));
@@ -45,7 +40,7 @@ FinderOptions::Outcome FinderOptions::parse(int argc, char* argv[], FinderOption
         if (!IPv4::parse(optarg, options.address.host)) return wrong("IPv4 address", optarg);
         break;
       case 'p':
-        if (!parse_port(optarg, options.address.port)) return wrong("port", optarg);
+        if (!parse_decimal(optarg, options.address.port)) return wrong("port", optarg);
         break;
       case ALLOW:
         if (!options.allowed.add(optarg)) return wrong("net (A.B.C.D/LEN)", optarg);

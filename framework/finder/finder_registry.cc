@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "framework/base/quoted.h"
 #include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
 #include "framework/finder/finder_names.h"
@@ -13,10 +14,6 @@ namespace {
 
 constexpr std::string_view BIRTH_METHOD = "finder_event_observer/0.1/xrl_target_birth";
 constexpr std::string_view DEATH_METHOD = "finder_event_observer/0.1/xrl_target_death";
-
-std::string quoted(std::string_view name) {
-  return "'" + std::string(name) + "'";
-}
 
 XrlCmdError too_many(std::size_t limit, const char* what) {
   return XrlCmdError::COMMAND_FAILED("at most " + std::to_string(limit) + " " + what + ".");

@@ -1,6 +1,6 @@
 #include "framework/xrl/finder_place.h"
 
-#include <charconv>
+#include "framework/base/decimal.h"
 
 bool parse_finder_place(std::string_view text, FinderPlace& place) {
   const std::size_t colon = text.find(':');
@@ -8,10 +8,7 @@ bool parse_finder_place(std::string_view text, FinderPlace& place) {
   read.host = text.substr(0, colon);
   if (read.host.empty()) return false;
   if (colon != std::string_view::npos) {
-    const std::string_view port = text.substr(colon + 1);
-    const char* end = port.data() + port.size();
-    const auto [rest, error] = std::from_chars(port.data(), end, read.port);
-    if (error != std::errc() || rest != end || read.port == 0) return false;
+    if (!parse_decimal(text.substr(colon + 1), read.port) || read.port == 0) return false;
   }
   place = read;
   return true;

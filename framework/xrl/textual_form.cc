@@ -1,11 +1,11 @@
 #include "framework/xrl/textual_form.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
+#include "framework/base/decimal.h"
 #include "framework/base/hex.h"
 #include "framework/xrl/limits.h"
 
@@ -86,10 +86,7 @@ struct Damage {
   throw Damage{std::move(problem), position};
 }
 
-std::string quoted(std::string_view text) {
-  constexpr std::size_t LONGEST = 32;
-  return "'" + escaped(text.substr(0, LONGEST)) + (text.size() > LONGEST ? "...'" : "'");
-}
+constexpr std::size_t LONGEST_QUOTE = 32;
 
 // Runs `parse` on a part that begins at `offset`.
 template <typename Parse>
@@ -150,15 +147,13 @@ std::size_t position_of(std::string_view text, std::size_t index) {
 }
 
 [[noreturn]] void refuse_value(XrlAtomType type, std::string_view text) {
-  refuse(quoted(text) + " is no " + std::string(xrl_atom_type_name(type)), 0);
+  refuse(quoted(text, LONGEST_QUOTE) + " is no " + std::string(xrl_atom_type_name(type)), 0);
 }
 
 template <typename Number>
 Number parse_number(XrlAtomType type, std::string_view text) {
   Number value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end) refuse_value(type, text);
+  if (!parse_decimal(text, value)) refuse_value(type, text);
   return value;
 }
 
@@ -239,7 +234,8 @@ XrlAtom parse_one(std::string_view text, Where where, std::size_t depth) {
   std::string name = parse_text(text.substr(0, colon), xrl_limits::MAX_NAME_BYTES);
   const std::string_view type_name = text.substr(colon + 1, equals - colon - 1);
   const XrlAtomType type = xrl_atom_type_from_name(type_name);
-  if (type == XrlAtomType::NONE) refuse(quoted(type_name) + " is no type", colon + 1);
+  if (type == XrlAtomType::NONE)
+    refuse(quoted(type_name, LONGEST_QUOTE) + " is no type", colon + 1);
   return within(equals + 1, [&] {
     return parse_value(std::move(name), type, text.substr(equals + 1), where, depth);
   });
@@ -293,7 +289,8 @@ Xrl parse_whole(std::string_view text) {
   request.method = within(slash + 1, [&] {
     const std::string_view method = text.substr(slash + 1, question - slash - 1);
     std::string decoded = parse_text(method, method.size());
-    if (!is_method(decoded)) refuse(quoted(method) + " is no INTERFACE/VERSION/METHOD", 0);
+    if (!is_method(decoded))
+      refuse(quoted(method, LONGEST_QUOTE) + " is no INTERFACE/VERSION/METHOD", 0);
     return decoded;
   });
   if (question == text.size()) return request;
@@ -317,6 +314,10 @@ std::string escaped(std::string_view text) {
   std::string printed;
   print_text(printed, text);
   return printed;
+}
+
+std::string quoted(std::string_view text, std::size_t longest) {
+  return "'" + escaped(text.substr(0, longest)) + (text.size() > longest ? "...'" : "'");
 }
 
 std::string print_atom(const XrlAtom& atom) {

@@ -10,6 +10,7 @@
 // of addresses.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,10 @@ namespace textual_form {
 
 // As names and values are written; whatever the bytes, printable and one word.
 [[nodiscard]] std::string escaped(std::string_view text);
+// So between single quotes, for messages; of more than `longest` bytes the first
+// ones, then "...".
+[[nodiscard]] std::string quoted(std::string_view text,
+                                 std::size_t longest = std::string_view::npos);
 
 [[nodiscard]] std::string print_atom(const XrlAtom& atom);
 [[nodiscard]] std::string print_list(const XrlAtomList& list);

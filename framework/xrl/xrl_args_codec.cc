@@ -8,15 +8,13 @@
 #include "framework/xrl/wire_form.h"
 #include "framework/xrl/xrl_args.h"
 
+using textual_form::quoted;
+
 namespace {
 
 std::string type_mismatch(XrlAtomType found, XrlAtomType expected) {
   return std::string(xrl_atom_type_name(found)) + ", " + std::string(xrl_atom_type_name(expected)) +
          " expected.";
-}
-
-std::string quoted(std::string_view name) {
-  return "'" + textual_form::escaped(name) + "'";
 }
 
 // "named txt" or "txt": the first element that is not an unnamed `expected`.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/match_values.h"
+#include "framework/base/decimal.h"
 #include "framework/base/xlog.h"
 
 namespace {
@@ -83,9 +84,7 @@ class Cursor {
   std::uint32_t decimal(std::uint32_t highest) {
     const std::string_view digits = take_digits("0123456789");
     std::uint32_t number = 0;
-    const auto problem = std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;
-    const bool is_padded = digits.size() > 1 && digits[0] == '0';
-    if (problem != std::errc() || is_padded || number > highest) {
+    if (!parse_plain_decimal(digits, number) || number > highest) {
       fail(_at - digits.size(), "number 0.." + std::to_string(highest) + " expected");
     }
     return number;
