@@ -22,6 +22,7 @@ FinderServer::FinderServer(EventLoop& loop, const NetAddress& address, AllowList
                            std::string cookie, std::size_t max_sessions)
     : _commands(FINDER),
       _target(_commands, _registry, *this),
+      _statistics(_commands, _dispatcher),
       _listener(loop, _dispatcher,
                 listener_options(std::move(allowed), std::move(cookie), max_sessions), this),
       _registry(open(address)),

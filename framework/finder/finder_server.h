@@ -24,6 +24,7 @@
 #include "framework/xrl/byte_buffer.h"
 #include "framework/xrl/dispatcher.h"
 #include "framework/xrl/listener.h"
+#include "framework/xrl/statistics_target.h"
 #include "framework/xrl/well_known_cmd_map.h"
 
 namespace finder_limits {
@@ -70,6 +71,7 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
   WellKnownCmdMap _commands;
   XrlFinderTarget _target;
   XrlDispatcher _dispatcher;
+  XrlStatisticsTarget _statistics;
   XrlListener _listener;
   FinderRegistry _registry;
   std::unordered_map<const XrlConnection*, FinderSession> _sessions;

@@ -33,21 +33,23 @@ XrlError answer_with_results(const XrlCmdMap::Command& command, const xrl_frame:
   return {};
 }
 
-// What memory does not suffice for is refused; room to say so is taken before.
-void run_handler(const XrlCmdMap::Command& command, const xrl_frame::Request& request,
+// What memory does not suffice for is refused; room to say so is taken before. True
+// when the request was answered OKAY.
+bool run_handler(const XrlCmdMap::Command& command, const xrl_frame::Request& request,
                  ByteBuffer& out) {
   static_cast<void>(out.reserve(xrl_frame::REPLY_HEAD + std::strlen(OUT_OF_MEMORY)));
   const std::size_t start = xrl_frame::begin_reply(out);
   try {
     const XrlError refusal = answer_with_results(command, request, start, out);
     if (refusal.is_okay()) [[likely]]
-      return;
+      return true;
     out.truncate(start);
     xrl_frame::append_error_reply(out, request.sequence, refusal);
   } catch (const std::bad_alloc&) {
     out.truncate(start);
     xrl_frame::append_error_reply(out, request.sequence, XrlError::INTERNAL_ERROR(OUT_OF_MEMORY));
   }
+  return false;
 }
 
 }  // namespace
@@ -96,6 +98,6 @@ XrlFilterAction XrlDispatcher::dispatch(XrlConnection& from, const xrl_frame::Re
     XrlConnection* before;
     ~Restore() { current = before; }
   } const restore{_current, std::exchange(_current, &from)};
-  run_handler(*command, request, out);
+  if (run_handler(*command, request, out) && command->changes_something()) ++_changes;
   return XrlFilterAction::HANDLE;
 }

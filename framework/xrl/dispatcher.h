@@ -34,6 +34,11 @@ class XrlDispatcher {
   // std::bad_alloc, and no handler ran, when there is no memory for a refusal.
   XrlFilterAction dispatch(XrlConnection& from, const xrl_frame::Request& request, ByteBuffer& out);
 
+  // Requests of kind change or control that it answered OKAY, and changes that were
+  // noted. What goes to `next` is counted there.
+  [[nodiscard]] std::uint64_t changes() const { return _changes; }
+  void note_change() { ++_changes; }
+
   // Where the request came from that is being handled now; null between
   // requests.
   [[nodiscard]] XrlConnection* current() const { return _current; }
@@ -45,5 +50,6 @@ class XrlDispatcher {
   Filter _filter;
   std::vector<const XrlCmdMap::Command*> _table;  // open addressing by the key's first bytes
   std::size_t _mask = 0;
+  std::uint64_t _changes = 0;
   XrlConnection* _current = nullptr;
 };

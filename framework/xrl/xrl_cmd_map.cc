@@ -1,14 +1,18 @@
 #include "framework/xrl/xrl_cmd_map.h"
 
+#include <iterator>
 #include <utility>
 
 XrlCmdMap::~XrlCmdMap() = default;
 
-bool XrlCmdMap::add_handler(std::string method, Handler handler, void* target) {
+bool XrlCmdMap::add_handler(std::string method, Handler handler, void* target, XrlMethodKind kind) {
   if (find(method) != nullptr) return false;
   const XrlKey key = make_key(method);
-  _commands.push_back(std::make_unique<Command>(Command{std::move(method), handler, target, key}));
-  _by_method.emplace(_commands.back()->method, _commands.back().get());
+  auto at = _commands.end();
+  while (at != _commands.begin() && (*std::prev(at))->target == _last) --at;
+  const auto& added = *_commands.insert(
+      at, std::make_unique<Command>(Command{std::move(method), handler, target, key, kind}));
+  _by_method.emplace(added->method, added.get());
   commands_changed();
   return true;
 }

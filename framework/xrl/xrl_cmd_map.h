@@ -14,6 +14,11 @@
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_key.h"
 
+// What carrying a method out does to what its target tells: nothing; changes it, as an
+// operator may ask for; changes it, as only the processes of the control plane tell
+// each other; begins or ends a process.
+enum class XrlMethodKind : std::uint8_t { READ, CHANGE, CONTROL, ADMIN };
+
 class XrlCmdMap {
  public:
   // Reads arguments, writes results, answers. Results count only when the
@@ -24,6 +29,11 @@ class XrlCmdMap {
     Handler handler;
     void* target;
     XrlKey key;
+    XrlMethodKind kind;
+
+    [[nodiscard]] bool changes_something() const {
+      return kind == XrlMethodKind::CHANGE || kind == XrlMethodKind::CONTROL;
+    }
   };
 
   // `name`: the target's name, as the common interface tells it.
@@ -35,15 +45,19 @@ class XrlCmdMap {
   [[nodiscard]] const std::string& name() const { return _name; }
 
   // False, and nothing changes, when the method is there already.
-  bool add_handler(std::string method, Handler handler, void* target);
+  bool add_handler(std::string method, Handler handler, void* target,
+                   XrlMethodKind kind = XrlMethodKind::READ);
   // Takes back every method of `target`.
   void remove_handlers(void* target);
 
   [[nodiscard]] const Command* find(std::string_view method) const;
-  // In the order they were added.
+  // In the order they were added, those of keep_last() behind all others.
   [[nodiscard]] const std::vector<std::unique_ptr<Command>>& commands() const { return _commands; }
 
  protected:
+  // The methods of the target that added the latest stay behind all that others add
+  // from now on.
+  void keep_last() { _last = _commands.back()->target; }
   // The key of a method that is being added; all zero here.
   virtual XrlKey make_key(std::string_view method);
   // After a method was added or taken back.
@@ -51,6 +65,7 @@ class XrlCmdMap {
 
  private:
   std::string _name;
+  const void* _last = nullptr;
   std::vector<std::unique_ptr<Command>> _commands;
   std::unordered_map<std::string_view, const Command*> _by_method;  // keys live in the commands
 };

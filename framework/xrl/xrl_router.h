@@ -26,6 +26,9 @@ class XrlRouter : public XrlCmdMap, public XrlSender {
   [[nodiscard]] virtual bool ready() const = 0;
   // Requests that still await a reply.
   [[nodiscard]] virtual std::size_t pending() const = 0;
+  // What the target tells has changed otherwise than by a request to it; for
+  // statistics/0.1/get_changes.
+  virtual void note_change() {}
   // What stubs are constructed on.
   [[nodiscard]] XrlSender* sender() { return this; }
 };

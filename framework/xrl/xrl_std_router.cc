@@ -7,6 +7,7 @@
 #include "framework/base/xlog.h"
 #include "framework/xrl/cookie.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/statistics_target.h"
 
 namespace {
 
@@ -40,6 +41,9 @@ XrlStdRouter::XrlStdRouter(EventLoop& loop, const char* class_name, const char* 
   _finder = std::make_unique<FinderClient>(
       loop, FinderClient::Identity{finder_host, finder_port, class_name, _hello}, *this,
       _dispatcher, self, _listener->budget());
+  if (*class_name == '\0') return;
+  _statistics = std::make_unique<XrlStatisticsTarget>(*this, _dispatcher);
+  keep_last();
 }
 
 XrlStdRouter::~XrlStdRouter() = default;

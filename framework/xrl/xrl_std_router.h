@@ -6,6 +6,8 @@
 // listener opens with the first session, on the address of this host that
 // reaches the finder.
 //
+// Beside what is added to it, a router with a class name answers statistics/0.1.
+//
 // A handler may not destroy the router it runs from; a reply's callback may.
 #pragma once
 
@@ -24,6 +26,8 @@
 #include "framework/xrl/listener.h"
 #include "framework/xrl/xrl_peer.h"
 #include "framework/xrl/xrl_router.h"
+
+class XrlStatisticsTarget;
 
 class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, private XrlPeer::Owner {
  public:
@@ -49,6 +53,7 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
     return XrlArgsWriter(_args, &_args_past_limit);
   }
   bool send(std::string_view target, std::string_view method, XrlReply reply) override;
+  void note_change() override { _dispatcher.note_change(); }
 
   // Decides on each request before its handler sees it; empty: handle all.
   // `method` is "INTERFACE/VERSION/METHOD".
@@ -83,4 +88,5 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   std::map<std::string, std::unique_ptr<XrlPeer>, std::less<>> _peers;
   XrlPeer* _last_peer = nullptr;  // that the last request went to
   Deferred _sweep;
+  std::unique_ptr<XrlStatisticsTarget> _statistics;  // null where nobody can ask
 };

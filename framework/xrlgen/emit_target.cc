@@ -101,10 +101,25 @@ std::string define_thunk(const Target& target, const Interface& interface, const
   return code + "}\n";
 }
 
+std::string kind_name(MethodKind kind) {
+  switch (kind) {
+    case MethodKind::READ:
+      return "XrlMethodKind::READ";
+    case MethodKind::CHANGE:
+      return "XrlMethodKind::CHANGE";
+    case MethodKind::CONTROL:
+      return "XrlMethodKind::CONTROL";
+    case MethodKind::ADMIN:
+      break;
+  }
+  return "XrlMethodKind::ADMIN";
+}
+
 std::string handler_table(const Interfaces& interfaces) {
   std::string code =
       "\n"
       "struct Command {\n"
+      "  XrlMethodKind kind;\n"
       "  const char* method;\n"
       "  XrlCmdMap::Handler handler;\n"
       "};\n"
@@ -112,10 +127,10 @@ std::string handler_table(const Interfaces& interfaces) {
       "constexpr Command COMMANDS[] = {\n";
   for (const Interface* interface : interfaces)
     for (const Method& method : interface->methods)
-      code += fill(
-          "    {",
-          {quoted(method_path(interface->name, method)), handler_name(interface->name, method)},
-          ",", "},");
+      code += fill("    {",
+                   {kind_name(method.kind), quoted(method_path(interface->name, method)),
+                    handler_name(interface->name, method)},
+                   ",", "},");
   return code + "};\n";
 }
 
@@ -188,7 +203,8 @@ std::string target_source(const Target& target, const Interfaces& interfaces,
           name + "::" + name +
           "(XrlCmdMap* cmds) : _cmds(cmds) {\n"
           "  for (const Command& command : COMMANDS) {\n"
-          "    const bool added = _cmds->add_handler(command.method, command.handler, this);\n"
+          "    const bool added = _cmds->add_handler(command.method, command.handler, this, "
+          "command.kind);\n"
           "    XLOG_ASSERT(added, std::string(command.method) + \" of \" + _cmds->name());\n"
           "  }\n"
           "}\n"

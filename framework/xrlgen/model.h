@@ -33,8 +33,17 @@ struct Value {
   const Type* element = nullptr;  // of a list; null when it may hold anything
 };
 
+// What carrying a method out does to what its target tells.
+enum class MethodKind {
+  READ,     // nothing
+  CHANGE,   // changes it, as an operator may ask for
+  CONTROL,  // changes it, as only the processes of the control plane tell each other
+  ADMIN,    // begins or ends a process
+};
+
 struct Method {
   std::vector<std::string> comment;  // the lines above it, without "//"
+  MethodKind kind = MethodKind::READ;
   Name name;
   std::vector<Value> arguments;
   std::vector<Value> results;

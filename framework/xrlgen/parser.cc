@@ -1,6 +1,7 @@
 #include "framework/xrlgen/parser.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "framework/xrlgen/lexer.h"
@@ -9,6 +10,18 @@ namespace xrlgen {
 namespace {
 
 constexpr std::uint32_t MAX_VERSION_NUMBER = 65535;
+
+struct MethodKindName {
+  std::string_view text;
+  MethodKind kind;
+};
+
+constexpr std::array METHOD_KINDS{
+    MethodKindName{"read", MethodKind::READ},
+    MethodKindName{"change", MethodKind::CHANGE},
+    MethodKindName{"control", MethodKind::CONTROL},
+    MethodKindName{"admin", MethodKind::ADMIN},
+};
 
 bool is_number(const Token& token) {
   return token.kind == Token::Kind::WORD &&
@@ -114,11 +127,20 @@ class Parser {
   Method method() {
     Method result;
     result.comment = current().comment;
-    result.name = name("a method name or '}'");
+    result.kind = method_kind();
+    result.name = name("a method name");
     if (take("?")) result.arguments = values("an argument name");
     if (take("->")) result.results = values("a result name");
     expect(";", "after method '" + result.name.text + "'");
     return result;
+  }
+
+  // A method may be called like a kind: the kind stands first.
+  MethodKind method_kind() {
+    for (const MethodKindName& known : METHOD_KINDS) {
+      if (take(known.text)) return known.kind;
+    }
+    fail_expecting("'read', 'change', 'control', 'admin' or '}'");
   }
 
   std::vector<Value> values(const std::string& expected) {

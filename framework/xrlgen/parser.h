@@ -1,10 +1,11 @@
 // Reads interface files
 //
 //     interface policy_config/0.1 {
-//       create_acl ? acl:u32 & type:u32;
-//       get_acls -> acls:list<u32> & descriptions:list<txt>;
+//       change create_acl ? acl:u32 & type:u32;
+//       read get_acls -> acls:list<u32> & descriptions:list<txt>;
 //     }
 //
+// where each method is said to be one of read, change, control and admin (MethodKind),
 // and target files
 //
 //     target policy {

@@ -51,7 +51,8 @@ XrlPolicyTarget::XrlPolicyTarget(EventLoop& eventloop, PolicyNode& node, XrlRout
       _policy_config(&node.policy_config()),
       _policy_tree(&_policy_config->policy_tree()),
       _ifmirror(eventloop, SIF, router->finder_address(), router->finder_port()),
-      _port_reconciliation(_eventloop, *_policy_tree, _ifmirror.iftree(), _iftree),
+      _port_reconciliation(_eventloop, *_policy_tree, _ifmirror.iftree(), _iftree,
+                           [this] { _router->note_change(); }),
       _lcmgr(router->sender()) {
   // The states asked for and the states acted upon
   // (card_state_observer_0_1_card_state_change) are two lists, fixed with the
@@ -221,4 +222,5 @@ void XrlPolicyTarget::send_set_cos_mapping_to_lcmgr_cb(const XrlError& error,
     return;
   }
   _policy_config->set_cos_mapping(priority, queue);
+  _router->note_change();
 }

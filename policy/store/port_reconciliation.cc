@@ -71,8 +71,12 @@ bool reconcile_ports(PolicyTree& tree, const SifMgrIfTree& live, SifMgrIfTree& s
 }
 
 PortReconciliation::PortReconciliation(EventLoop& loop, PolicyTree& tree, const SifMgrIfTree& live,
-                                       SifMgrIfTree& snapshot)
-    : _tree(tree), _live(live), _snapshot(snapshot), _retry(loop, [this] { updates_made(); }) {}
+                                       SifMgrIfTree& snapshot, std::function<void()> reconciled)
+    : _tree(tree),
+      _live(live),
+      _snapshot(snapshot),
+      _reconciled(std::move(reconciled)),
+      _retry(loop, [this] { updates_made(); }) {}
 
 void PortReconciliation::updates_made() {
   bool complete = false;
@@ -81,6 +85,7 @@ void PortReconciliation::updates_made() {
   } catch (const std::bad_alloc&) {
     // As when memory suffices for a part only.
   }
+  _reconciled();
   if (complete) {
     _retry.cancel();
     _warned = false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/retry_timer.h"
@@ -32,9 +33,10 @@ class PolicyTree;
 // and again until it does, or stop().
 class PortReconciliation {
  public:
-  // All must outlive it.
+  // All must outlive it. `reconciled` runs after each time that records may have
+  // changed.
   PortReconciliation(EventLoop& loop, PolicyTree& tree, const SifMgrIfTree& live,
-                     SifMgrIfTree& snapshot);
+                     SifMgrIfTree& snapshot, std::function<void()> reconciled);
 
   // `live` may differ from `snapshot`. Warns when memory does not suffice, once
   // until all was followed again.
@@ -48,6 +50,7 @@ class PortReconciliation {
   PolicyTree& _tree;
   const SifMgrIfTree& _live;
   SifMgrIfTree& _snapshot;
+  std::function<void()> _reconciled;
   bool _warned = false;
   RetryTimer _retry;
 };

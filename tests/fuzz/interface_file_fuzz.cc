@@ -1,6 +1,7 @@
 // Any text is refused with a place within it, or is an interface or target
 // that reads the same when it is written out plainly, and of which code is
 // generated or whose first mistake is named.
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -43,10 +44,14 @@ std::string print(const std::vector<Value>& values) {
   return text;
 }
 
+// As MethodKind counts them.
+constexpr std::array KINDS{"read", "change", "control", "admin"};
+
 std::string print(const Interface& interface) {
   std::string text = "interface " + interface.name.str() + "{";
   for (const Method& method : interface.methods) {
-    text += method.name.text;
+    text += KINDS.at(static_cast<std::size_t>(method.kind));
+    text += " " + method.name.text;
     if (!method.arguments.empty()) text += "?" + print(method.arguments);
     if (!method.results.empty()) text += "->" + print(method.results);
     text += ";";
@@ -72,9 +77,9 @@ void generate(const Interface& interface) {
 
 void generate(const Target& target) {
   static const std::vector<Interface> known = {
-      xrlgen::parse_interface("a.xif", "interface a/0.1{b_0_1_c;}"),
-      xrlgen::parse_interface("b.xif", "interface a_0_1_b/0.1{c;}"),
-      xrlgen::parse_interface("c.xif", "interface a/0.2{m?n:list->o:txt;}"),
+      xrlgen::parse_interface("a.xif", "interface a/0.1{read b_0_1_c;}"),
+      xrlgen::parse_interface("b.xif", "interface a_0_1_b/0.1{read c;}"),
+      xrlgen::parse_interface("c.xif", "interface a/0.2{read m?n:list->o:txt;}"),
   };
   FUZZ_CHECK(!emit_target_base(target, resolve_target(target, known), "t_tgt.h").source.empty());
 }

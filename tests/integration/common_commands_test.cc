@@ -33,19 +33,35 @@ TEST_F(CommonCommands, ItsMethodsAreRegisteredInTheOrderOfItsInterfaces) {
        at = methods.find(":txt=", at + 1)) {
     ++count;
   }
-  EXPECT_EQ(count, 67U);
+  EXPECT_EQ(count, 68U);  // the last one is the framework's
   std::size_t last = 0;
   for (const char* method :
        {"common/0.1/get_target_name", "finder_event_observer/0.1/xrl_target_birth",
         "card_state_observer/0.1/card_state_change", "vlan_observer/0.1/vlan_event",
         "policy_config/0.1/create_time_range", "policy_config/0.1/create_acl",
         "policy_config/0.1/get_vlan_packet_filters", "policy_config/0.1/set_cos_flag",
-        "policy_config/0.1/get_schedule_algorithm", "profile/0.1/enable", "profile/0.1/list"}) {
+        "policy_config/0.1/get_schedule_algorithm", "profile/0.1/enable", "profile/0.1/list",
+        "statistics/0.1/get_changes"}) {
     const std::size_t at = methods.find(std::string(":txt=") + method);
     ASSERT_NE(at, std::string::npos) << method;
     EXPECT_GT(at, last) << method;
     last = at;
   }
+}
+
+TEST_F(CommonCommands, ItTellsHowManyCommandsHaveChangedIt) {
+  const auto changes = [this] {
+    const std::string answer = ask("policy/statistics/0.1/get_changes");
+    EXPECT_EQ(answer.substr(0, 15), "100 serial:u64=");
+    return std::stoul(answer.substr(15));
+  };
+  const std::size_t before = changes();
+  hold({{"create_acl?acl:u32=1&type:u32=0", "100"},
+        {"get_rules?acl:u32=1", "100 rules:list=&type:u32=0"}});
+  EXPECT_EQ(changes(), before + 1);
+  hold({{"create_acl?acl:u32=1&type:u32=0", "102 failed to create acl"},
+        {"delete_acl?acl:u32=1", "100"}});
+  EXPECT_EQ(changes(), before + 2);
 }
 
 TEST_F(CommonCommands, ARequestWithAWrongArgumentIsRefusedByNameBeforeAnythingChanges) {

@@ -151,6 +151,16 @@ TEST_F(SwitchEvents, PortRecordsFollowTheInterfaces) {
   EXPECT_EQ(policy("get_port_cos_value?ifname:txt=eth-0/1/1"), "100 value:u32=9");
 }
 
+TEST_F(SwitchEvents, APortThatComesOrGoesIsAChangeOfPolicyd) {
+  start_all();
+  const auto changes = [this] { return ask("policy/statistics/0.1/get_changes"); };
+  const std::string before = changes();
+  EXPECT_EQ(changes(), before);
+  ASSERT_EQ(chassis("remove_interface?name:txt=eth-0/2/1"), "100");
+  EXPECT_TRUE(until([this] { return !has_port("eth-0/2/1"); }));
+  EXPECT_NE(changes(), before);
+}
+
 TEST_F(SwitchEvents, ARemovedInterfaceReleasesItsRulesAndReturnsEmpty) {
   start_all();
   hold({{"create_acl?acl:u32=1&type:u32=0", "100"},

@@ -58,7 +58,8 @@ TEST_F(FinderServerTest, ListsItsOwnMethods) {
             ":txt=finder/0.2/get_instances,:txt=finder/0.2/get_methods,"
             ":txt=finder/0.2/get_interests,"
             ":txt=finder_event_notifier/0.1/register_class_event_interest,"
-            ":txt=finder_event_notifier/0.1/deregister_class_event_interest");
+            ":txt=finder_event_notifier/0.1/deregister_class_event_interest,"
+            ":txt=statistics/0.1/get_changes");
   EXPECT_EQ(caller->call("finder/0.2/get_methods", "target:txt=fnder"),
             "RESOLVE_FAILED no target 'fnder' is registered; is 'finder' meant?");
 }

@@ -50,7 +50,7 @@ class ReconciliationOutOfMemory : public ::testing::Test {
     _tree.emplace();
     _snapshot = SifMgrIfTree();
     _live = OLD;
-    _reconciliation.emplace(_world.loop(), *_tree, _live, _snapshot);
+    _reconciliation.emplace(_world.loop(), *_tree, _live, _snapshot, [] {});
     _reconciliation->updates_made();
   }
   // Whether the allocation after the next `successes` ones was asked for.

@@ -188,7 +188,7 @@ TEST_F(Reconciliation, UpdatesMadeIsWhereTheLogSaysThatARecordIsMissing) {
   EventLoop loop;
   SifMgrIfTree live;
   live.add(interface("0/1/1"));
-  PortReconciliation reconciliation(loop, _tree, live, _snapshot);
+  PortReconciliation reconciliation(loop, _tree, live, _snapshot, [] {});
   reconciliation.updates_made();
   ASSERT_EQ(_tree.delete_port("0/1/1"), 0);
   EXPECT_DEATH(reconciliation.updates_made(),

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <new>
 #include <string>
 #include <string_view>
@@ -13,12 +14,18 @@ namespace {
 
 const NetAddress HERE = NetAddress::tcp(IPv4::loopback(), 1);
 
-// A target with one method, which writes a text and then runs out of memory.
+// A target with a method that writes a text and then runs out of memory, and methods
+// of each kind that answer as they are told.
 class Dispatcher : public testing::Test, private XrlConnection::Delegate {
  protected:
   void SetUp() override {
     ASSERT_TRUE(commands.add_handler("test/0.1/forget", &Dispatcher::forget, this));
     dispatcher.set_commands(commands);
+    for (const XrlMethodKind kind : {XrlMethodKind::READ, XrlMethodKind::CHANGE,
+                                     XrlMethodKind::CONTROL, XrlMethodKind::ADMIN}) {
+      const auto number = static_cast<std::size_t>(kind);
+      ASSERT_TRUE(by_kind.at(number).add_handler("test/0.1/do", &Dispatcher::do_it, this, kind));
+    }
     ASSERT_GE(world.network().listen(HERE), 0);
     connection.emplace(world.loop(), world.network().connect(HERE), XrlConnection::Side::CONNECTING,
                        HERE, xrl_frame::Hello{"caller-1", ""}, nullptr, delegate());
@@ -30,6 +37,16 @@ class Dispatcher : public testing::Test, private XrlConnection::Delegate {
     results.text("text", "written before memory ran out");
     test.capacity_at_throw = test.out.capacity();
     throw std::bad_alloc();
+  }
+  static XrlCmdError do_it(void* self, XrlArgsReader&, XrlArgsWriter&) {
+    return static_cast<Dispatcher*>(self)->answer;
+  }
+  // How many changes a request of that kind is counted as.
+  std::uint64_t changes_by(XrlMethodKind kind) {
+    dispatcher.set_commands(by_kind.at(static_cast<std::size_t>(kind)));
+    const std::uint64_t before = dispatcher.changes();
+    dispatch_forget();
+    return dispatcher.changes() - before;
   }
   XrlFilterAction dispatch_forget() {
     const XrlKey key{};
@@ -53,6 +70,9 @@ class Dispatcher : public testing::Test, private XrlConnection::Delegate {
   SimWorld world{7};
   std::optional<XrlConnection> connection;
   XrlCmdMap commands{"test"};
+  std::array<XrlCmdMap, 4> by_kind{XrlCmdMap{"read"}, XrlCmdMap{"change"}, XrlCmdMap{"control"},
+                                   XrlCmdMap{"admin"}};
+  XrlCmdError answer = XrlCmdError::OKAY();
   XrlDispatcher dispatcher;
   ByteBuffer out;
   std::size_t capacity_at_throw = 0;
@@ -75,6 +95,21 @@ TEST_F(Dispatcher, KeepsTheRepliesBeforeTheOneThatMemoryDidNotSufficeFor) {
   dispatch_forget();
   EXPECT_EQ(std::string(out.bytes().begin(), out.bytes().begin() + 7), "earlier");
   EXPECT_EQ(reply_at(7), "7 220 out of memory.");
+}
+
+TEST_F(Dispatcher, CountsRequestsThatChangeSomething) {
+  EXPECT_EQ(changes_by(XrlMethodKind::READ), 0U);
+  EXPECT_EQ(changes_by(XrlMethodKind::CHANGE), 1U);
+  EXPECT_EQ(changes_by(XrlMethodKind::CONTROL), 1U);
+  EXPECT_EQ(changes_by(XrlMethodKind::ADMIN), 0U);
+}
+
+TEST_F(Dispatcher, CountsNoRequestThatIsRefused) {
+  answer = XrlCmdError::COMMAND_FAILED("no.");
+  EXPECT_EQ(changes_by(XrlMethodKind::CHANGE), 0U);
+  answer = XrlCmdError::OKAY();
+  dispatcher.set_filter([](const XrlCmdMap::Command&) { return XrlFilterAction::REFUSE; });
+  EXPECT_EQ(changes_by(XrlMethodKind::CHANGE), 0U);
 }
 
 TEST_F(Dispatcher, TakesTheRoomToSaySoBeforeTheHandlerRuns) {

@@ -13,6 +13,7 @@
 
 #include "framework/finder/finder_server.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
+#include "framework/xrl/interfaces/statistics_xif.h"
 #include "framework/xrl/limits.h"
 #include "tests/simulation/sim_world.h"
 #include "tests/support/echo_target.h"
@@ -123,6 +124,28 @@ TEST_F(Router, CarriesARequestToItsHandlerAndTheReplyToItsCallback) {
   start_all();
   EXPECT_EQ(answer_to("hello"), "100 hello");
   EXPECT_EQ(echo->target.heard(), std::vector<std::string>{"hello"});
+}
+
+TEST_F(Router, TellsHowOftenItsTargetChanged) {
+  start_all();
+  const auto changes_of = [this](std::string_view target) {
+    std::optional<std::uint64_t> changes;
+    EXPECT_TRUE(XrlStatisticsV0p1Client(client.get())
+                    .send_get_changes(
+                        target, callback([&](const XrlError& error, const std::uint64_t* serial) {
+                          EXPECT_EQ(error, XrlError::OKAY());
+                          changes = *serial;
+                        })));
+    settle([&] { return changes.has_value(); });
+    return changes.value_or(0);
+  };
+  EXPECT_EQ(changes_of("echo"), 0U);
+  EXPECT_EQ(answer_to("a text that is only read"), "100 a text that is only read");
+  EXPECT_EQ(changes_of("echo"), 0U);
+  echo->router.note_change();
+  EXPECT_EQ(changes_of("echo"), 1U);
+  // The registration of the target echo.
+  EXPECT_EQ(changes_of("finder"), 1U);
 }
 
 TEST_F(Router, CarriesARefusalWithItsText) {

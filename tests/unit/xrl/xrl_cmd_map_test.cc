@@ -118,4 +118,21 @@ TEST(XrlCmdMap, FindsEachOfAThousandMethods) {
   }
 }
 
+TEST(XrlCmdMap, KeepsMethodsLastThatAreToStayThere) {
+  class Map : public XrlCmdMap {
+   public:
+    using XrlCmdMap::keep_last;
+    using XrlCmdMap::XrlCmdMap;
+  } map("a");
+  int last = 0;
+  int other = 0;
+  map.add_handler("z/0.1/one", first_handler, &last);
+  map.add_handler("z/0.1/two", first_handler, &last);
+  map.keep_last();
+  map.add_handler("a/0.1/one", first_handler, &other);
+  map.add_handler("a/0.1/two", first_handler, &other);
+  EXPECT_EQ(methods(map),
+            (std::vector<std::string>{"a/0.1/one", "a/0.1/two", "z/0.1/one", "z/0.1/two"}));
+}
+
 }  // namespace

@@ -73,11 +73,12 @@ TEST(Names, BecomeCamelCase) {
 }
 
 TEST(InterfaceCheck, BadNamesAreRefusedWhereTheyStand) {
-  EXPECT_EQ(interface_problem("interface Acl/0.1 { m; }"),
+  EXPECT_EQ(interface_problem("interface Acl/0.1 { read m; }"),
             "a.xif:1:11: bad name: 'Acl' does not begin with a lower-case letter");
-  EXPECT_EQ(method_problem("delete;"), "a.xif:2:1: bad name: 'delete' is reserved in C++");
-  EXPECT_EQ(method_problem("m ? class:u32;"), "a.xif:2:5: bad name: 'class' is reserved in C++");
-  EXPECT_EQ(method_problem("m -> new:u32;"), "a.xif:2:6: bad name: 'new' is reserved in C++");
+  EXPECT_EQ(method_problem("read delete;"), "a.xif:2:6: bad name: 'delete' is reserved in C++");
+  EXPECT_EQ(method_problem("read m ? class:u32;"),
+            "a.xif:2:10: bad name: 'class' is reserved in C++");
+  EXPECT_EQ(method_problem("read m -> new:u32;"), "a.xif:2:11: bad name: 'new' is reserved in C++");
 }
 
 TEST(InterfaceCheck, InterfaceHasAMethod) {
@@ -86,37 +87,37 @@ TEST(InterfaceCheck, InterfaceHasAMethod) {
 }
 
 TEST(InterfaceCheck, MethodIsDeclaredOnce) {
-  EXPECT_EQ(method_problem("m;\n m ? a:u32;"), "a.xif:3:2: duplicate method 'm'");
+  EXPECT_EQ(method_problem("read m;\n read m ? a:u32;"), "a.xif:3:7: duplicate method 'm'");
 }
 
 TEST(InterfaceCheck, MethodsHaveDifferentNamesInCpp) {
-  EXPECT_EQ(method_problem("get_1;\nget1;"),
-            "a.xif:3:1: methods 'get_1' and 'get1' are both Get1CB in C++");
+  EXPECT_EQ(method_problem("read get_1;\nread get1;"),
+            "a.xif:3:6: methods 'get_1' and 'get1' are both Get1CB in C++");
 }
 
 TEST(InterfaceCheck, ArgumentIsDeclaredOnceAMethod) {
-  EXPECT_EQ(method_problem("m ? a:u32 & b:u32 & a:txt;"),
-            "a.xif:2:21: duplicate argument 'a' of method 'm'");
-  EXPECT_EQ(method_problem("m ? a:u32; n ? a:u32;"), "no problem");
+  EXPECT_EQ(method_problem("read m ? a:u32 & b:u32 & a:txt;"),
+            "a.xif:2:26: duplicate argument 'a' of method 'm'");
+  EXPECT_EQ(method_problem("read m ? a:u32; read n ? a:u32;"), "no problem");
 }
 
 TEST(InterfaceCheck, ResultIsDeclaredOnceAMethod) {
-  EXPECT_EQ(method_problem("m -> a:u32 & a:u32;"),
-            "a.xif:2:14: duplicate result 'a' of method 'm'");
+  EXPECT_EQ(method_problem("read m -> a:u32 & a:u32;"),
+            "a.xif:2:19: duplicate result 'a' of method 'm'");
 }
 
 TEST(InterfaceCheck, ResultIsNotCalledLikeAnArgument) {
-  EXPECT_EQ(method_problem("m ? a:u32 -> a:u32;"),
-            "a.xif:2:14: result 'a' of method 'm' is called like an argument");
+  EXPECT_EQ(method_problem("read m ? a:u32 -> a:u32;"),
+            "a.xif:2:19: result 'a' of method 'm' is called like an argument");
 }
 
 class TargetCheck : public testing::Test {
  protected:
   std::vector<Interface> _known = {
-      parse_interface("b.xif", "interface common/0.1 { a; }"),
-      parse_interface("c.xif", "interface common/0.2 { a; b; }"),
-      parse_interface("d.xif", "interface common_0_1_a/0.1 { b; }"),
-      parse_interface("e.xif", "interface common/1.0 { a_0_1_b; }"),
+      parse_interface("b.xif", "interface common/0.1 { read a; }"),
+      parse_interface("c.xif", "interface common/0.2 { read a; read b; }"),
+      parse_interface("d.xif", "interface common_0_1_a/0.1 { read b; }"),
+      parse_interface("e.xif", "interface common/1.0 { read a_0_1_b; }"),
   };
 };
 
@@ -154,8 +155,8 @@ TEST_F(TargetCheck, SameInterfaceTwiceIsRefused) {
 
 TEST_F(TargetCheck, HandlersHaveDifferentNamesInCpp) {
   std::vector<Interface> known;
-  known.push_back(parse_interface("b.xif", "interface a/0.1 { b_0_1_c; }"));
-  known.push_back(parse_interface("c.xif", "interface a_0_1_b/0.1 { c; }"));
+  known.push_back(parse_interface("b.xif", "interface a/0.1 { read b_0_1_c; }"));
+  known.push_back(parse_interface("c.xif", "interface a_0_1_b/0.1 { read c; }"));
   EXPECT_EQ(
       target_problem("target t { implements a/0.1; implements a_0_1_b/0.1; }", known),
       "a.tgt:1:41: methods 'a/0.1/b_0_1_c' and 'a_0_1_b/0.1/c' are both a_0_1_b_0_1_c in C++");
@@ -163,7 +164,7 @@ TEST_F(TargetCheck, HandlersHaveDifferentNamesInCpp) {
 
 TEST_F(TargetCheck, InterfaceIsDeclaredInOneFile) {
   EXPECT_EQ(problem_of([&] { check_unique(_known); }), "no problem");
-  _known.push_back(parse_interface("f.xif", "interface common/0.2 { c; }"));
+  _known.push_back(parse_interface("f.xif", "interface common/0.2 { read c; }"));
   EXPECT_EQ(problem_of([&] { check_unique(_known); }),
             "f.xif:1:11: interface 'common/0.2' is declared in c.xif too");
 }

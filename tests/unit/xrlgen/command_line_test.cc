@@ -40,7 +40,7 @@ class Xrlgen : public testing::Test {
 }  // namespace
 
 TEST_F(Xrlgen, WritesAClientBelowTheOutFolderAtThePathBelowTheRoot) {
-  write("src/a/b/light.xif", "interface light/0.1 { on; }");
+  write("src/a/b/light.xif", "interface light/0.1 { read on; }");
   const Outcome outcome = run("--root src --out gen src/a/b/light.xif");
   EXPECT_EQ(outcome.status, 0) << outcome.errors;
   EXPECT_NE(read("gen/a/b/light_xif.h").find("from a/b/light.xif."), std::string::npos);
@@ -48,8 +48,8 @@ TEST_F(Xrlgen, WritesAClientBelowTheOutFolderAtThePathBelowTheRoot) {
 }
 
 TEST_F(Xrlgen, WritesATargetBaseOfImportedInterfaces) {
-  write("light.xif", "interface light/0.1 { on; }");
-  write("fan.xif", "interface fan/0.1 { off; }");
+  write("light.xif", "interface light/0.1 { read on; }");
+  write("fan.xif", "interface fan/0.1 { read off; }");
   write("tray.tgt", "target tray { implements fan/0.1; implements light/0.1; }");
   const Outcome outcome = run("--root . --out gen --import light.xif --import fan.xif tray.tgt");
   EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -58,20 +58,20 @@ TEST_F(Xrlgen, WritesATargetBaseOfImportedInterfaces) {
 }
 
 TEST_F(Xrlgen, LeavesAFileAloneThatWouldNotChange) {
-  write("light.xif", "interface light/0.1 { on; }");
+  write("light.xif", "interface light/0.1 { read on; }");
   EXPECT_EQ(run("--root . --out gen light.xif").status, 0);
   const fs::file_time_type long_ago{};
   fs::last_write_time(_folder.path_of("gen/light_xif.h"), long_ago);
-  write("light.xif", "interface light/0.1 { on ; }");
+  write("light.xif", "interface light/0.1 { read on ; }");
   EXPECT_EQ(run("--root . --out gen light.xif").status, 0);
   EXPECT_EQ(fs::last_write_time(_folder.path_of("gen/light_xif.h")), long_ago);
 }
 
 TEST_F(Xrlgen, NamesAMistakeAndWritesNothing) {
-  write("light.xif", "interface light/0.1 {\n  on ? class:u32;\n}");
+  write("light.xif", "interface light/0.1 {\n  read on ? class:u32;\n}");
   const Outcome outcome = run("--root . --out gen light.xif");
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.errors, "light.xif:2:8: bad name: 'class' is reserved in C++\n");
+  EXPECT_EQ(outcome.errors, "light.xif:2:13: bad name: 'class' is reserved in C++\n");
   EXPECT_FALSE(fs::exists(_folder.path_of("gen")));
 }
 
