@@ -2,15 +2,15 @@
 
 #include <utility>
 
-#include "chassis/card_manager_target.h"
-#include "chassis/lcmgr_target.h"
-#include "chassis/sif_target.h"
-#include "chassis/vlan_target.h"
+#include "platform/managers/card_manager_target.h"
+#include "platform/managers/lcmgr_target.h"
+#include "platform/managers/sif_target.h"
+#include "platform/managers/vlan_target.h"
 
 // The model is built first: its targets then find it whole, and a bad
 // description starts none.
 Chassis::Chassis(EventLoop& loop, const SwitchDescription& description, FinderPlace finder)
-    : _loop(loop), _finder(std::move(finder)) {
+    : _loop(loop), _process{std::move(finder), "chassis"} {
   build_switch(description, _model);
   add_targets();
   _model.add_observer(this);
@@ -21,17 +21,17 @@ Chassis::~Chassis() {
 }
 
 void Chassis::add_targets() {
-  _targets.add("sif", [this] { return std::make_unique<SifTarget>(_loop, _model, _finder); });
+  _targets.add("sif", [this] { return std::make_unique<SifTarget>(_loop, _model, _process); });
   _targets.add("card_manager",
-               [this] { return std::make_unique<CardManagerTarget>(_loop, _model, _finder); });
-  _targets.add("vlan", [this] { return std::make_unique<VlanTarget>(_loop, _model, _finder); });
+               [this] { return std::make_unique<CardManagerTarget>(_loop, _model, _process); });
+  _targets.add("vlan", [this] { return std::make_unique<VlanTarget>(_loop, _model, _process); });
   for (const auto& [slot, card] : _model.line_cards()) line_card_added(slot);
-  _chassis_target = std::make_unique<ChassisTarget>(_loop, _model, _targets, _finder);
+  _chassis_target = std::make_unique<ChassisTarget>(_loop, _model, _targets, _process);
 }
 
 void Chassis::line_card_added(std::uint32_t slot) {
   _targets.add(line_card_target_name(slot), [this, slot] {
-    return std::make_unique<LcmgrTarget>(_loop, slot, *_model.find_line_card(slot), _finder);
+    return std::make_unique<LcmgrTarget>(_loop, _model, slot, _process);
   });
 }
 

@@ -12,9 +12,9 @@
 
 #include "chassis/chassis_target.h"
 #include "chassis/description.h"
-#include "chassis/switch_model.h"
-#include "chassis/target_set.h"
 #include "framework/xrl/finder_place.h"
+#include "platform/managers/switch_model.h"
+#include "platform/managers/target_set.h"
 
 class EventLoop;
 
@@ -44,7 +44,7 @@ class Chassis : private SwitchObserver {
   void line_card_added(std::uint32_t slot) override;
 
   EventLoop& _loop;
-  FinderPlace _finder;
+  SwitchProcess _process;
   SwitchModel _model;
   TargetSet _targets;
   std::unique_ptr<ChassisTarget> _chassis_target;

@@ -1,6 +1,6 @@
 #include "chassis/chassis_target.h"
 
-#include "chassis/answer.h"
+#include "platform/managers/answer.h"
 
 namespace {
 
@@ -9,9 +9,9 @@ constexpr Refusal NO_LINE_CARD = "the line card does not exist.";
 }  // namespace
 
 ChassisTarget::ChassisTarget(EventLoop& loop, SwitchModel& model, TargetSet& targets,
-                             const FinderPlace& finder)
-    : SwitchTarget(loop, "chassis", finder),
-      CommonHandlers<XrlChassisTargetBase>(&router()),
+                             const SwitchProcess& process)
+    : SwitchTarget(loop, process.name, process),
+      CommonHandlers<XrlChassisTargetBase>(&router(), process),
       _model(model),
       _targets(targets) {}
 

@@ -3,14 +3,15 @@
 #pragma once
 
 #include "chassis/interfaces/chassis_tgt.h"
-#include "chassis/switch_model.h"
-#include "chassis/switch_target.h"
-#include "chassis/target_set.h"
+#include "platform/managers/switch_model.h"
+#include "platform/managers/switch_target.h"
+#include "platform/managers/target_set.h"
 
 class ChassisTarget : public SwitchTarget, public CommonHandlers<XrlChassisTargetBase> {
  public:
   // Model and targets must outlive this one, which is none of `targets`.
-  ChassisTarget(EventLoop& loop, SwitchModel& model, TargetSet& targets, const FinderPlace& finder);
+  ChassisTarget(EventLoop& loop, SwitchModel& model, TargetSet& targets,
+                const SwitchProcess& process);
 
   // Somebody asked the switch to leave.
   [[nodiscard]] bool shutdown_requested() const { return _shutdown_requested; }

@@ -7,7 +7,7 @@
 #include <set>
 #include <string_view>
 
-#include "chassis/switch_model.h"
+#include "platform/managers/switch_model.h"
 
 namespace {
 

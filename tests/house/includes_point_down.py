@@ -13,6 +13,8 @@ LAYERS = {
     "framework/xrl": ["framework/base"],
     "framework/finder": ["framework/xrl", "framework/base"],
     "framework/xrlgen": [],
+    # What a platform shows to policyd; policyd itself knows only its client side.
+    "platform/managers": ["platform", "framework/xrl", "framework/base"],
     "platform": ["framework/xrl", "framework/base"],
     "common": ["framework/base"],
     # What policyd answers, generated for those who ask it as well.
@@ -22,8 +24,9 @@ LAYERS = {
     "policy/command": ["policy/store", "policy/interfaces", "common", "platform", "framework/xrl",
                        "framework/base"],
     "policy": ["policy/command", "policy/store", "common", "framework/xrl", "framework/base"],
-    "chassis": ["common", "platform", "framework/xrl", "framework/base"],
-    "linuxcard": ["common", "platform", "framework/xrl", "framework/base"],
+    "chassis": ["common", "platform/managers", "platform", "framework/xrl", "framework/base"],
+    "linuxcard": ["policy/interfaces", "common", "platform/managers", "platform",
+                  "framework/xrl", "framework/base"],
     "tools": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)

@@ -3,10 +3,10 @@
 #include <csignal>
 #include <memory>
 
-#include "chassis/interfaces/lcmgr_tgt.h"
-#include "chassis/switch_target.h"
 #include "framework/xrl/limits.h"
 #include "framework/xrl/xrl_args.h"
+#include "platform/managers/interfaces/lcmgr_tgt.h"
+#include "platform/managers/switch_target.h"
 #include "tests/integration/real_daemon.h"
 #include "tests/integration/router_holder.h"
 
@@ -39,7 +39,7 @@ class RecordingLineCard : private RouterHolder, public CommonHandlers<XrlLcmgrTa
  private:
   RecordingLineCard(std::unique_ptr<XrlStdRouter> its_router, const char* class_name, Log& log)
       : RouterHolder(std::move(its_router)),
-        CommonHandlers<XrlLcmgrTargetBase>(RouterHolder::router()),
+        CommonHandlers<XrlLcmgrTargetBase>(RouterHolder::router(), {{}, "chassis"}),
         _name(class_name),
         _log(log) {}
 

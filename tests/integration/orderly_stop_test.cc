@@ -2,8 +2,8 @@
 // how it ends.
 #include <memory>
 
-#include "chassis/interfaces/lcmgr_tgt.h"
-#include "chassis/switch_target.h"
+#include "platform/managers/interfaces/lcmgr_tgt.h"
+#include "platform/managers/switch_target.h"
 #include "tests/integration/finder_tap.h"
 #include "tests/integration/real_daemon.h"
 #include "tests/integration/router_holder.h"
@@ -72,7 +72,7 @@ class SlowLineCard : private RouterHolder, public CommonHandlers<XrlLcmgrTargetB
  private:
   explicit SlowLineCard(std::unique_ptr<XrlStdRouter> its_router)
       : RouterHolder(std::move(its_router)),
-        CommonHandlers<XrlLcmgrTargetBase>(RouterHolder::router()) {}
+        CommonHandlers<XrlLcmgrTargetBase>(RouterHolder::router(), {{}, "chassis"}) {}
   int _requests = 0;
 };
 

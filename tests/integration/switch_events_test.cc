@@ -1,8 +1,8 @@
 // Events of the switch, from a real chassis and sent by hand.
 #include <memory>
 
-#include "chassis/interfaces/card_manager_tgt.h"
-#include "chassis/switch_target.h"
+#include "platform/managers/interfaces/card_manager_tgt.h"
+#include "platform/managers/switch_target.h"
 #include "tests/integration/real_daemon.h"
 
 namespace {
@@ -62,7 +62,7 @@ TEST_F(SwitchEvents, BirthsAndDeathsNeverFail) {
 class RecordingCardManager : public CommonHandlers<XrlCardManagerTargetBase> {
  public:
   explicit RecordingCardManager(XrlStdRouter* router)
-      : CommonHandlers<XrlCardManagerTargetBase>(router) {}
+      : CommonHandlers<XrlCardManagerTargetBase>(router, {{}, "chassis"}) {}
 
   [[nodiscard]] const std::vector<std::string>& registrations() const { return _registrations; }
 

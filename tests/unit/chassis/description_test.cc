@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "chassis/switch_model.h"
+#include "platform/managers/switch_model.h"
 
 namespace {
 

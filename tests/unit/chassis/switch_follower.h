@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "chassis/switch_model.h"
 #include "framework/xrl/xrl_std_router.h"
 #include "platform/class_watch.h"
 #include "platform/interfaces/card_manager_xif.h"
+#include "platform/managers/switch_model.h"
 #include "tests/unit/chassis/switch_follower_tgt.h"
 #include "tests/unit/platform/sim_finder.h"
 

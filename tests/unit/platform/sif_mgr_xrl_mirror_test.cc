@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "chassis/sif_target.h"
+#include "platform/managers/sif_target.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/platform/sim_finder.h"
 
@@ -49,7 +49,9 @@ class SifMgrXrlMirrorTest : public ::testing::Test {
                                              SimFinder::PORT);
   }
   void add(const char* name) { ASSERT_EQ(_model.add_interface(name), DONE); }
-  void start_sif() { _sif = std::make_unique<SifTarget>(_world.loop(), _model, FinderPlace()); }
+  void start_sif() {
+    _sif = std::make_unique<SifTarget>(_world.loop(), _model, SwitchProcess{{}, "chassis"});
+  }
   void start_all() {
     _finder.start();
     start_sif();

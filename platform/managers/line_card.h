@@ -6,7 +6,7 @@
 #include <map>
 #include <string_view>
 
-#include "chassis/refusal.h"
+#include "platform/managers/refusal.h"
 #include "platform/usp.h"
 
 // How a line card's manager misbehaves.

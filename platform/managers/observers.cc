@@ -1,4 +1,4 @@
-#include "chassis/observers.h"
+#include "platform/managers/observers.h"
 
 #include <algorithm>
 #include <utility>

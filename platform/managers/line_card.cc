@@ -1,4 +1,4 @@
-#include "chassis/line_card.h"
+#include "platform/managers/line_card.h"
 
 #include <array>
 

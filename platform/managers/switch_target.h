@@ -1,4 +1,4 @@
-// SwitchTarget: a part of the simulated switch that others reach by name: it
+// SwitchTarget: a part of the switch that others reach by name: it
 // has a router of its own, and dies for the rest of the system with it.
 #pragma once
 
@@ -13,6 +13,13 @@
 
 class EventLoop;
 
+// Whose targets they are: where the finder is, and the name of the one target by which
+// the process is known as a whole, "chassis".
+struct SwitchProcess {
+  FinderPlace finder;
+  std::string name;
+};
+
 class SwitchTarget {
  public:
   virtual ~SwitchTarget() = default;
@@ -24,8 +31,9 @@ class SwitchTarget {
 
  protected:
   // Registers `class_name` in the background; the loop must outlive it.
-  SwitchTarget(EventLoop& loop, const std::string& class_name, const FinderPlace& finder)
-      : _router(loop, class_name.c_str(), finder.host.c_str(), finder.port, false) {}
+  SwitchTarget(EventLoop& loop, const std::string& class_name, const SwitchProcess& process)
+      : _router(loop, class_name.c_str(), process.finder.host.c_str(), process.finder.port, false) {
+  }
 
   [[nodiscard]] XrlStdRouter& router() { return _router; }
 
@@ -38,14 +46,15 @@ class SwitchTarget {
 template <typename TargetBase>
 class CommonHandlers : public TargetBase {
  public:
-  using TargetBase::TargetBase;
+  CommonHandlers(XrlCmdMap* cmds, const SwitchProcess& process)
+      : TargetBase(cmds), _process(process.name) {}
 
   XrlCmdError common_0_1_get_target_name(std::string& name) override {
     name = this->cmds()->name();
     return XrlCmdError::OKAY();
   }
   XrlCmdError common_0_1_get_version(std::string& version) override {
-    version = "chassis/0.0";
+    version = _process + "/0.0";
     return XrlCmdError::OKAY();
   }
   XrlCmdError common_0_1_get_status(std::uint32_t& status, std::string& reason) override {
@@ -54,6 +63,9 @@ class CommonHandlers : public TargetBase {
     return XrlCmdError::OKAY();
   }
   XrlCmdError common_0_1_shutdown() override {
-    return XrlCmdError::COMMAND_FAILED("only the target chassis can be shut down.");
+    return XrlCmdError::COMMAND_FAILED("only the target " + _process + " can be shut down.");
   }
+
+ private:
+  std::string _process;
 };

@@ -2,17 +2,18 @@
 // misbehaves as the line card's fault says.
 #pragma once
 
-#include "chassis/interfaces/lcmgr_tgt.h"
-#include "chassis/line_card.h"
-#include "chassis/switch_target.h"
+#include "platform/managers/interfaces/lcmgr_tgt.h"
+#include "platform/managers/switch_model.h"
+#include "platform/managers/switch_target.h"
 
 // "lcmgr02" and the slot in decimal: lcmgr021, lcmgr0212.
 [[nodiscard]] std::string line_card_target_name(std::uint32_t slot);
 
 class LcmgrTarget : public SwitchTarget, public CommonHandlers<XrlLcmgrTargetBase> {
  public:
-  // The card must outlive the target.
-  LcmgrTarget(EventLoop& loop, std::uint32_t slot, LineCard& card, const FinderPlace& finder);
+  // The model must outlive the target and have a line card in that slot.
+  LcmgrTarget(EventLoop& loop, SwitchModel& model, std::uint32_t slot,
+              const SwitchProcess& process);
 
   XrlCmdError lcmgr_0_1_set_port_cos_mapping(std::uint32_t unit, std::uint32_t slot,
                                              std::uint32_t port, std::uint32_t priority,
@@ -21,5 +22,6 @@ class LcmgrTarget : public SwitchTarget, public CommonHandlers<XrlLcmgrTargetBas
  private:
   XrlFilterAction filter(std::string_view method);
 
+  SwitchModel& _model;
   LineCard& _card;
 };

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "chassis/refusal.h"
-#include "chassis/switch_target.h"
+#include "platform/managers/refusal.h"
+#include "platform/managers/switch_target.h"
 
 class TargetSet {
  public:

@@ -1,11 +1,12 @@
-#include "chassis/card_manager_target.h"
+#include "platform/managers/card_manager_target.h"
 
-#include "chassis/answer.h"
 #include "platform/interfaces/card_state_observer_xif.h"
+#include "platform/managers/answer.h"
 
-CardManagerTarget::CardManagerTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder)
+CardManagerTarget::CardManagerTarget(EventLoop& loop, SwitchModel& model,
+                                     const SwitchProcess& process)
     : ObservedTarget(
-          loop, "card_manager", finder, model,
+          loop, "card_manager", process, model,
           [this](const std::string& observer, std::uint32_t card_id, const Teller::Done& done) {
             return tell_state(observer, card_id, done);
           }) {}

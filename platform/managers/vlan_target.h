@@ -7,18 +7,18 @@
 #include <memory>
 #include <string>
 
-#include "chassis/interfaces/vlan_tgt.h"
-#include "chassis/switch_model.h"
-#include "chassis/switch_target.h"
-#include "chassis/teller.h"
 #include "platform/class_watch.h"
+#include "platform/managers/interfaces/vlan_tgt.h"
+#include "platform/managers/switch_model.h"
+#include "platform/managers/switch_target.h"
+#include "platform/managers/teller.h"
 
 class VlanTarget : public SwitchTarget,
                    public CommonHandlers<XrlVlanTargetBase>,
                    public SwitchObserver {
  public:
   // The model must outlive the target.
-  VlanTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
+  VlanTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process);
   ~VlanTarget() override;
 
   XrlCmdError finder_event_observer_0_1_xrl_target_birth(std::string_view target_class,

@@ -1,4 +1,4 @@
-#include "chassis/observers.h"
+#include "platform/managers/observers.h"
 
 #include <gtest/gtest.h>
 

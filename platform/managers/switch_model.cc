@@ -1,4 +1,4 @@
-#include "chassis/switch_model.h"
+#include "platform/managers/switch_model.h"
 
 #include <algorithm>
 
@@ -109,4 +109,11 @@ Refusal SwitchModel::delete_vlan(std::uint32_t vlan_id) {
 LineCard* SwitchModel::find_line_card(std::uint32_t slot) {
   const auto at = _line_cards.find(slot);
   return at == _line_cards.end() ? nullptr : &at->second;
+}
+
+Refusal SwitchModel::set_cos_mapping(LineCard& card, const Usp& port, std::uint32_t priority,
+                                     std::uint32_t queue) {
+  const Refusal refusal = card.set_cos_mapping(port, priority, queue);
+  if (refusal.empty()) tell([&port](SwitchObserver& observer) { observer.port_programmed(port); });
+  return refusal;
 }

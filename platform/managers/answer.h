@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "chassis/refusal.h"
 #include "framework/xrl/xrl_error.h"
+#include "platform/managers/refusal.h"
 
 [[nodiscard]] inline XrlCmdError answer(Refusal refusal) {
   return refusal.empty() ? XrlCmdError::OKAY() : XrlCmdError::COMMAND_FAILED(std::string(refusal));

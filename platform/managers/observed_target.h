@@ -7,9 +7,9 @@
 #include <string_view>
 #include <utility>
 
-#include "chassis/observers.h"
-#include "chassis/switch_model.h"
-#include "chassis/switch_target.h"
+#include "platform/managers/observers.h"
+#include "platform/managers/switch_model.h"
+#include "platform/managers/switch_target.h"
 
 template <typename TargetBase>
 class ObservedTarget : public SwitchTarget,
@@ -29,10 +29,10 @@ class ObservedTarget : public SwitchTarget,
 
  protected:
   // The model must outlive the target. `tell` runs in later turns only.
-  ObservedTarget(EventLoop& loop, const std::string& class_name, const FinderPlace& finder,
+  ObservedTarget(EventLoop& loop, const std::string& class_name, const SwitchProcess& process,
                  SwitchModel& model, Observers::Tell tell)
-      : SwitchTarget(loop, class_name, finder),
-        CommonHandlers<TargetBase>(&router()),
+      : SwitchTarget(loop, class_name, process),
+        CommonHandlers<TargetBase>(&router(), process),
         _model(model),
         _observers(loop, router(), router().instance_name(), std::move(tell)) {
     _model.add_observer(this);

@@ -1,4 +1,4 @@
-#include "chassis/target_set.h"
+#include "platform/managers/target_set.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,7 @@
-#include "chassis/sif_target.h"
+#include "platform/managers/sif_target.h"
 
-#include "chassis/answer.h"
 #include "platform/interfaces/sif_observer_xif.h"
+#include "platform/managers/answer.h"
 #include "platform/sif_tree_lists.h"
 
 namespace {
@@ -11,8 +11,8 @@ constexpr std::uint32_t TREE = 0;
 
 }  // namespace
 
-SifTarget::SifTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder)
-    : ObservedTarget(loop, "sif", finder, model,
+SifTarget::SifTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process)
+    : ObservedTarget(loop, "sif", process, model,
                      [this](const std::string& observer, std::uint32_t /*key*/,
                             const Teller::Done& done) { return tell_serial(observer, done); }) {}
 

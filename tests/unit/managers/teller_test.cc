@@ -1,4 +1,4 @@
-#include "chassis/teller.h"
+#include "platform/managers/teller.h"
 
 #include <gtest/gtest.h>
 

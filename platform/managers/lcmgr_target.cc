@@ -1,16 +1,17 @@
-#include "chassis/lcmgr_target.h"
+#include "platform/managers/lcmgr_target.h"
 
-#include "chassis/answer.h"
+#include "platform/managers/answer.h"
 
 std::string line_card_target_name(std::uint32_t slot) {
   return "lcmgr02" + std::to_string(slot);
 }
 
-LcmgrTarget::LcmgrTarget(EventLoop& loop, std::uint32_t slot, LineCard& card,
-                         const FinderPlace& finder)
-    : SwitchTarget(loop, line_card_target_name(slot), finder),
-      CommonHandlers<XrlLcmgrTargetBase>(&router()),
-      _card(card) {
+LcmgrTarget::LcmgrTarget(EventLoop& loop, SwitchModel& model, std::uint32_t slot,
+                         const SwitchProcess& process)
+    : SwitchTarget(loop, line_card_target_name(slot), process),
+      CommonHandlers<XrlLcmgrTargetBase>(&router(), process),
+      _model(model),
+      _card(*model.find_line_card(slot)) {
   router().set_request_filter([this](std::string_view method) { return filter(method); });
 }
 
@@ -34,5 +35,5 @@ XrlCmdError LcmgrTarget::lcmgr_0_1_set_port_cos_mapping(std::uint32_t unit, std:
   if (_card.fault() == LineCardFault::REFUSE) {
     return XrlCmdError::COMMAND_FAILED("the line card refuses.");
   }
-  return answer(_card.set_cos_mapping({unit, slot, port}, priority, queue));
+  return answer(_model.set_cos_mapping(_card, {unit, slot, port}, priority, queue));
 }

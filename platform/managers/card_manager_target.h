@@ -5,13 +5,13 @@
 // the card manager.
 #pragma once
 
-#include "chassis/interfaces/card_manager_tgt.h"
-#include "chassis/observed_target.h"
+#include "platform/managers/interfaces/card_manager_tgt.h"
+#include "platform/managers/observed_target.h"
 
 class CardManagerTarget : public ObservedTarget<XrlCardManagerTargetBase> {
  public:
   // The model must outlive the target.
-  CardManagerTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
+  CardManagerTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process);
 
   XrlCmdError card_manager_0_1_register_card_state(const XrlAtomList& card_states,
                                                    std::string_view observer) override;

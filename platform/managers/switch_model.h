@@ -1,4 +1,4 @@
-// SwitchModel: the simulated switch as plain data: interfaces, VLANs, cards
+// SwitchModel: the switch as plain data: interfaces, VLANs, cards
 // and line cards, with what can be done to them. It knows nothing of targets
 // and requests; who shows it to others observes it.
 #pragma once
@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "chassis/line_card.h"
-#include "chassis/refusal.h"
+#include "platform/managers/line_card.h"
+#include "platform/managers/refusal.h"
 #include "platform/sif_mgr_if_tree.h"
 
 // The state of a card that is there and works, and of one that is not there.
@@ -35,6 +35,7 @@ class SwitchObserver {
   virtual void card_changed(std::uint32_t /*card_id*/) {}
   virtual void vlan_changed(std::uint32_t /*vlan_id*/) {}
   virtual void line_card_added(std::uint32_t /*slot*/) {}
+  virtual void port_programmed(const Usp& /*port*/) {}
 };
 
 class SwitchModel {
@@ -87,6 +88,10 @@ class SwitchModel {
   [[nodiscard]] const std::map<std::uint32_t, LineCard>& line_cards() const { return _line_cards; }
   // Null when the slot has none.
   [[nodiscard]] LineCard* find_line_card(std::uint32_t slot);
+  // As the line card's own, and tells the observers when it was done. The card is one
+  // of the model's.
+  [[nodiscard]] Refusal set_cos_mapping(LineCard& card, const Usp& port, std::uint32_t priority,
+                                        std::uint32_t queue);
 
  private:
   void interfaces_changed();

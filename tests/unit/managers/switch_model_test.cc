@@ -1,4 +1,4 @@
-#include "chassis/switch_model.h"
+#include "platform/managers/switch_model.h"
 
 #include <gtest/gtest.h>
 

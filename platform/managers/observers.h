@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "chassis/refusal.h"
-#include "chassis/teller.h"
 #include "platform/class_watch.h"
+#include "platform/managers/refusal.h"
+#include "platform/managers/teller.h"
 
 class XrlSender;
 

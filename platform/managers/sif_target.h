@@ -3,13 +3,13 @@
 // changed; they read it themselves.
 #pragma once
 
-#include "chassis/interfaces/sif_tgt.h"
-#include "chassis/observed_target.h"
+#include "platform/managers/interfaces/sif_tgt.h"
+#include "platform/managers/observed_target.h"
 
 class SifTarget : public ObservedTarget<XrlSifTargetBase> {
  public:
   // The model must outlive the target.
-  SifTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder);
+  SifTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process);
 
   XrlCmdError sif_0_1_register_observer(std::string_view observer) override;
   XrlCmdError sif_0_1_deregister_observer(std::string_view observer) override;

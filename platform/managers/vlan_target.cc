@@ -1,4 +1,4 @@
-#include "chassis/vlan_target.h"
+#include "platform/managers/vlan_target.h"
 
 #include "platform/interfaces/vlan_observer_xif.h"
 
@@ -11,9 +11,9 @@ constexpr std::uint32_t EVENT_CREATED = 1;
 
 }  // namespace
 
-VlanTarget::VlanTarget(EventLoop& loop, SwitchModel& model, const FinderPlace& finder)
-    : SwitchTarget(loop, "vlan", finder),
-      CommonHandlers<XrlVlanTargetBase>(&router()),
+VlanTarget::VlanTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process)
+    : SwitchTarget(loop, "vlan", process),
+      CommonHandlers<XrlVlanTargetBase>(&router(), process),
       _loop(loop),
       _model(model),
       _watch(loop, *router().sender(), router().instance_name(), std::string(POLICY_CLASS)) {
