@@ -3,15 +3,6 @@
 #include <algorithm>
 #include <string_view>
 
-namespace {
-
-// A binary is encoded as a text is.
-XrlAtomList::Texts binaries(const XrlAtomList& list) {
-  return {list.encoded(), list.size()};
-}
-
-}  // namespace
-
 FinderTargetLists finder_target_lists(const FinderTarget& target) {
   FinderTargetLists lists;
   for (const std::string& address : target.addresses) lists.addresses.append(address);
@@ -32,7 +23,7 @@ std::string read_finder_target_lists(const XrlAtomList& addresses, const XrlAtom
     if (target.addresses.size() > finder_limits::MAX_ADDRESSES_PER_TARGET) break;
     target.addresses.emplace_back(address);
   }
-  const XrlAtomList::Texts key_bytes = binaries(keys);
+  const XrlAtomList::Texts key_bytes = keys.binaries();
   auto key = key_bytes.begin();
   for (const std::string_view method : methods.texts()) {
     if (target.methods.size() > finder_limits::MAX_METHODS_PER_TARGET) break;

@@ -1,7 +1,5 @@
-// How values and atoms lie on the wire, in one place for lists and arguments:
-// checking what arrived, reading what was checked, writing.
-//
-// The layout is told in xrl_args_codec.h.
+// Values and atoms in wire form (wire_layout.h), in one place for lists and
+// arguments: checking what arrived, reading what was checked, writing.
 #pragma once
 
 #include <cstddef>
@@ -9,35 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include "framework/xrl/wire_layout.h"
 #include "framework/xrl/xrl_atom.h"
 #include "framework/xrl/xrl_atom_list.h"
 
 namespace wire_form {
-
-// Element type, element count, length in bytes.
-inline constexpr std::size_t LIST_HEAD_BYTES = 9;
-
-// Bytes of every value of `type`; 0 for txt, binary and list, which tell their
-// own length.
-constexpr std::size_t fixed_bytes(XrlAtomType type) {
-  switch (type) {
-    case XrlAtomType::U32:
-    case XrlAtomType::I32:
-    case XrlAtomType::IPV4:
-      return 4;
-    case XrlAtomType::U64:
-    case XrlAtomType::I64:
-      return 8;
-    case XrlAtomType::BOOLEAN:
-      return 1;
-    case XrlAtomType::IPV6:
-      return 16;
-    case XrlAtomType::MAC:
-      return 6;
-    default:
-      return 0;
-  }
-}
 
 // Holds bytes that came from outside against the layout and the limits.
 // Allocates nothing; time linear in the bytes.
@@ -70,15 +44,13 @@ class Checker {
 // What follows reads bytes that passed the Checker.
 
 struct AtomView {
-  std::string_view name;
-  XrlAtomType type;
+  wire_layout::AtomHead head;
   const std::uint8_t* value;
   const std::uint8_t* end;
 };
 
 [[nodiscard]] std::size_t value_bytes(XrlAtomType type, const std::uint8_t* at);
 [[nodiscard]] AtomView view_atom(const std::uint8_t* at);
-[[nodiscard]] std::string_view view_text(const std::uint8_t* at);
 [[nodiscard]] XrlAtomList borrow_list(const std::uint8_t* at);
 // An atom that owns its value.
 [[nodiscard]] XrlAtom read_value(std::string name, XrlAtomType type, const std::uint8_t* at);
@@ -86,6 +58,7 @@ struct AtomView {
 // Writing. The atom is of some type, and all it holds is shorter than 4 GiB.
 void append_value(std::string& to, const XrlAtom& atom);
 void append_atom(std::string& to, const XrlAtom& atom);
+void append_atom_head(std::string& to, const wire_layout::AtomHead& head);
 void append_text(std::string& to, std::string_view text);
 
 }  // namespace wire_form

@@ -34,11 +34,11 @@ void XrlArgsWriter::list(std::string_view name, const XrlAtomList& value) {
     return list(name, XrlAtomList());
   }
   const std::string_view elements = value.encoded();
-  std::uint8_t* at = head(XrlAtomType::LIST, name, wire_form::LIST_HEAD_BYTES + elements.size());
-  at[0] = static_cast<std::uint8_t>(value.element_type());
-  store_u32(at + 1, static_cast<std::uint32_t>(value.size()));
-  store_u32(at + 5, static_cast<std::uint32_t>(elements.size()));
-  if (!elements.empty()) std::memcpy(at + 9, elements.data(), elements.size());
+  using wire_layout::ListHead;
+  std::uint8_t* at = head(XrlAtomType::LIST, name, ListHead::BYTES + elements.size());
+  wire_layout::store_list_head(at, {value.element_type(), static_cast<std::uint32_t>(value.size()),
+                                    static_cast<std::uint32_t>(elements.size())});
+  if (!elements.empty()) std::memcpy(at + ListHead::BYTES, elements.data(), elements.size());
 }
 
 void XrlArgsWriter::atom(const XrlAtom& atom) {
@@ -56,39 +56,6 @@ void XrlArgsWriter::atom(const XrlAtom& atom) {
   }
 }
 
-bool XrlArgsReader::boolean(std::string_view name, bool& out) {
-  const std::uint8_t* value = next(XrlAtomType::BOOLEAN, name, 1);
-  if (value != nullptr && *value <= 1) {
-    _at = value + 1;
-  } else {
-    value = search(XrlAtomType::BOOLEAN, name);
-    if (value == nullptr) return false;
-  }
-  out = *value != 0;
-  return true;
-}
-
-bool XrlArgsReader::ipv6(std::string_view name, IPv6& out) {
-  const std::uint8_t* value = fixed(XrlAtomType::IPV6, name, out.bytes.size());
-  if (value == nullptr) return false;
-  std::memcpy(out.bytes.data(), value, out.bytes.size());
-  return true;
-}
-
-bool XrlArgsReader::mac(std::string_view name, Mac& out) {
-  const std::uint8_t* value = fixed(XrlAtomType::MAC, name, out.bytes.size());
-  if (value == nullptr) return false;
-  std::memcpy(out.bytes.data(), value, out.bytes.size());
-  return true;
-}
-
-bool XrlArgsReader::binary(std::string_view name, std::span<const std::uint8_t>& out) {
-  const std::uint8_t* value = counted(XrlAtomType::BINARY, name);
-  if (value == nullptr) return false;
-  out = {value + 4, load_u32(value)};
-  return true;
-}
-
 bool XrlArgsReader::list(std::string_view name, XrlAtomList& out, XrlAtomType element) {
   const std::uint8_t* value = list_value(name);
   if (value == nullptr) return false;
@@ -101,7 +68,7 @@ bool XrlArgsReader::list(std::string_view name, XrlAtomList& out, XrlAtomType el
 }
 
 const std::uint8_t* XrlArgsReader::list_value(std::string_view name) {
-  const std::uint8_t* value = next(XrlAtomType::LIST, name, wire_form::LIST_HEAD_BYTES);
+  const std::uint8_t* value = next(XrlAtomType::LIST, name, wire_layout::ListHead::BYTES);
   if (value == nullptr) return search(XrlAtomType::LIST, name);
   wire_form::Checker checker;
   const std::uint8_t* end = checker.value(XrlAtomType::LIST, value, _end, 0);
@@ -152,7 +119,7 @@ bool XrlArgsReader::index_atoms() {
     if (end == nullptr) return fail_damaged(checker.damage());
     if (atoms.size() == xrl_limits::MAX_ARGUMENTS) return fail_damaged(at);
     const wire_form::AtomView atom = wire_form::view_atom(at);
-    atoms.push_back({atom.name, atom.type, atom.value, at < _at});
+    atoms.push_back({atom.head.name, atom.head.type, atom.value, at < _at});
     at = end;
   }
   _atoms = std::move(atoms);

@@ -1,18 +1,10 @@
 // Arguments in wire form: written by stubs, read by generated handlers
 // straight from the frame.
-//
-// A run of arguments is atom after atom: type (u8), length of the name (u8),
-// name, value. Values: u32 i32 ipv4 four bytes, u64 i64 eight, bool one (0 or
-// 1), mac six, ipv6 sixteen; txt and binary a u32 length and the bytes; list
-// the element type (u8), the element count (u32), the length in bytes (u32)
-// and the elements, each a bare value when the element type says which, and
-// each a whole atom when it is 0. An empty list has element type 0. How much of
-// each there may be is in limits.h.
+// Where each field lies is told in wire_layout.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -20,8 +12,8 @@
 
 #include "framework/base/ipv4.h"
 #include "framework/xrl/byte_buffer.h"
-#include "framework/xrl/byte_order.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/wire_layout.h"
 #include "framework/xrl/xrl_atom.h"
 #include "framework/xrl/xrl_atom_list.h"
 #include "framework/xrl/xrl_error.h"
@@ -38,32 +30,16 @@ class XrlArgsWriter {
   explicit XrlArgsWriter(ByteBuffer& to, bool* past_limit = nullptr)
       : _to(&to), _past_limit(past_limit) {}
 
-  void u32(std::string_view name, std::uint32_t value) {
-    store_u32(head(XrlAtomType::U32, name, 4), value);
-  }
-  void i32(std::string_view name, std::int32_t value) {
-    store_u32(head(XrlAtomType::I32, name, 4), static_cast<std::uint32_t>(value));
-  }
-  void u64(std::string_view name, std::uint64_t value) {
-    store_u64(head(XrlAtomType::U64, name, 8), value);
-  }
-  void i64(std::string_view name, std::int64_t value) {
-    store_u64(head(XrlAtomType::I64, name, 8), static_cast<std::uint64_t>(value));
-  }
-  void boolean(std::string_view name, bool value) {
-    *head(XrlAtomType::BOOLEAN, name, 1) = value ? 1 : 0;
-  }
+  void u32(std::string_view name, std::uint32_t value) { fixed(name, value); }
+  void i32(std::string_view name, std::int32_t value) { fixed(name, value); }
+  void u64(std::string_view name, std::uint64_t value) { fixed(name, value); }
+  void i64(std::string_view name, std::int64_t value) { fixed(name, value); }
+  void boolean(std::string_view name, bool value) { fixed(name, value); }
+  void ipv4(std::string_view name, IPv4 value) { fixed(name, value); }
+  void ipv6(std::string_view name, const IPv6& value) { fixed(name, value); }
+  void mac(std::string_view name, const Mac& value) { fixed(name, value); }
   void text(std::string_view name, std::string_view value) {
     counted(XrlAtomType::TEXT, name, value.data(), value.size());
-  }
-  void ipv4(std::string_view name, IPv4 value) {
-    store_u32(head(XrlAtomType::IPV4, name, 4), value.host_order());
-  }
-  void ipv6(std::string_view name, const IPv6& value) {
-    std::memcpy(head(XrlAtomType::IPV6, name, 16), value.bytes.data(), 16);
-  }
-  void mac(std::string_view name, const Mac& value) {
-    std::memcpy(head(XrlAtomType::MAC, name, 6), value.bytes.data(), 6);
   }
   void binary(std::string_view name, std::span<const std::uint8_t> value) {
     counted(XrlAtomType::BINARY, name, value.data(), value.size());
@@ -75,22 +51,24 @@ class XrlArgsWriter {
  private:
   // Writes type and name and answers where `value_bytes` bytes of value go.
   std::uint8_t* head(XrlAtomType type, std::string_view name, std::size_t value_bytes) {
-    const std::size_t size = 2 + name.size() + value_bytes;
+    const wire_layout::AtomHead head{type, name};
+    const std::size_t size = head.bytes() + value_bytes;
     std::uint8_t* at = _to->reserve(size);
     _to->commit(size);
-    at[0] = static_cast<std::uint8_t>(type);
-    at[1] = static_cast<std::uint8_t>(name.size());
-    if (!name.empty()) std::memcpy(at + 2, name.data(), name.size());
-    return at + 2 + name.size();
+    wire_layout::store_atom_head(at, head);
+    return at + head.bytes();
+  }
+  template <typename Value>
+  void fixed(std::string_view name, const Value& value) {
+    using wire_layout::BYTES_OF, wire_layout::TYPE_OF;
+    wire_layout::store(head(TYPE_OF<Value>, name, BYTES_OF<Value>), value);
   }
   void counted(XrlAtomType type, std::string_view name, const void* bytes, std::size_t count) {
     if (count > xrl_limits::MAX_TEXT_BYTES) [[unlikely]] {
       refuse();
       count = 0;
     }
-    std::uint8_t* at = head(type, name, 4 + count);
-    store_u32(at, static_cast<std::uint32_t>(count));
-    if (count != 0) std::memcpy(at + 4, bytes, count);
+    wire_layout::store_counted(head(type, name, wire_layout::LENGTH_BYTES + count), bytes, count);
   }
   void refuse() {
     if (_past_limit != nullptr) *_past_limit = true;
@@ -112,52 +90,28 @@ class XrlArgsReader {
   explicit XrlArgsReader(std::span<const std::uint8_t> args)
       : _begin(args.data()), _at(args.data()), _end(args.data() + args.size()) {}
 
-  bool u32(std::string_view name, std::uint32_t& out) {
-    const std::uint8_t* value = fixed(XrlAtomType::U32, name, 4);
-    if (value == nullptr) [[unlikely]]
-      return false;
-    out = load_u32(value);
-    return true;
-  }
-  bool i32(std::string_view name, std::int32_t& out) {
-    const std::uint8_t* value = fixed(XrlAtomType::I32, name, 4);
-    if (value == nullptr) [[unlikely]]
-      return false;
-    out = static_cast<std::int32_t>(load_u32(value));
-    return true;
-  }
-  bool u64(std::string_view name, std::uint64_t& out) {
-    const std::uint8_t* value = fixed(XrlAtomType::U64, name, 8);
-    if (value == nullptr) [[unlikely]]
-      return false;
-    out = load_u64(value);
-    return true;
-  }
-  bool i64(std::string_view name, std::int64_t& out) {
-    const std::uint8_t* value = fixed(XrlAtomType::I64, name, 8);
-    if (value == nullptr) [[unlikely]]
-      return false;
-    out = static_cast<std::int64_t>(load_u64(value));
-    return true;
-  }
-  bool boolean(std::string_view name, bool& out);
+  bool u32(std::string_view name, std::uint32_t& out) { return fixed(name, out); }
+  bool i32(std::string_view name, std::int32_t& out) { return fixed(name, out); }
+  bool u64(std::string_view name, std::uint64_t& out) { return fixed(name, out); }
+  bool i64(std::string_view name, std::int64_t& out) { return fixed(name, out); }
+  bool boolean(std::string_view name, bool& out) { return fixed(name, out); }
+  bool ipv4(std::string_view name, IPv4& out) { return fixed(name, out); }
+  bool ipv6(std::string_view name, IPv6& out) { return fixed(name, out); }
+  bool mac(std::string_view name, Mac& out) { return fixed(name, out); }
   bool text(std::string_view name, std::string_view& out) {
     const std::uint8_t* value = counted(XrlAtomType::TEXT, name);
     if (value == nullptr) [[unlikely]]
       return false;
-    out = {reinterpret_cast<const char*>(value + 4), load_u32(value)};
+    out = wire_layout::view_text(value);
     return true;
   }
-  bool ipv4(std::string_view name, IPv4& out) {
-    const std::uint8_t* value = fixed(XrlAtomType::IPV4, name, 4);
+  bool binary(std::string_view name, std::span<const std::uint8_t>& out) {
+    const std::uint8_t* value = counted(XrlAtomType::BINARY, name);
     if (value == nullptr) [[unlikely]]
       return false;
-    out = IPv4(load_u32(value));
+    out = wire_layout::view_binary(value);
     return true;
   }
-  bool ipv6(std::string_view name, IPv6& out);
-  bool mac(std::string_view name, Mac& out);
-  bool binary(std::string_view name, std::span<const std::uint8_t>& out);
   // `element` NONE takes any list; otherwise every element must be unnamed
   // and of that type.
   bool list(std::string_view name, XrlAtomList& out, XrlAtomType element = XrlAtomType::NONE);
@@ -200,30 +154,40 @@ class XrlArgsReader {
   // Where the value of the argument at the cursor begins when that is the one
   // asked for and `value_bytes` follow; null otherwise.
   const std::uint8_t* next(XrlAtomType type, std::string_view name, std::size_t value_bytes) const {
-    const std::size_t head = 2 + name.size();
-    const bool is_it = static_cast<std::size_t>(_end - _at) >= head + value_bytes && in_order() &&
-                       _at[0] == static_cast<std::uint8_t>(type) && _at[1] == name.size() &&
-                       (name.empty() || std::memcmp(_at + 2, name.data(), name.size()) == 0);
-    return is_it ? _at + head : nullptr;
+    const wire_layout::AtomHead head{type, name};
+    const bool is_it = static_cast<std::size_t>(_end - _at) >= head.bytes() + value_bytes &&
+                       in_order() && wire_layout::is_atom_head(_at, head);
+    return is_it ? _at + head.bytes() : nullptr;
   }
-  // The value asked for, stepping over it when it is at the cursor and
-  // searching for it otherwise; null when it cannot be had.
-  const std::uint8_t* fixed(XrlAtomType type, std::string_view name, std::size_t value_bytes) {
-    const std::uint8_t* value = next(type, name, value_bytes);
-    if (value == nullptr) [[unlikely]]
-      return search(type, name);
-    _at = value + value_bytes;
-    return value;
+  // Reads the value asked for, stepping over it when it is at the cursor and
+  // searching for it otherwise; false when it cannot be had.
+  template <typename Value>
+  bool fixed(std::string_view name, Value& out) {
+    using wire_layout::BYTES_OF, wire_layout::TYPE_OF;
+    const std::uint8_t* value = next(TYPE_OF<Value>, name, BYTES_OF<Value>);
+    if (value != nullptr && is_sound<Value>(value)) [[likely]] {
+      _at = value + BYTES_OF<Value>;
+    } else {
+      value = search(TYPE_OF<Value>, name);
+      if (value == nullptr) return false;
+    }
+    out = wire_layout::load<Value>(value);
+    return true;
   }
+  template <typename Value>
+  [[nodiscard]] static bool is_sound(const std::uint8_t* value) {
+    return !std::is_same_v<Value, bool> || wire_layout::is_bool(*value);
+  }
+  // Where the value asked for is, likewise; null when it cannot be had.
   const std::uint8_t* counted(XrlAtomType type, std::string_view name) {
-    const std::uint8_t* value = next(type, name, 4);
+    const std::uint8_t* value = next(type, name, wire_layout::LENGTH_BYTES);
     if (value == nullptr) [[unlikely]]
       return search(type, name);
-    const std::uint32_t count = load_u32(value);
-    if (count > xrl_limits::MAX_TEXT_BYTES || count > static_cast<std::size_t>(_end - value - 4))
-        [[unlikely]]
+    const std::size_t bytes = wire_layout::counted_bytes(value);
+    if (bytes > wire_layout::LENGTH_BYTES + xrl_limits::MAX_TEXT_BYTES ||
+        bytes > static_cast<std::size_t>(_end - value)) [[unlikely]]
       return search(type, name);
-    _at = value + 4 + count;
+    _at = value + bytes;
     return value;
   }
   const std::uint8_t* list_value(std::string_view name);

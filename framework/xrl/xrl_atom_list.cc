@@ -9,22 +9,16 @@
 
 namespace {
 
-const std::uint8_t* as_bytes(const char* at) {
-  return reinterpret_cast<const std::uint8_t*>(at);
-}
-
-// The type that all atoms of a run have; NONE when they differ, have names or
+// The type that all atoms from `at` to `end` have; NONE when they differ, have names or
 // are none.
-XrlAtomType common_type(std::string_view atoms) {
-  const std::uint8_t* at = as_bytes(atoms.data());
-  const std::uint8_t* const end = at + atoms.size();
+XrlAtomType common_type(const std::uint8_t* at, const std::uint8_t* end) {
   XrlAtomType common = XrlAtomType::NONE;
   while (at != end) {
     const wire_form::AtomView atom = wire_form::view_atom(at);
-    if (!atom.name.empty() || (common != XrlAtomType::NONE && atom.type != common)) {
+    if (!atom.head.name.empty() || (common != XrlAtomType::NONE && atom.head.type != common)) {
       return XrlAtomType::NONE;
     }
-    common = atom.type;
+    common = atom.head.type;
     at = atom.end;
   }
   return common;
@@ -90,9 +84,8 @@ void XrlAtomList::clear() {
 
 XrlAtom XrlAtomList::get(std::size_t index) const {
   require_element(index);
-  const std::string_view bytes = encoded();
-  if (const std::size_t each = wire_form::fixed_bytes(_element_type); each != 0) {
-    return wire_form::read_value({}, _element_type, as_bytes(bytes.data() + index * each));
+  if (const std::size_t each = wire_layout::fixed_bytes(_element_type); each != 0) {
+    return wire_form::read_value({}, _element_type, run().begin + index * each);
   }
   Atoms::iterator at = atoms().begin();
   for (; index != 0; --index) ++at;
@@ -100,31 +93,27 @@ XrlAtom XrlAtomList::get(std::size_t index) const {
 }
 
 XrlAtom XrlAtomList::Atoms::iterator::operator*() const {
-  if (_element_type != XrlAtomType::NONE) {
-    return wire_form::read_value({}, _element_type, as_bytes(_at));
-  }
-  const wire_form::AtomView atom = wire_form::view_atom(as_bytes(_at));
-  return wire_form::read_value(std::string(atom.name), atom.type, atom.value);
+  if (_element_type != XrlAtomType::NONE) return wire_form::read_value({}, _element_type, _at);
+  const wire_form::AtomView atom = wire_form::view_atom(_at);
+  return wire_form::read_value(std::string(atom.head.name), atom.head.type, atom.value);
 }
 
 XrlAtomList::Atoms::iterator& XrlAtomList::Atoms::iterator::operator++() {
   if (_element_type != XrlAtomType::NONE) {
-    _at += wire_form::value_bytes(_element_type, as_bytes(_at));
+    _at += wire_form::value_bytes(_element_type, _at);
   } else {
-    _at += wire_form::view_atom(as_bytes(_at)).end - as_bytes(_at);
+    _at = wire_form::view_atom(_at).end;
   }
   return *this;
 }
 
 bool XrlAtomList::within_limits() const {
   if (empty()) return true;
-  const std::string_view bytes = encoded();
-  if (_count > xrl_limits::MAX_LIST_ELEMENTS || bytes.size() > xrl_limits::MAX_FRAME_BYTES) {
+  if (_count > xrl_limits::MAX_LIST_ELEMENTS || encoded().size() > xrl_limits::MAX_FRAME_BYTES) {
     return false;
   }
-  const std::uint8_t* const at = as_bytes(bytes.data());
-  return wire_form::Checker().elements(_element_type, static_cast<std::uint32_t>(_count), at,
-                                       at + bytes.size(), 1) != nullptr;
+  return wire_form::Checker().elements(_element_type, static_cast<std::uint32_t>(_count),
+                                       run().begin, run().end, 1) != nullptr;
 }
 
 std::string XrlAtomList::str() const {
@@ -155,7 +144,7 @@ XrlAtomList XrlAtomList::borrow(XrlAtomType element_type, std::size_t count,
   list._count = count;
   list._view = encoded;
   if (element_type == XrlAtomType::NONE) {
-    const XrlAtomType common = common_type(encoded);
+    const XrlAtomType common = common_type(list.run().begin, list.run().end);
     if (common != XrlAtomType::NONE) list.become_uniform(common);
   }
   return list;
@@ -171,11 +160,10 @@ void XrlAtomList::own() {
 void XrlAtomList::become_mixed() {
   if (_element_type == XrlAtomType::NONE) return;
   std::string mixed;
-  const std::uint8_t* at = as_bytes(_own.data());
+  const std::uint8_t* at = run().begin;
   for (std::size_t i = 0; i < _count; ++i) {
     const std::size_t bytes = wire_form::value_bytes(_element_type, at);
-    mixed.push_back(static_cast<char>(_element_type));
-    mixed.push_back('\0');
+    wire_form::append_atom_head(mixed, {_element_type, {}});
     mixed.append(reinterpret_cast<const char*>(at), bytes);
     at += bytes;
   }
@@ -185,7 +173,7 @@ void XrlAtomList::become_mixed() {
 
 void XrlAtomList::become_uniform(XrlAtomType type) {
   std::string uniform;
-  const std::uint8_t* at = as_bytes(_view.data());
+  const std::uint8_t* at = run().begin;
   for (std::size_t i = 0; i < _count; ++i) {
     const wire_form::AtomView atom = wire_form::view_atom(at);
     uniform.append(reinterpret_cast<const char*>(atom.value),

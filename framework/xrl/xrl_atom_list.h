@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/xrl/byte_order.h"
+#include "framework/xrl/wire_layout.h"
 #include "framework/xrl/xrl_atom.h"
 
 class XrlAtomList {
@@ -32,9 +32,9 @@ class XrlAtomList {
   void append(std::uint32_t value) {
     if (_element_type != XrlAtomType::U32 || _borrowed) [[unlikely]]
       return append(XrlAtom::unnamed(value));
-    char raw[4];
-    store_u32(raw, value);
-    _own.append(raw, sizeof raw);
+    std::uint8_t raw[wire_layout::BYTES_OF<std::uint32_t>];
+    wire_layout::store(raw, value);
+    _own.append(reinterpret_cast<const char*>(raw), sizeof raw);
     ++_count;
   }
   void append(std::string_view text);
@@ -62,6 +62,8 @@ class XrlAtomList {
   class Texts;
   [[nodiscard]] U32s u32s() const;
   [[nodiscard]] Texts texts() const;
+  // Binaries, each as the text of its bytes.
+  [[nodiscard]] Texts binaries() const;
   // The elements in order, whatever they are, each as an atom of its own.
   class Atoms;
   [[nodiscard]] Atoms atoms() const;
@@ -87,6 +89,16 @@ class XrlAtomList {
                                           std::string_view encoded);
 
  private:
+  // The encoded elements.
+  struct Run {
+    const std::uint8_t* begin;
+    const std::uint8_t* end;
+  };
+  [[nodiscard]] Run run() const {
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(encoded().data());
+    return {begin, begin + encoded().size()};
+  }
+
   void own();
   void become_mixed();
   void become_uniform(XrlAtomType type);
@@ -113,24 +125,28 @@ class XrlAtomList::U32s {
    public:
     using value_type = std::uint32_t;
     using difference_type = std::ptrdiff_t;
-    explicit iterator(const char* at) : _at(at) {}
-    std::uint32_t operator*() const { return load_u32(_at); }
+    explicit iterator(const std::uint8_t* at) : _at(at) {}
+    std::uint32_t operator*() const { return wire_layout::load<std::uint32_t>(_at); }
     iterator& operator++() {
-      _at += 4;
+      _at += BYTES;
       return *this;
     }
     bool operator==(const iterator&) const = default;
 
    private:
-    const char* _at;
+    const std::uint8_t* _at;
   };
-  explicit U32s(std::string_view encoded) : _encoded(encoded) {}
-  [[nodiscard]] iterator begin() const { return iterator(_encoded.data()); }
-  [[nodiscard]] iterator end() const { return iterator(_encoded.data() + _encoded.size()); }
-  [[nodiscard]] std::size_t size() const { return _encoded.size() / 4; }
+  explicit U32s(Run run) : _run(run) {}
+  [[nodiscard]] iterator begin() const { return iterator(_run.begin); }
+  [[nodiscard]] iterator end() const { return iterator(_run.end); }
+  [[nodiscard]] std::size_t size() const {
+    return static_cast<std::size_t>(_run.end - _run.begin) / BYTES;
+  }
 
  private:
-  std::string_view _encoded;
+  static constexpr std::size_t BYTES = wire_layout::BYTES_OF<std::uint32_t>;
+
+  Run _run;
 };
 
 class XrlAtomList::Texts {
@@ -139,24 +155,24 @@ class XrlAtomList::Texts {
    public:
     using value_type = std::string_view;
     using difference_type = std::ptrdiff_t;
-    explicit iterator(const char* at) : _at(at) {}
-    std::string_view operator*() const { return {_at + 4, load_u32(_at)}; }
+    explicit iterator(const std::uint8_t* at) : _at(at) {}
+    std::string_view operator*() const { return wire_layout::view_text(_at); }
     iterator& operator++() {
-      _at += 4 + load_u32(_at);
+      _at += wire_layout::counted_bytes(_at);
       return *this;
     }
     bool operator==(const iterator&) const = default;
 
    private:
-    const char* _at;
+    const std::uint8_t* _at;
   };
-  Texts(std::string_view encoded, std::size_t count) : _encoded(encoded), _count(count) {}
-  [[nodiscard]] iterator begin() const { return iterator(_encoded.data()); }
-  [[nodiscard]] iterator end() const { return iterator(_encoded.data() + _encoded.size()); }
+  Texts(Run run, std::size_t count) : _run(run), _count(count) {}
+  [[nodiscard]] iterator begin() const { return iterator(_run.begin); }
+  [[nodiscard]] iterator end() const { return iterator(_run.end); }
   [[nodiscard]] std::size_t size() const { return _count; }
 
  private:
-  std::string_view _encoded;
+  Run _run;
   std::size_t _count;
 };
 
@@ -166,38 +182,43 @@ class XrlAtomList::Atoms {
    public:
     using value_type = XrlAtom;
     using difference_type = std::ptrdiff_t;
-    iterator(const char* at, XrlAtomType element_type) : _at(at), _element_type(element_type) {}
+    iterator(const std::uint8_t* at, XrlAtomType element_type)
+        : _at(at), _element_type(element_type) {}
     XrlAtom operator*() const;
     iterator& operator++();
     bool operator==(const iterator& other) const { return _at == other._at; }
 
    private:
-    const char* _at;
+    const std::uint8_t* _at;
     XrlAtomType _element_type;
   };
-  Atoms(std::string_view encoded, XrlAtomType element_type)
-      : _encoded(encoded), _element_type(element_type) {}
-  [[nodiscard]] iterator begin() const { return {_encoded.data(), _element_type}; }
-  [[nodiscard]] iterator end() const { return {_encoded.data() + _encoded.size(), _element_type}; }
+  Atoms(Run run, XrlAtomType element_type) : _run(run), _element_type(element_type) {}
+  [[nodiscard]] iterator begin() const { return {_run.begin, _element_type}; }
+  [[nodiscard]] iterator end() const { return {_run.end, _element_type}; }
 
  private:
-  std::string_view _encoded;
+  Run _run;
   XrlAtomType _element_type;
 };
 
 inline std::uint32_t XrlAtomList::u32_at(std::size_t index) const {
   require(XrlAtomType::U32);
   require_element(index);
-  return load_u32(encoded().data() + index * 4);
+  constexpr std::size_t BYTES = wire_layout::BYTES_OF<std::uint32_t>;
+  return wire_layout::load<std::uint32_t>(run().begin + index * BYTES);
 }
 inline XrlAtomList::U32s XrlAtomList::u32s() const {
   require(XrlAtomType::U32);
-  return U32s(encoded());
+  return U32s(run());
 }
 inline XrlAtomList::Texts XrlAtomList::texts() const {
   require(XrlAtomType::TEXT);
-  return {encoded(), _count};
+  return {run(), _count};
+}
+inline XrlAtomList::Texts XrlAtomList::binaries() const {
+  require(XrlAtomType::BINARY);
+  return {run(), _count};
 }
 inline XrlAtomList::Atoms XrlAtomList::atoms() const {
-  return {encoded(), _element_type};
+  return {run(), _element_type};
 }
