@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "framework/base/event_loop.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "tests/support/child_process.h"
 
 class ControlPlane {

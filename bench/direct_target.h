@@ -7,7 +7,7 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/xrl/byte_buffer.h"
-#include "framework/xrl/xrl_router.h"
+#include "framework/xrl/router/xrl_router.h"
 #include "policy/command/xrl_policy_target.h"
 #include "policy/store/policy_node.h"
 #include "policy/store/policytree.h"

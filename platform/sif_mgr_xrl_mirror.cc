@@ -7,7 +7,7 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/base/hex.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "platform/class_watch.h"
 #include "platform/interfaces/sif_mirror_tgt.h"
 #include "platform/sif_tree_follower.h"

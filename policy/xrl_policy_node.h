@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "policy/command/xrl_policy_target.h"
 #include "policy/store/policy_node.h"
 

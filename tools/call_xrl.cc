@@ -6,7 +6,7 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/base/exceptions.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "tools/call_options.h"
 #include "tools/profile_fetch.h"
 #include "tools/request_pipe.h"

@@ -22,9 +22,9 @@
 #include "framework/finder/finder_registry.h"
 #include "framework/finder/finder_target.h"
 #include "framework/xrl/byte_buffer.h"
-#include "framework/xrl/dispatcher.h"
-#include "framework/xrl/listener.h"
-#include "framework/xrl/statistics_target.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
+#include "framework/xrl/router/xrl_listener.h"
+#include "framework/xrl/router/xrl_statistics_target.h"
 #include "framework/xrl/well_known_cmd_map.h"
 
 namespace finder_limits {

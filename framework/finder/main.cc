@@ -13,7 +13,7 @@
 #include "framework/base/xlog.h"
 #include "framework/finder/finder_options.h"
 #include "framework/finder/finder_server.h"
-#include "framework/xrl/cookie.h"
+#include "framework/xrl/router/cookie.h"
 
 namespace {
 

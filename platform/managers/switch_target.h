@@ -8,8 +8,8 @@
 
 #include "framework/xrl/finder_place.h"
 #include "framework/xrl/interfaces/common_status.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "framework/xrl/xrl_error.h"
-#include "framework/xrl/xrl_std_router.h"
 
 class EventLoop;
 

@@ -1,5 +1,5 @@
 // The commands on the profiling variables.
-#include "framework/xrl/profile_transmitter.h"
+#include "framework/xrl/router/profile_transmitter.h"
 #include "policy/command/xrl_policy_target.h"
 
 namespace {

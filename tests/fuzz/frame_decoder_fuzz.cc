@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/xrl/frame.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/well_known_cmd_map.h"
 #include "framework/xrl/xrl_args.h"
 #include "tests/fuzz/fuzz_check.h"

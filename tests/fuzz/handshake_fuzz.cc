@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/xrl/frame.h"
+#include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/well_known_cmd_map.h"
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/wire_harness.h"

@@ -13,8 +13,8 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/base/xlog.h"
-#include "framework/xrl/dispatcher.h"
-#include "framework/xrl/listener.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
+#include "framework/xrl/router/xrl_listener.h"
 
 // The machine of that listener: one listening descriptor, one stream.
 class OneStream final : public Kernel, public Network {

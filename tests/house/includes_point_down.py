@@ -7,27 +7,30 @@ import sys
 
 import tree
 
+REQUESTS = ["framework/xrl", "framework/base"]
+ROUTER = ["framework/xrl/router", *REQUESTS]
+PLATFORM = ["platform", *ROUTER]
 # What each folder may include, besides itself; a folder within another comes first.
 LAYERS = {
     "framework/base": [],
+    "framework/xrl/router": REQUESTS,
+    # What requests are made of knows nothing of how they travel.
     "framework/xrl": ["framework/base"],
-    "framework/finder": ["framework/xrl", "framework/base"],
+    "framework/finder": ROUTER,
     "framework/xrlgen": [],
     # What a platform shows to policyd; policyd itself knows only its client side.
-    "platform/managers": ["platform", "framework/xrl", "framework/base"],
-    "platform": ["framework/xrl", "framework/base"],
+    "platform/managers": PLATFORM,
+    "platform": ROUTER,
     "common": ["framework/base"],
     # What policyd answers, generated for those who ask it as well.
-    "policy/interfaces": ["framework/xrl", "framework/base"],
+    "policy/interfaces": REQUESTS,
     # What is configured knows nothing of the requests that configure it.
     "policy/store": ["common", "platform", "framework/base"],
-    "policy/command": ["policy/store", "policy/interfaces", "common", "platform", "framework/xrl",
-                       "framework/base"],
-    "policy": ["policy/command", "policy/store", "common", "framework/xrl", "framework/base"],
-    "chassis": ["common", "platform/managers", "platform", "framework/xrl", "framework/base"],
-    "linuxcard": ["policy/interfaces", "common", "platform/managers", "platform",
-                  "framework/xrl", "framework/base"],
-    "tools": ["policy/interfaces", "common", "platform", "framework/xrl", "framework/base"],
+    "policy/command": ["policy/store", "policy/interfaces", "common", *PLATFORM],
+    "policy": ["policy/command", "policy/store", "common", *ROUTER],
+    "chassis": ["common", "platform/managers", *PLATFORM],
+    "linuxcard": ["policy/interfaces", "common", "platform/managers", *PLATFORM],
+    "tools": ["policy/interfaces", "common", *PLATFORM],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 LIBRARY_INCLUDE = re.compile(r"^\s*#\s*include\s+<([^>]+)>", re.MULTILINE)

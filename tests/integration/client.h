@@ -7,8 +7,8 @@
 #include <string>
 
 #include "framework/base/event_loop.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "framework/xrl/xrl.h"
-#include "framework/xrl/xrl_std_router.h"
 #include "tests/support/turn_until.h"
 
 class Client {

@@ -10,7 +10,7 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/base/xlog.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "policy/xrl_policy_node.h"
 #include "tests/integration/interfaces/fault_tgt.h"
 

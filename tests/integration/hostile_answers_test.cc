@@ -1,7 +1,7 @@
 // Answers of one connection to a stranger that does not take them, leaves before
 // them, or asks for what its handler gets into trouble with.
-#include "framework/xrl/connection.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/router/xrl_connection.h"
 #include "tests/integration/hostile_connection.h"
 
 namespace {

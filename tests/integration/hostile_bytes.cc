@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "framework/xrl/frame.h"
+#include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/xrl_args_codec.h"
 
 namespace hostile_bytes {

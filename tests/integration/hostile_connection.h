@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "framework/xrl/dispatcher.h"
-#include "framework/xrl/listener.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
+#include "framework/xrl/router/xrl_listener.h"
 #include "framework/xrl/well_known_cmd_map.h"
 #include "tests/integration/hostile_bytes.h"
 #include "tests/integration/hostile_stranger.h"

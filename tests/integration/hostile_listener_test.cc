@@ -1,6 +1,6 @@
 // How many strangers a listener bears, who has to go when there are too many,
 // and what each costs in lines of the log.
-#include "framework/xrl/listener.h"
+#include "framework/xrl/router/xrl_listener.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "framework/xrl/dispatcher.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
 #include "framework/xrl/well_known_cmd_map.h"
 #include "tests/integration/hostile_bytes.h"
 #include "tests/integration/hostile_stranger.h"

@@ -9,7 +9,7 @@
 
 #include "framework/finder/finder_server.h"
 #include "framework/xrl/limits.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "tests/integration/hostile_bytes.h"
 #include "tests/integration/hostile_stranger.h"
 #include "tests/simulation/sim_world.h"

@@ -1,8 +1,8 @@
 // A stranger that is asked.
 #include <optional>
 
-#include "framework/xrl/connection.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/router/xrl_connection.h"
 #include "tests/integration/hostile_connection.h"
 
 namespace {

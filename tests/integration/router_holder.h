@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 
 class RouterHolder {
  public:

@@ -13,7 +13,7 @@
 
 #include "chassis/chassis.h"
 #include "framework/finder/finder_server.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "policy/xrl_policy_node.h"
 #include "tests/simulation/sim_world.h"
 

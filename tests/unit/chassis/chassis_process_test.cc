@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "framework/xrl/interfaces/common_xif.h"
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/turn_until.h"

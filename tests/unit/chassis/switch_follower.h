@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "platform/class_watch.h"
 #include "platform/interfaces/card_manager_xif.h"
 #include "platform/managers/switch_model.h"

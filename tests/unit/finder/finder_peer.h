@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "framework/finder/finder_registry.h"
-#include "framework/xrl/connection.h"
-#include "framework/xrl/dispatcher.h"
+#include "framework/xrl/router/xrl_connection.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
 #include "framework/xrl/well_known_cmd_map.h"
 #include "framework/xrl/xrl_args.h"
 #include "tests/simulation/sim_world.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "framework/base/event_loop.h"
-#include "framework/xrl/connection.h"
+#include "framework/xrl/router/xrl_connection.h"
 #include "tests/support/finder_process.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/turn_until.h"

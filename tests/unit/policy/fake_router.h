@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "framework/xrl/byte_buffer.h"
+#include "framework/xrl/router/xrl_router.h"
 #include "framework/xrl/xrl_args.h"
 #include "framework/xrl/xrl_args_codec.h"
-#include "framework/xrl/xrl_router.h"
 
 class FakeRouter final : public XrlRouter {
  public:

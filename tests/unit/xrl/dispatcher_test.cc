@@ -1,4 +1,4 @@
-#include "framework/xrl/dispatcher.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/xrl/connection.h"
+#include "framework/xrl/router/xrl_connection.h"
 #include "tests/simulation/sim_world.h"
 
 namespace {

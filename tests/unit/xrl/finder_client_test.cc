@@ -1,6 +1,6 @@
 // What a session with the finder bears when more is asked of the finder than it
 // answers.
-#include "framework/xrl/finder_client.h"
+#include "framework/xrl/router/finder_client.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "framework/finder/finder_server.h"
-#include "framework/xrl/buffer_budget.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/router/xrl_buffer_budget.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "framework/xrl/well_known_cmd_map.h"
-#include "framework/xrl/xrl_std_router.h"
 #include "tests/simulation/sim_world.h"
 #include "tests/support/echo_target.h"
 #include "tests/support/log_capture.h"

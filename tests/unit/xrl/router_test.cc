@@ -1,6 +1,6 @@
 // What a router promises to those who send through it and to those it asks:
 // finder, routers and targets in one process, on virtual time.
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 
 #include <gtest/gtest.h>
 

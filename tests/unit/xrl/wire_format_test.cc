@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/xrl/frame.h"
+#include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/xrl.h"
 #include "framework/xrl/xrl_args_codec.h"
 

@@ -14,8 +14,8 @@
 #include <string_view>
 
 #include "framework/base/event_loop.h"
+#include "framework/xrl/router/xrl_std_router.h"
 #include "framework/xrl/xrl_error.h"
-#include "framework/xrl/xrl_std_router.h"
 #include "tools/policyctl/failure.h"
 
 struct SwitchPlace {

@@ -1,4 +1,4 @@
-#include "framework/xrl/xrl_calls.h"
+#include "framework/xrl/router/xrl_calls.h"
 
 #include <utility>
 

@@ -1,13 +1,13 @@
-#include "framework/xrl/xrl_std_router.h"
+#include "framework/xrl/router/xrl_std_router.h"
 
 #include <array>
 
 #include "framework/base/exceptions.h"
 #include "framework/base/hex.h"
 #include "framework/base/xlog.h"
-#include "framework/xrl/cookie.h"
 #include "framework/xrl/limits.h"
-#include "framework/xrl/statistics_target.h"
+#include "framework/xrl/router/cookie.h"
+#include "framework/xrl/router/xrl_statistics_target.h"
 
 namespace {
 

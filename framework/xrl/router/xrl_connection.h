@@ -21,7 +21,7 @@
 #include "framework/base/event_loop.h"
 #include "framework/base/network.h"
 #include "framework/xrl/byte_buffer.h"
-#include "framework/xrl/frame.h"
+#include "framework/xrl/router/xrl_frame.h"
 
 class XrlArgsReader;
 class XrlBufferBudget;

@@ -1,4 +1,4 @@
-#include "framework/xrl/dispatcher.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
 
 #include <bit>
 #include <cstring>

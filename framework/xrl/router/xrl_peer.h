@@ -18,10 +18,10 @@
 
 #include "framework/base/callback.h"
 #include "framework/base/event_loop.h"
-#include "framework/xrl/closed_connections.h"
-#include "framework/xrl/connection.h"
-#include "framework/xrl/finder_client.h"
-#include "framework/xrl/xrl_calls.h"
+#include "framework/xrl/router/finder_client.h"
+#include "framework/xrl/router/xrl_calls.h"
+#include "framework/xrl/router/xrl_closed_connections.h"
+#include "framework/xrl/router/xrl_connection.h"
 #include "framework/xrl/xrl_sender.h"
 
 class XrlPeer final : private XrlConnection::Delegate {

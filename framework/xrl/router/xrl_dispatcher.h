@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "framework/xrl/byte_buffer.h"
-#include "framework/xrl/frame.h"
+#include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/xrl_cmd_map.h"
 
 class XrlConnection;

@@ -2,8 +2,8 @@
 // target's own methods.
 #pragma once
 
-#include "framework/xrl/dispatcher.h"
 #include "framework/xrl/interfaces/statistics_tgt.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
 
 class XrlStatisticsTarget final : public XrlStatisticsTargetBase {
  public:

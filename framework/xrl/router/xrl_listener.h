@@ -20,9 +20,9 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/base/network.h"
-#include "framework/xrl/buffer_budget.h"
-#include "framework/xrl/closed_connections.h"
-#include "framework/xrl/connection.h"
+#include "framework/xrl/router/xrl_buffer_budget.h"
+#include "framework/xrl/router/xrl_closed_connections.h"
+#include "framework/xrl/router/xrl_connection.h"
 
 class XrlListener : private XrlConnection::Delegate {
  public:

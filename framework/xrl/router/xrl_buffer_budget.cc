@@ -1,8 +1,8 @@
-#include "framework/xrl/buffer_budget.h"
+#include "framework/xrl/router/xrl_buffer_budget.h"
 
 #include <algorithm>
 
-#include "framework/xrl/connection.h"
+#include "framework/xrl/router/xrl_connection.h"
 
 void XrlBufferBudget::account(XrlConnection& holder, std::size_t bytes) {
   std::size_t& held = _holders[&holder];

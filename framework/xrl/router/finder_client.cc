@@ -1,4 +1,4 @@
-#include "framework/xrl/finder_client.h"
+#include "framework/xrl/router/finder_client.h"
 
 #include <algorithm>
 

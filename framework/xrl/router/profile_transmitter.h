@@ -16,8 +16,8 @@
 #include "framework/base/profile.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/interfaces/profile_client_xif.h"
+#include "framework/xrl/router/xrl_router.h"
 #include "framework/xrl/xrl_error.h"
-#include "framework/xrl/xrl_router.h"
 
 class ProfileTransmitter {
  public:

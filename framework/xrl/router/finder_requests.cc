@@ -1,4 +1,4 @@
-#include "framework/xrl/finder_requests.h"
+#include "framework/xrl/router/finder_requests.h"
 
 #include <utility>
 

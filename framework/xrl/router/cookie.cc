@@ -1,4 +1,4 @@
-#include "framework/xrl/cookie.h"
+#include "framework/xrl/router/cookie.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "framework/xrl/connection.h"
+#include "framework/xrl/router/xrl_connection.h"
 
 #include <algorithm>
 #include <array>
@@ -6,10 +6,10 @@
 #include <cstring>
 #include <new>
 
-#include "framework/xrl/buffer_budget.h"
-#include "framework/xrl/cookie.h"
-#include "framework/xrl/dispatcher.h"
 #include "framework/xrl/limits.h"
+#include "framework/xrl/router/cookie.h"
+#include "framework/xrl/router/xrl_buffer_budget.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
 #include "framework/xrl/xrl_args_codec.h"
 
 namespace {

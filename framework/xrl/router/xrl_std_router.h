@@ -21,11 +21,11 @@
 
 #include "framework/base/event_loop.h"
 #include "framework/xrl/byte_buffer.h"
-#include "framework/xrl/dispatcher.h"
-#include "framework/xrl/finder_client.h"
-#include "framework/xrl/listener.h"
-#include "framework/xrl/xrl_peer.h"
-#include "framework/xrl/xrl_router.h"
+#include "framework/xrl/router/finder_client.h"
+#include "framework/xrl/router/xrl_dispatcher.h"
+#include "framework/xrl/router/xrl_listener.h"
+#include "framework/xrl/router/xrl_peer.h"
+#include "framework/xrl/router/xrl_router.h"
 
 class XrlStatisticsTarget;
 

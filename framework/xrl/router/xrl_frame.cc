@@ -1,4 +1,4 @@
-#include "framework/xrl/frame.h"
+#include "framework/xrl/router/xrl_frame.h"
 
 #include <algorithm>
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "framework/base/event_loop.h"
-#include "framework/xrl/connection.h"
+#include "framework/xrl/router/xrl_connection.h"
 
 class XrlClosedConnections {
  public:

@@ -1,4 +1,4 @@
-#include "framework/xrl/xrl_peer.h"
+#include "framework/xrl/router/xrl_peer.h"
 
 #include <utility>
 

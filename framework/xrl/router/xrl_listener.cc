@@ -1,4 +1,4 @@
-#include "framework/xrl/listener.h"
+#include "framework/xrl/router/xrl_listener.h"
 
 #include <algorithm>
 #include <cerrno>
