@@ -1,0 +1,37 @@
+// What policyd says of its policy at one moment, as far as packets are to obey it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "linuxcard/classifier/policy.h"
+
+struct PolicyBindings {
+  std::vector<RuleKey> filters;       // in bound order
+  std::map<RuleKey, Remark> remarks;  // of rules that need not be bound
+  bool operator==(const PolicyBindings&) const = default;
+};
+
+// Five values that policyd keeps as they are given; time_ranges.h gives them a meaning.
+struct PolicyTimeRangeValues {
+  std::uint32_t number1 = 0;
+  std::uint32_t number2 = 0;
+  bool flag = false;
+  std::uint32_t number3 = 0;
+  std::uint32_t number4 = 0;
+  bool operator==(const PolicyTimeRangeValues&) const = default;
+};
+
+struct PolicySnapshot {
+  std::uint64_t serial = 0;  // of statistics/0.1/get_changes
+  std::map<std::string, PolicyBindings, std::less<>> ports;
+  std::map<std::uint16_t, PolicyBindings> vlans;
+  // Every rule that is bound somewhere, without a remark.
+  std::map<RuleKey, PolicyRule> rules;
+  std::map<std::string, PolicyTimeRangeValues, std::less<>> time_ranges;
+
+  // No rule is bound anywhere.
+  [[nodiscard]] bool is_empty() const { return rules.empty(); }
+};
