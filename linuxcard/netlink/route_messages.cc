@@ -7,6 +7,7 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -179,14 +180,16 @@ bool read_message(const nlmsghdr& header, const TakeRouteMessage& take) {
 }  // namespace
 
 bool parse_route_messages(std::span<const std::uint8_t> bytes, const TakeRouteMessage& take) {
-  const auto* header = reinterpret_cast<const nlmsghdr*>(bytes.data());
-  auto left = static_cast<int>(bytes.size());
   bool sound = true;
-  while (mnl_nlmsg_ok(header, left)) {
+  while (bytes.size() >= sizeof(nlmsghdr)) {
+    const auto* header = reinterpret_cast<const nlmsghdr*>(bytes.data());
+    // libmnl takes a length past 2^31 for a negative one.
+    const std::size_t size = header->nlmsg_len;
+    if (size < sizeof(nlmsghdr) || size > bytes.size()) return false;
     if (!read_message(*header, take)) sound = false;
-    header = mnl_nlmsg_next(header, &left);
+    bytes = bytes.subspan(std::min<std::size_t>(MNL_ALIGN(size), bytes.size()));
   }
-  return sound && left <= 0;
+  return sound && bytes.empty();
 }
 
 std::vector<std::uint8_t> route_dump_request(RouteDump what, std::uint32_t sequence) {
