@@ -20,8 +20,8 @@ std::size_t parse(const std::vector<std::uint8_t>& bytes) {
     ++count;
     FUZZ_CHECK(message.link.name.size() <= MAX_LINK_NAME);
     FUZZ_CHECK(message.vlans.untagged <= LAST_VLAN);
-    FUZZ_CHECK(message.vlans.ids.empty() || (*message.vlans.ids.begin() > 0 &&
-                                             *message.vlans.ids.rbegin() <= LAST_VLAN));
+    FUZZ_CHECK(message.vlans.ids.empty() ||
+               (*message.vlans.ids.begin() > 0 && *message.vlans.ids.rbegin() <= LAST_VLAN));
     FUZZ_CHECK(message.kind != RouteMessage::Kind::LINK || !message.link.name.empty());
     FUZZ_CHECK(message.kind != RouteMessage::Kind::DUMP_REFUSED || message.error > 0);
   });
