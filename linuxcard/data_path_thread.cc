@@ -21,8 +21,8 @@ int make_eventfd() {
 DataPathThread::DataPathThread(EventLoop& loop, Make make)
     : _make(std::move(make)),
       _wake(make_eventfd()),
-      _watch(std::make_unique<Watch>(loop, _wake, IoInterest::READ,
-                                     [this](IoInterest) { answer(); })),
+      _watch(
+          std::make_unique<Watch>(loop, _wake, IoInterest::READ, [this](IoInterest) { answer(); })),
       _thread([this] { work(); }) {}
 
 DataPathThread::~DataPathThread() {
