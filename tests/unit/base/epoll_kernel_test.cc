@@ -65,6 +65,18 @@ TEST_F(EpollKernelTest, AHangUpMakesReadyForWhatIsWatched) {
   EXPECT_EQ(ready_now(), IoInterest::NONE);
 }
 
+// The reading end of a pipe that nobody writes any more has only hung up.
+TEST_F(EpollKernelTest, ADescriptorThatHungUpIsReadyThoughItCanNeitherBeReadNorWritten) {
+  close_other();
+  ::close(_pair[0]);
+  ASSERT_EQ(::pipe(_pair.data()), 0);
+  close_other();
+  for (const IoInterest interest : {IoInterest::READ, IoInterest::WRITE, IoInterest::READ_WRITE}) {
+    _kernel.watch(_pair[0], interest);
+    EXPECT_EQ(ready_now(), interest);
+  }
+}
+
 TEST_F(EpollKernelTest, StopsAtTheRoomThereIs) {
   _kernel.watch(_pair[0], IoInterest::WRITE);
   _kernel.watch(_pair[1], IoInterest::WRITE);
@@ -142,6 +154,17 @@ TEST(EpollKernel, TheClockNeverGoesBack) {
     ASSERT_GE(now, last);
     last = now;
   }
+}
+
+TEST(EpollKernel, LeavesNoDescriptorOpen) {
+  const auto next_descriptor = [] {
+    const int fd = ::dup(STDERR_FILENO);
+    ::close(fd);
+    return fd;
+  };
+  const int before = next_descriptor();
+  { const EpollKernel kernel; }
+  EXPECT_EQ(next_descriptor(), before);
 }
 
 TEST(EpollKernel, RandomBytesDiffer) {

@@ -245,9 +245,11 @@ TEST_F(XlogTest, WhatAnOutputLogsGoesToTheDefaultOutputAlone) {
 }
 
 TEST_F(XlogTest, LoggingLeavesErrnoAlone) {
+  const int number = xlog_add_output([](const XlogRecord&) { errno = EPIPE; });
   errno = ENOENT;
   xlog_info("M", "w", "x");
   EXPECT_EQ(errno, ENOENT);
+  xlog_remove_output(number);
 }
 
 TEST_F(XlogPipeTest, AFullPipeTakesNothingAndStopsNobody) {

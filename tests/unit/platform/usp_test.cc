@@ -27,6 +27,15 @@ TEST(Usp, LettersAndAHyphenMayStandInFront) {
   EXPECT_EQ(read("GE-0/12/48"), "0: 0/12/48");
 }
 
+TEST(Usp, ThePrefixMayHaveAnyLetterAndNoNeighbourOfOne) {
+  for (const char* name : {"a-1/2/3", "z-1/2/3", "A-1/2/3", "Z-1/2/3", "azAZ-1/2/3"}) {
+    EXPECT_EQ(read(name), "0: 1/2/3") << name;
+  }
+  for (const char* name : {"`-1/2/3", "{-1/2/3", "@-1/2/3", "[-1/2/3"}) {
+    EXPECT_EQ(read(name), "untouched") << name;
+  }
+}
+
 TEST(Usp, ThePrefixIsOneRunOfLettersWithItsHyphen) {
   for (const char* name : {"-1/2/3", "eth1/2/3", "eth--1/2/3", "eth0-1/2/3", "e t-1/2/3", "eth-",
                            "eth-ge-1/2/3", "\xc3\xa4-1/2/3", "eth_1/2/3"}) {
@@ -38,6 +47,13 @@ TEST(Usp, AnAggregateOrAVlanInterfaceIsNoPort) {
   for (const char* name : {"lag1", "vlan10", "lag-1", "", "/", "//", "1", "1/2", "eth-1/2"}) {
     EXPECT_EQ(read(name), "untouched") << name;
   }
+}
+
+TEST(Usp, WhatStandsBehindTheNameIsNotLookedAt) {
+  for (const std::size_t length : {0, 1, 2, 3, 4}) {
+    EXPECT_EQ(read(std::string_view("1/2/3", length)), "untouched") << length;
+  }
+  EXPECT_EQ(read(std::string_view("1/2/34", 5)), "0: 1/2/3");
 }
 
 TEST(Usp, NothingMayFollowThePort) {

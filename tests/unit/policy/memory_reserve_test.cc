@@ -74,6 +74,17 @@ TEST_F(Reserve, IsHeldWholeAndGivenBack) {
   EXPECT_EQ(reserve.blocks_held(), MemoryReserve::BLOCKS);
 }
 
+TEST_F(Reserve, IsDrawnUponAgainAfterWhatMustNotTouchIt) {
+  const MemoryReserve reserve;
+  {
+    const MemoryReserve::Untouched untouched;
+    EXPECT_THROW(std::get_new_handler()(), std::bad_alloc);
+  }
+  EXPECT_EQ(reserve.blocks_held(), MemoryReserve::BLOCKS);
+  EXPECT_NO_THROW(std::get_new_handler()());
+  EXPECT_EQ(reserve.blocks_held(), MemoryReserve::BLOCKS - 1);
+}
+
 TEST_F(Reserve, LetsARefusedCommandTellItsOwnText) {
   EXPECT_EXIT(
       {

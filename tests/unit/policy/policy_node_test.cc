@@ -3,12 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "common/profile_variables.h"
 #include "common/well_known_names.h"
+#include "framework/finder/finder_server.h"
 #include "framework/xrl/interfaces/common_xif.h"
+#include "framework/xrl/interfaces/finder_xif.h"
 #include "policy/xrl_policy_node.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/platform/sim_finder.h"
@@ -138,6 +143,26 @@ TEST_F(Daemon, StartUpRegistersAndStartsNodeAndTarget) {
   wait_until_confirmed();
 }
 
+TEST_F(Daemon, IsReachedByTcpAlone) {
+  start();
+  XrlStdRouter client(_world.loop(), "", "127.0.0.1", SimFinder::PORT, false);
+  ASSERT_TRUE(_world.run_until([&] { return client.ready(); }, seconds(10)));
+  std::vector<std::string> addresses;
+  ASSERT_TRUE(XrlFinderV0p2Client(client.sender())
+                  .send_resolve_target(
+                      "finder", "policy",
+                      callback([&](const XrlError& error, const std::string_view* /*instance*/,
+                                   const XrlAtomList* at, const XrlAtomList* /*methods*/,
+                                   const XrlAtomList* /*keys*/) {
+                        ASSERT_EQ(error, XrlError::OKAY());
+                        for (const std::string_view address : at->texts())
+                          addresses.emplace_back(address);
+                      })));
+  ASSERT_TRUE(_world.run_until([&] { return !addresses.empty(); }, seconds(10)));
+  ASSERT_EQ(addresses.size(), 1U);
+  EXPECT_EQ(addresses[0].find("127.0.0.1:"), 0U) << addresses[0];
+}
+
 TEST_F(Daemon, AFailureOfTheTargetIsItsOwnAffair) {
   // A mirror that was shut down does not start.
   ASSERT_EQ(target().shutdown(), 0);
@@ -194,6 +219,69 @@ TEST_F(Daemon, CanBeShutDownAgainAndDestroyed) {
   EXPECT_EQ(_daemon->shutdown(), 0);
   EXPECT_EQ(_daemon->shutdown(), 0);
   _daemon.reset();
+}
+
+// Tells of everything that is asked of the machine.
+class WitnessedKernel final : public Kernel {
+ public:
+  explicit WitnessedKernel(Kernel& kernel) : _kernel(kernel) {}
+
+  std::function<void()> at_random_bytes = [] {};
+  std::function<void()> at_watch = [] {};
+
+  TimePoint now() override { return _kernel.now(); }
+  void watch(int fd, IoInterest interest) override {
+    at_watch();
+    _kernel.watch(fd, interest);
+  }
+  std::size_t wait(TimePoint until, std::span<IoReady> ready) override {
+    return _kernel.wait(until, ready);
+  }
+  void random_bytes(std::span<std::uint8_t> out) override {
+    at_random_bytes();
+    _kernel.random_bytes(out);
+  }
+
+ private:
+  Kernel& _kernel;
+};
+
+// What node and target do in one call is seen by what the target asks of the machine.
+class PartsOfTheDaemon : public ::testing::Test {
+ protected:
+  PartsOfTheDaemon() {
+    turn_until([this] { return _daemon.xrl_router().ready(); });
+  }
+
+  void turn_until(const std::function<bool()>& done) {
+    while (!done()) _loop.run();
+  }
+  void note_node() { _node_ran.push_back(_daemon.policy_node().is_running()); }
+
+  SimWorld _world{1};
+  WitnessedKernel _kernel{_world.kernel()};
+  EventLoop _loop{_kernel, _world.network()};
+  FinderServer _finder{_loop, NetAddress::tcp(IPv4::loopback(), SimFinder::PORT), AllowList(), ""};
+  XrlPolicyNode _daemon{_loop, "policy", "finder", "127.0.0.1", SimFinder::PORT};
+  std::vector<bool> _node_ran;
+};
+
+TEST_F(PartsOfTheDaemon, TheNodeRunsWhenTheTargetStarts) {
+  // The first that it does is to make a name for its mirror.
+  _kernel.at_random_bytes = [this] { note_node(); };
+  _daemon.startup();
+  ASSERT_FALSE(_node_ran.empty());
+  EXPECT_TRUE(_node_ran.front());
+}
+
+TEST_F(PartsOfTheDaemon, TheNodeHasStoppedWhenTheTargetStops) {
+  _daemon.startup();
+  turn_until([this] { return _daemon.xrl_policy_target().is_finder_vlan_registered(); });
+  // It closes the connections of its mirror.
+  _kernel.at_watch = [this] { note_node(); };
+  _daemon.shutdown();
+  ASSERT_FALSE(_node_ran.empty());
+  EXPECT_FALSE(_node_ran.front());
 }
 
 TEST_F(Daemon, LeavesNoTimerAndNoWatchWhenItIsDestroyedWhileItRuns) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -30,6 +31,26 @@ TEST(StoreMemory, ARuleOfSixShortFieldsStaysSmall) {
   const double each = static_cast<double>(memory_in_use() - before) / RULES;
   EXPECT_LE(each - text_bytes, MAX_RULE_BYTES_ABOVE_TEXTS);
   RecordProperty("bytes_above_texts", std::to_string(each - text_bytes));
+}
+
+// Bytes of what `make` makes, while it is there.
+template <typename Make>
+std::size_t cost_of(Make make) {
+  const std::size_t before = memory_in_use();
+  const auto made = make();
+  return memory_in_use() - before;
+}
+
+TEST(StoreMemory, FieldsTakeTheirTextsAndTwoBytesEachOrMoreWhenTheyAreLong) {
+  for (std::size_t length = 0; length <= 20000; length += length < 300 ? 1 : 1231) {
+    const std::string text(length, 'x');
+    const PolicyFieldValues values(Numbers{1, 2}, TextViews{text, "80"});
+    const std::size_t bytes_of_length = length < 128 ? 1 : length < 16384 ? 2 : 3;
+    const std::size_t bytes = 1 + (1 + bytes_of_length + length) + (1 + 1 + 2);
+    EXPECT_EQ(cost_of([&] { return PolicyRuleFields(values); }),
+              cost_of([&] { return std::make_unique<std::uint8_t[]>(bytes); }))
+        << length;
+  }
 }
 
 struct Layout {

@@ -54,7 +54,32 @@ TEST(LineReader, EndsAtALineWithoutEnd) {
   reader.want(true);
   while (!reader.at_end()) loop.run();
   EXPECT_EQ(reader.problem(), "a line is too long.");
+  EXPECT_FALSE(reader.take(line));
   ::close(zeros);
+}
+
+TEST(LineReader, ReadsNothingThatIsNotWanted) {
+  const int zeros = ::open("/dev/zero", O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(zeros, 0);
+  EventLoop loop;
+  Deferred turn(loop, [] {});
+  LineReader reader(loop, zeros, [] { ADD_FAILURE() << "it has read"; });
+  reader.want(false);
+  for (int i = 0; i < 3; ++i) {
+    turn.schedule();
+    loop.run();
+  }
+  EXPECT_FALSE(reader.at_end());
+  ::close(zeros);
+}
+
+TEST(LineReader, TellsThatThereIsNothingToRead) {
+  constexpr int NOT_OPEN = 1000;
+  EventLoop loop;
+  LineReader reader(loop, NOT_OPEN, [] {});
+  reader.want(true);
+  while (!reader.at_end()) loop.run();
+  EXPECT_EQ(reader.problem(), "Bad file descriptor");
 }
 
 TEST(LineReader, TellsWhyItCannotRead) {

@@ -32,6 +32,10 @@ TEST(MatchValues, ALongTextIsCutInTheSentence) {
   EXPECT_EQ(problem("vlan", text), "'" + std::string(59, 'x') + "...' is no number 1..4094.");
 }
 
+TEST(MatchValues, ALongTextWithoutTheBeginningOfACharacterIsLeftOutOfTheSentence) {
+  EXPECT_EQ(problem("vlan", std::string(100, '\xa4')), "'...' is no number 1..4094.");
+}
+
 TEST(MatchValues, ARangeIsANumberOrTwoInOrder) {
   EXPECT_EQ(problem("src-port", "0"), "");
   EXPECT_EQ(problem("src-port", "1024-65535"), "");
@@ -71,6 +75,7 @@ TEST(MatchValues, AMacAddressMayHaveAMask) {
   EXPECT_EQ(problem("src-mac", "00:1b:21:3c:4d"), "'00:1b:21:3c:4d' is no MAC address.");
   EXPECT_EQ(problem("src-mac", "00:1B:21:3C:4D:5E"),
             "'00:1B:21:3C:4D:5E' is written 00:1b:21:3c:4d:5e.");
+  EXPECT_EQ(problem("src-mac", "00:1b:21/ff:ff:ff:00:00:00"), "'00:1b:21' is no MAC address.");
   EXPECT_EQ(problem("src-mac", "00:1b:21:00:00:00/24"), "'24' is no mask of a MAC address.");
   EXPECT_EQ(problem("src-mac", "00:1b:21:3c:4d:5e/ff:ff:ff:00:00:00"),
             "bits outside of the mask must be zero, written 00:1b:21:00:00:00/ff:ff:ff:00:00:00.");

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "framework/xrl/limits.h"
 #include "framework/xrl/router/xrl_connection.h"
 #include "tests/simulation/sim_world.h"
 
@@ -48,6 +51,18 @@ class Dispatcher : public testing::Test, private XrlConnection::Delegate {
     dispatch_forget();
     return dispatcher.changes() - before;
   }
+  static XrlCmdError fill(void* self, XrlArgsReader&, XrlArgsWriter& results) {
+    constexpr std::size_t HEAD = 2 + 4;  // type, name length, text length
+    std::size_t left = static_cast<Dispatcher*>(self)->result_bytes;
+    while (left > 0) {
+      std::size_t text = std::min<std::size_t>(left - HEAD, xrl_limits::MAX_TEXT_BYTES);
+      // What is left must have room for a head of its own.
+      if (left - HEAD - text < HEAD && left - HEAD != text) text -= HEAD;
+      results.text("", std::string(text, 'x'));
+      left -= HEAD + text;
+    }
+    return XrlCmdError::OKAY();
+  }
   XrlFilterAction dispatch_forget() {
     const XrlKey key{};
     return dispatcher.dispatch(*connection, xrl_frame::Request{7, key.data(), {}}, out);
@@ -76,12 +91,30 @@ class Dispatcher : public testing::Test, private XrlConnection::Delegate {
   XrlDispatcher dispatcher;
   ByteBuffer out;
   std::size_t capacity_at_throw = 0;
+  std::size_t result_bytes = 0;
 };
 
 TEST_F(Dispatcher, AnswersAHandlerThatRunsOutOfMemory) {
   EXPECT_EQ(dispatch_forget(), XrlFilterAction::HANDLE);
   EXPECT_EQ(reply_at(0), "7 220 out of memory.");
   EXPECT_EQ(dispatcher.current(), nullptr);
+}
+
+TEST_F(Dispatcher, RepliesWithResultsThatJustFillAFrame) {
+  // Besides the results the frame holds a kind, a sequence number and a code.
+  constexpr std::size_t MOST = xrl_limits::MAX_FRAME_BYTES - (1 + 4 + 4);
+  XrlCmdMap long_commands("long");
+  ASSERT_TRUE(long_commands.add_handler("test/0.1/fill", &Dispatcher::fill, this));
+  dispatcher.set_commands(long_commands);
+  for (const std::size_t bytes : {MOST - 1, MOST}) {
+    result_bytes = bytes;
+    dispatch_forget();
+    EXPECT_EQ(out.size(), xrl_frame::REPLY_HEAD + bytes);
+    out.clear();
+  }
+  result_bytes = MOST + 1;
+  dispatch_forget();
+  EXPECT_EQ(reply_at(0), "7 220 the reply is longer than a frame may be.");
 }
 
 TEST_F(Dispatcher, RefusesWhatItsFilterRefuses) {

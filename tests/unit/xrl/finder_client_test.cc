@@ -86,6 +86,17 @@ TEST_F(SessionWithTheFinder, IsLookedForUnderItsNameUntilThatIsFoundAndNeverAgai
   EXPECT_EQ(world.network().look_ups(), look_ups);
 }
 
+TEST_F(SessionWithTheFinder, IsTriedForAgainWhenAConnectFailsAtOnce) {
+  // No descriptor but the finder's listener's.
+  world.network().set_descriptor_limit(1);
+  LogCapture log;
+  ASSERT_TRUE(world.network().cut_random());
+  world.run_for(seconds(20));
+  EXPECT_FALSE(client->is_ready());
+  world.network().set_descriptor_limit(10);
+  settle([this] { return client->is_ready(); });
+}
+
 TEST_F(SessionWithTheFinder, BeginsBesideAsManyRequestsOfUsersAsMayWait) {
   LogCapture log;
   stop_finder();

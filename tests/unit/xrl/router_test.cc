@@ -282,6 +282,25 @@ TEST_F(Router, GivesUpOnASilentTargetAfterThirtySeconds) {
   EXPECT_LT(world.now() - start, seconds(31));
 }
 
+TEST_F(Router, GivesUpOnEachOfSeveralRequestsToASilentTargetAfterItsOwnThirtySeconds) {
+  start_all();
+  answer_to("connected");
+  answers.clear();
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::IGNORE; });
+  const TimePoint start = world.now();
+  ASSERT_TRUE(say("one"));
+  ASSERT_TRUE(say("at the same time"));
+  world.run_for(seconds(10));
+  ASSERT_TRUE(say("later"));
+  settle([this] { return answers.size() == 2; }, seconds(60));
+  EXPECT_GE(world.now() - start, seconds(30));
+  EXPECT_LT(world.now() - start, seconds(31));
+  settle([this] { return answers.size() == 3; }, seconds(60));
+  EXPECT_GE(world.now() - start, seconds(40));
+  EXPECT_LT(world.now() - start, seconds(41));
+  EXPECT_EQ(answers, std::vector<std::string>(3, "211 no reply from 'echo' in time."));
+}
+
 TEST_F(Router, AnswersSendFailedToWhatWasOnTheWayWhenTheConnectionIsLost) {
   start_all();
   answer_to("connected");

@@ -82,6 +82,17 @@ TEST(TextualForm, ComesBackForEveryByteInNamesAndTexts) {
   }
 }
 
+TEST(TextualForm, EscapesAllButLettersDigitsAndAFewSigns) {
+  const std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.~/";
+  for (int byte = 0; byte < 256; ++byte) {
+    const char character = static_cast<char>(byte);
+    const bool is_plain = plain.find(character) != std::string_view::npos;
+    const std::string text = XrlAtom("a", std::string(1, character)).str();
+    EXPECT_EQ(text.size(), std::string_view("a:txt=x").size() + (is_plain ? 0 : 2)) << byte;
+  }
+}
+
 TEST(TextualForm, OfArgumentsJoinsAtomsByAmpersands) {
   const XrlArgs args = XrlArgs::parse("acl:u32=10&type:u32=0");
   ASSERT_EQ(args.size(), 2U);

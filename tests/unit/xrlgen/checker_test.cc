@@ -51,6 +51,14 @@ TEST(Names, BeginWithALowerCaseLetter) {
   EXPECT_EQ(problem_with_name(""), "'' does not begin with a lower-case letter");
 }
 
+TEST(Names, HaveLettersDigitsAndUnderscoresAlone) {
+  for (const char* name : {"a/b", "a:b", "a`b", "a{b", "a-b", "a b", "a\xc3\xa4"}) {
+    EXPECT_EQ(problem_with_name(name),
+              "'" + std::string(name) + "' holds more than lower-case letters, digits and '_'");
+  }
+  EXPECT_EQ(problem_with_name("az09"), "");
+}
+
 TEST(Names, HaveNoUpperCaseLetters) {
   EXPECT_EQ(problem_with_name("getAcls"),
             "'getAcls' holds more than lower-case letters, digits and '_'");
