@@ -1,6 +1,7 @@
 // Whatever a stranger says to a listener with a cookie, in whatever pieces:
 // only a right hello gets it served, anything else gets it nothing but the
 // listener's own hello, and costs one log line at most.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -10,6 +11,7 @@
 #include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/well_known_cmd_map.h"
 #include "tests/fuzz/fuzz_check.h"
+#include "tests/fuzz/whole_frames.h"
 #include "tests/fuzz/wire_harness.h"
 
 namespace {
@@ -37,6 +39,15 @@ Verdict verdict_on(std::string_view said) {
                                                                        : Verdict::WRONG;
 }
 
+// What a listener says to one who says nothing.
+std::string hello_of(WireHarness& harness) {
+  harness.begin({});
+  harness.say({});
+  const std::string hello = harness.heard();
+  harness.leave();
+  return hello;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -44,9 +55,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Bytes said(data + 1, size - 1);
   const Verdict verdict = verdict_on({reinterpret_cast<const char*>(said.data()), said.size()});
 
-  const WellKnownCmdMap commands("silent");
-  WireHarness harness(commands, std::string(COOKIE), {.read_at_most = std::size_t{data[0]} + 1});
-  const std::string hello = harness.heard();
+  static const WellKnownCmdMap commands("silent");
+  static WireHarness harness(commands, std::string(COOKIE));
+  static const std::string hello = hello_of(harness);
+  // A few reads at most, for each of them costs time.
+  harness.begin({.read_at_most = std::max(std::size_t{data[0]} + 1, size / 8)});
   harness.say(said);
   FUZZ_CHECK(harness.was_up() == (verdict == Verdict::RIGHT));
   if (verdict != Verdict::RIGHT) {
@@ -59,4 +72,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_CHECK(harness.log_lines() <= 1);
   FUZZ_CHECK(harness.held() == 0);
   return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t most, unsigned seed) {
+  return whole_frames::mutate(data, size, most, seed, 1);
 }

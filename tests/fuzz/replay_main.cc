@@ -1,5 +1,6 @@
 // Stands in for the fuzzer in ordinary builds: runs the fuzz target once over
 // every file of the given folders, findings of the past among them.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -16,8 +18,11 @@ namespace {
 
 void replay(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
-  const std::string input{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+  const std::string read{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  // Nothing lies behind it, so that who reads on is noticed.
+  const auto input = std::make_unique<std::uint8_t[]>(read.size());
+  std::copy(read.begin(), read.end(), input.get());
+  LLVMFuzzerTestOneInput(input.get(), read.size());
 }
 
 }  // namespace

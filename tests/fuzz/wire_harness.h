@@ -1,11 +1,15 @@
-// A listener with one peer, all in memory: what the peer says goes in, what it
-// is told comes out. No time passes but what the clock is told to take.
+// A listener with one peer at a time, all in memory: what the peer says goes in, what
+// it is told comes out. No time passes but what the clock is told to take. The listener
+// stays for the life of the process; what a read did not fill may not be looked at.
 #pragma once
+
+#include <sanitizer/asan_interface.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,7 +20,7 @@
 #include "framework/xrl/router/xrl_dispatcher.h"
 #include "framework/xrl/router/xrl_listener.h"
 
-// The machine of that listener: one listening descriptor, one stream.
+// The machine of that listener: one listening descriptor, one stream at a time.
 class OneStream final : public Kernel, public Network {
  public:
   // How the stream treats the listener.
@@ -25,11 +29,20 @@ class OneStream final : public Kernel, public Network {
     std::size_t write_at_most = SIZE_MAX;  // bytes a write gets rid of between two reads
     Duration look = Duration::zero();      // what a look at the clock takes
   };
-  explicit OneStream(Manners manners) : _manners(manners), _writable(manners.write_at_most) {}
 
-  void say(std::span<const std::uint8_t> bytes) {
-    _in.insert(_in.end(), bytes.begin(), bytes.end());
+  // The next stream waits to be accepted.
+  void begin(Manners manners) {
+    _manners = manners;
+    _writable = manners.write_at_most;
+    _looks_that_take_time = LOOKS_THAT_TAKE_TIME;
+    _waits = true;
+    _open = true;
+    _ended = false;
+    _in = {};
+    _heard.clear();
   }
+  // `bytes` must stay where they are until they are read.
+  void say(std::span<const std::uint8_t> bytes) { _in = bytes; }
   void say_no_more() { _ended = true; }
   [[nodiscard]] const std::string& heard() const { return _heard; }
   [[nodiscard]] bool is_open() const { return _open; }
@@ -48,7 +61,7 @@ class OneStream final : public Kernel, public Network {
   }
   std::size_t wait(TimePoint until, std::span<IoReady> ready) override {
     if (until <= _now) ++_steps;
-    if (!_accepted) {
+    if (_waits) {
       ready[0] = {LISTENER, IoInterest::READ};
       return 1;
     }
@@ -66,18 +79,21 @@ class OneStream final : public Kernel, public Network {
 
   int listen(const NetAddress& /*address*/) override { return LISTENER; }
   int accept(int /*listener*/, NetAddress& peer) override {
-    if (std::exchange(_accepted, true)) return -EAGAIN;
+    if (!std::exchange(_waits, false)) return -EAGAIN;
+    ++_steps;
     peer = NetAddress::tcp(IPv4::loopback(), 1);
     return STREAM;
   }
   int connect(const NetAddress& /*address*/) override { return -ECONNREFUSED; }
   int connect_result(int /*fd*/) override { return -ECONNREFUSED; }
   std::ptrdiff_t read(int /*fd*/, std::span<std::uint8_t> into) override {
+    ASAN_UNPOISON_MEMORY_REGION(into.data(), into.size());
     const std::size_t count = std::min({into.size(), _in.size(), _manners.read_at_most});
     if (count == 0) return _ended ? 0 : -EAGAIN;
     ++_steps;
-    std::copy_n(_in.begin(), count, into.begin());
-    _in.erase(0, count);
+    std::memcpy(into.data(), _in.data(), count);
+    _in = _in.subspan(count);
+    ASAN_POISON_MEMORY_REGION(into.data() + count, into.size() - count);
     return static_cast<std::ptrdiff_t>(count);
   }
   std::ptrdiff_t write(int /*fd*/, std::span<const std::uint8_t> from) override {
@@ -97,39 +113,45 @@ class OneStream final : public Kernel, public Network {
  private:
   static constexpr int LISTENER = 1;
   static constexpr int STREAM = 2;
+  // So that no deadline comes.
+  static constexpr int LOOKS_THAT_TAKE_TIME = 500;
 
   Manners _manners;
-  std::size_t _writable;
-  // So that no deadline comes.
-  int _looks_that_take_time = 500;
+  std::size_t _writable = 0;
+  int _looks_that_take_time = 0;
   TimePoint _now{};
   std::uint64_t _steps = 0;
-  bool _accepted = false;
-  bool _open = true;
+  bool _waits = false;
+  bool _open = false;
   bool _ended = false;
   IoInterest _interest = IoInterest::NONE;
-  std::string _in;
+  std::span<const std::uint8_t> _in;
   std::string _heard;
 };
 
 class WireHarness final : private XrlListener::Observer {
  public:
-  WireHarness(const XrlCmdMap& commands, std::string cookie, OneStream::Manners manners)
-      : _stream(manners), _loop(_stream, _stream) {
+  // `commands` must outlive it.
+  WireHarness(const XrlCmdMap& commands, std::string cookie) : _loop(_stream, _stream) {
     xlog_start();
-    _log = xlog_add_output([this](const XlogRecord& /*record*/) { ++_log_lines; });
+    xlog_add_output([this](const XlogRecord& /*record*/) { ++_log_lines; });
     _dispatcher.set_commands(commands);
     XrlListener::Options options = XrlListener::default_options();
     options.hello = {"listener", std::move(cookie)};
     XrlListener::Observer* const self = this;
     _listener.emplace(_loop, _dispatcher, std::move(options), self);
     static_cast<void>(_listener->listen(NetAddress::tcp(IPv4::loopback(), 2)));
-    settle();
   }
-  ~WireHarness() override { xlog_remove_output(_log); }
+  ~WireHarness() override = default;
   WireHarness(const WireHarness&) = delete;
   WireHarness& operator=(const WireHarness&) = delete;
 
+  // A new peer, once the one before has left; it is taken on when something is said.
+  void begin(OneStream::Manners manners) {
+    _stream.begin(manners);
+    _was_up = false;
+    _log_lines = 0;
+  }
   // Says this and waits until all is quiet.
   void say(std::span<const std::uint8_t> bytes) {
     _stream.say(bytes);
@@ -151,10 +173,10 @@ class WireHarness final : private XrlListener::Observer {
 
   void settle() {
     // What is deferred in one turn is run in the next at the latest.
-    for (int quiet = 0; quiet < 3; ++quiet) {
+    for (int quiet = 0; quiet < 2; ++quiet) {
       const std::uint64_t before = _stream.steps();
       _loop.run();
-      if (_stream.steps() != before) quiet = 0;
+      if (_stream.steps() != before) quiet = -1;
     }
   }
 
@@ -162,7 +184,6 @@ class WireHarness final : private XrlListener::Observer {
   EventLoop _loop;
   XrlDispatcher _dispatcher;
   std::optional<XrlListener> _listener;
-  int _log = 0;
   int _log_lines = 0;
   bool _was_up = false;
 };
