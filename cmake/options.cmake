@@ -7,6 +7,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 option(POLICYD_BUILD_TESTS "Build the tests and benchmarks" ON)
 option(POLICYD_FUZZERS "Build the fuzz targets with libFuzzer (clang only)" OFF)
 option(POLICYD_COVERAGE "Count which lines and branches run (clang only)" OFF)
+option(POLICYD_MUTATION "Build what tests/mutation/mutate.py runs" OFF)
 set(POLICYD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined")
 
 if(NOT CMAKE_BUILD_TYPE)
