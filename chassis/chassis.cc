@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/switch_vocabulary.h"
 #include "platform/managers/card_manager_target.h"
 #include "platform/managers/lcmgr_target.h"
 #include "platform/managers/sif_target.h"
@@ -21,16 +22,18 @@ Chassis::~Chassis() {
 }
 
 void Chassis::add_targets() {
-  _targets.add("sif", [this] { return std::make_unique<SifTarget>(_loop, _model, _process); });
-  _targets.add("card_manager",
+  _targets.add(well_known_names[NAME_SIF],
+               [this] { return std::make_unique<SifTarget>(_loop, _model, _process); });
+  _targets.add(well_known_names[NAME_CARD_MANAGER],
                [this] { return std::make_unique<CardManagerTarget>(_loop, _model, _process); });
-  _targets.add("vlan", [this] { return std::make_unique<VlanTarget>(_loop, _model, _process); });
+  _targets.add(well_known_names[NAME_VLAN],
+               [this] { return std::make_unique<VlanTarget>(_loop, _model, _process); });
   for (const auto& [slot, card] : _model.line_cards()) line_card_added(slot);
   _chassis_target = std::make_unique<ChassisTarget>(_loop, _model, _targets, _process);
 }
 
 void Chassis::line_card_added(std::uint32_t slot) {
-  _targets.add(line_card_target_name(slot), [this, slot] {
+  _targets.add(line_card_manager(slot), [this, slot] {
     return std::make_unique<LcmgrTarget>(_loop, _model, slot, _process);
   });
 }

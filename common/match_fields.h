@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/switch_vocabulary.h"
+
 enum class MatchSyntax : std::uint8_t {
   MAC,          // ADDRESS or ADDRESS/MASK
   IPV4_PREFIX,  // ADDRESS/LENGTH
@@ -33,9 +35,6 @@ struct MatchField {
   std::string_view help;   // what of a packet it looks at
   std::string_view example;
 };
-
-// Field numbers beyond this one are refused by policyd.
-constexpr std::uint32_t LAST_MATCH_FIELD = 36;
 
 // In ascending order of number. A number up to LAST_MATCH_FIELD that none has
 // is reserved.

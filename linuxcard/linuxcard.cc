@@ -2,17 +2,12 @@
 
 #include <utility>
 
+#include "common/switch_vocabulary.h"
 #include "framework/base/xlog.h"
 #include "platform/managers/card_manager_target.h"
 #include "platform/managers/lcmgr_target.h"
 #include "platform/managers/sif_target.h"
 #include "platform/managers/vlan_target.h"
-
-namespace {
-
-constexpr QueueMap FIRST_MAP{2, 0, 1, 3, 4, 5, 6, 7};
-
-}  // namespace
 
 Linuxcard::Linuxcard(EventLoop& loop, RouteSocket& socket, DataPathRunner& data_path,
                      Options options)
@@ -67,16 +62,18 @@ void Linuxcard::show() {
 
 void Linuxcard::add_targets() {
   _has_targets = true;
-  _targets.add("sif", [this] { return std::make_unique<SifTarget>(_loop, _model, _process); });
-  _targets.add("card_manager",
+  _targets.add(well_known_names[NAME_SIF],
+               [this] { return std::make_unique<SifTarget>(_loop, _model, _process); });
+  _targets.add(well_known_names[NAME_CARD_MANAGER],
                [this] { return std::make_unique<CardManagerTarget>(_loop, _model, _process); });
-  _targets.add("vlan", [this] { return std::make_unique<VlanTarget>(_loop, _model, _process); });
+  _targets.add(well_known_names[NAME_VLAN],
+               [this] { return std::make_unique<VlanTarget>(_loop, _model, _process); });
   for (const auto& [slot, card] : _model.line_cards()) line_card_added(slot);
 }
 
 void Linuxcard::line_card_added(std::uint32_t slot) {
   if (!_has_targets) return;
-  _targets.add(line_card_target_name(slot), [this, slot] {
+  _targets.add(line_card_manager(slot), [this, slot] {
     return std::make_unique<LcmgrTarget>(_loop, _model, slot, _process);
   });
 }
@@ -86,7 +83,7 @@ void Linuxcard::line_card_added(std::uint32_t slot) {
 void Linuxcard::port_programmed(const Usp& port) {
   for (const auto& [name, atom] : _model.interfaces().atoms()) {
     if (usp_of_interface(name) != port) continue;
-    QueueMap& map = _kept.queues.try_emplace(name, FIRST_MAP).first->second;
+    QueueMap& map = _kept.queues.try_emplace(name, DEFAULT_COS_MAPPING).first->second;
     for (const auto& [priority, queue] : _model.find_line_card(port.slot)->cos_mapping(port)) {
       map.at(priority) = static_cast<std::uint8_t>(queue);
     }

@@ -1,12 +1,13 @@
 #include "platform/managers/card_manager_target.h"
 
+#include "common/well_known_names.h"
 #include "platform/interfaces/card_state_observer_xif.h"
 #include "platform/managers/answer.h"
 
 CardManagerTarget::CardManagerTarget(EventLoop& loop, SwitchModel& model,
                                      const SwitchProcess& process)
     : ObservedTarget(
-          loop, "card_manager", process, model,
+          loop, well_known_names[NAME_CARD_MANAGER], process, model,
           [this](const std::string& observer, std::uint32_t card_id, const Teller::Done& done) {
             return tell_state(observer, card_id, done);
           }) {}

@@ -1,14 +1,11 @@
 #include "platform/managers/lcmgr_target.h"
 
+#include "common/switch_vocabulary.h"
 #include "platform/managers/answer.h"
-
-std::string line_card_target_name(std::uint32_t slot) {
-  return "lcmgr02" + std::to_string(slot);
-}
 
 LcmgrTarget::LcmgrTarget(EventLoop& loop, SwitchModel& model, std::uint32_t slot,
                          const SwitchProcess& process)
-    : SwitchTarget(loop, line_card_target_name(slot), process),
+    : SwitchTarget(loop, line_card_manager(slot), process),
       CommonHandlers<XrlLcmgrTargetBase>(&router(), process),
       _model(model),
       _card(*model.find_line_card(slot)) {

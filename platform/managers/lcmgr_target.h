@@ -6,9 +6,6 @@
 #include "platform/managers/switch_model.h"
 #include "platform/managers/switch_target.h"
 
-// "lcmgr02" and the slot in decimal: lcmgr021, lcmgr0212.
-[[nodiscard]] std::string line_card_target_name(std::uint32_t slot);
-
 class LcmgrTarget : public SwitchTarget, public CommonHandlers<XrlLcmgrTargetBase> {
  public:
   // The model must outlive the target and have a line card in that slot.

@@ -2,10 +2,9 @@
 
 #include <array>
 
-namespace {
+#include "common/switch_vocabulary.h"
 
-constexpr std::uint32_t MAX_PRIORITY = 7;
-constexpr std::uint32_t MAX_QUEUE = 7;
+namespace {
 
 struct FaultName {
   std::string_view name;

@@ -1,5 +1,6 @@
 #include "platform/managers/sif_target.h"
 
+#include "common/well_known_names.h"
 #include "platform/interfaces/sif_observer_xif.h"
 #include "platform/managers/answer.h"
 #include "platform/sif_tree_lists.h"
@@ -12,7 +13,7 @@ constexpr std::uint32_t TREE = 0;
 }  // namespace
 
 SifTarget::SifTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process)
-    : ObservedTarget(loop, "sif", process, model,
+    : ObservedTarget(loop, well_known_names[NAME_SIF], process, model,
                      [this](const std::string& observer, std::uint32_t /*key*/,
                             const Teller::Done& done) { return tell_serial(observer, done); }) {}
 

@@ -12,20 +12,14 @@
 #include <string_view>
 #include <vector>
 
+#include "common/switch_vocabulary.h"
 #include "platform/managers/line_card.h"
 #include "platform/managers/refusal.h"
 #include "platform/sif_mgr_if_tree.h"
 
-// The state of a card that is there and works, and of one that is not there.
-inline constexpr std::uint32_t CARD_STATE_PRESENT = 7;
-inline constexpr std::uint32_t CARD_STATE_ABSENT = 0;
-
 // The card ids of a stack of four units (get_card_id()).
 inline constexpr std::uint32_t FIRST_CARD_ID = 16;
 inline constexpr std::uint32_t LAST_CARD_ID = 1039;
-
-inline constexpr std::uint32_t FIRST_VLAN_ID = 1;
-inline constexpr std::uint32_t LAST_VLAN_ID = 4094;
 
 // Runs inside the operation that made the change, after it was made.
 class SwitchObserver {

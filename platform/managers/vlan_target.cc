@@ -1,18 +1,17 @@
 #include "platform/managers/vlan_target.h"
 
+#include "common/switch_vocabulary.h"
+#include "common/well_known_names.h"
 #include "platform/interfaces/vlan_observer_xif.h"
 
 namespace {
 
-constexpr std::string_view POLICY_CLASS = "policy";
-
-constexpr std::uint32_t EVENT_DELETED = 0;
-constexpr std::uint32_t EVENT_CREATED = 1;
+constexpr std::string_view POLICY_CLASS = well_known_names[NAME_POLICY];
 
 }  // namespace
 
 VlanTarget::VlanTarget(EventLoop& loop, SwitchModel& model, const SwitchProcess& process)
-    : SwitchTarget(loop, "vlan", process),
+    : SwitchTarget(loop, well_known_names[NAME_VLAN], process),
       CommonHandlers<XrlVlanTargetBase>(&router(), process),
       _loop(loop),
       _model(model),
@@ -62,6 +61,6 @@ std::unique_ptr<VlanTarget::Policy> VlanTarget::make_policy(std::string_view ins
 
 bool VlanTarget::tell_event(const std::string& policy, std::uint32_t vlan_id,
                             const Teller::Done& done) {
-  const std::uint32_t event = _model.vlans().contains(vlan_id) ? EVENT_CREATED : EVENT_DELETED;
+  const std::uint32_t event = _model.vlans().contains(vlan_id) ? VLAN_CREATED : VLAN_DELETED;
   return XrlVlanObserverV0p1Client(router().sender()).send_vlan_event(policy, event, vlan_id, done);
 }

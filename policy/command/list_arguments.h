@@ -6,11 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/switch_vocabulary.h"
 #include "framework/xrl/xrl_atom_list.h"
-
-inline constexpr std::uint32_t MAX_PRIORITY = 7;
-inline constexpr std::uint32_t MAX_DSCP = 63;
-inline constexpr std::uint32_t MAX_QUEUE = 7;
 
 // The elements in order.
 [[nodiscard]] inline std::vector<std::uint32_t> numbers_of(const XrlAtomList& list) {

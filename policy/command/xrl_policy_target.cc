@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "common/switch_vocabulary.h"
 #include "common/well_known_names.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/interfaces/common_status.h"
@@ -30,12 +31,6 @@ void note_confirmation(const XrlError& error, bool& flag, bool confirmed, const 
   } else {
     xlog_warning(XLOG_MODULE_NAME, where, "%s", warning);
   }
-}
-
-// The line-card managers' class names: "lcmgr", the literal "02" and the slot
-// without padding, so that slot 12 is "lcmgr0212".
-std::string line_card_manager(std::uint32_t slot) {
-  return well_known_names[NAME_LCMGR] + ("02" + std::to_string(slot));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // cards, set_cos_mapping, stands with the target's other requests.
 #include <vector>
 
+#include "common/switch_vocabulary.h"
 #include "policy/command/list_arguments.h"
 #include "policy/command/policy_replies.h"
 #include "policy/command/xrl_policy_target.h"
@@ -10,9 +11,6 @@
 using policy_replies::with_port;
 
 namespace {
-
-constexpr std::uint32_t MAX_SCHEDULE_MODE = 4;
-constexpr std::uint32_t MAX_SCHEDULE_ALGORITHM = 3;
 
 // What the table has for each key; queue 0 for a key that it has not.
 void append_queues(const PolicyConfig& config,

@@ -1,5 +1,6 @@
 // What the target hears of the rest of the switch: births and deaths, card
 // states, VLANs and the interface tree.
+#include "common/switch_vocabulary.h"
 #include "common/well_known_names.h"
 #include "policy/command/policy_replies.h"
 #include "policy/command/xrl_policy_target.h"
@@ -15,16 +16,6 @@ XrlCmdError done_or_told_again(int result) {
   if (result == 0) return XrlCmdError::OKAY();
   return XrlCmdError(XrlError::INTERNAL_ERROR(policy_replies::OUT_OF_MEMORY));
 }
-
-// Card states.
-constexpr std::uint32_t CARD_UP = 7;
-constexpr bool is_card_gone(std::uint32_t card_state) {
-  return card_state == 0 || card_state == 8 || card_state == 9;
-}
-
-// VLAN events.
-constexpr std::uint32_t VLAN_DELETED = 0;
-constexpr std::uint32_t VLAN_CREATED = 1;
 
 }  // namespace
 
@@ -51,7 +42,7 @@ XrlCmdError XrlPolicyTarget::finder_event_observer_0_1_xrl_target_death(
 
 XrlCmdError XrlPolicyTarget::card_state_observer_0_1_card_state_change(std::uint32_t card_id,
                                                                        std::uint32_t card_state) {
-  if (card_state == CARD_UP) {
+  if (card_state == CARD_STATE_PRESENT) {
     return done_or_told_again(_policy_tree->set_card_up(card_id));
   }
   if (!is_card_gone(card_state)) return XrlCmdError::BAD_ARGS("card_state is bad.");

@@ -1,24 +1,16 @@
 #include "policy/store/policy_action_table.h"
 
-#include <array>
-
+#include "common/switch_vocabulary.h"
 #include "policy/store/memory_reserve.h"
 #include "policy/store/policy_rule_info.h"
 #include "policy/store/policytree.h"
-
-namespace {
-
-// The largest value of each kind.
-constexpr std::array<std::uint32_t, 3> MAX_VALUES{63, 7, 3};
-
-}  // namespace
 
 int PolicyActionTable::set_action(const PolicyBindingKey& key, std::uint32_t kind,
                                   std::uint32_t value) {
   if (_actions.contains(key)) return -1;
   PolicyRuleInfo* rule = _tree.find_rule_info(key.acl, key.rule);
   if (rule == nullptr || rule->action() != PolicyRuleInfo::ACTION_REMARKABLE) return -1;
-  if (kind >= MAX_VALUES.size() || value > MAX_VALUES[kind]) return -1;
+  if (kind >= MAX_REMARKS.size() || value > MAX_REMARKS[kind]) return -1;
   return unless_out_of_memory([&] {
     _actions.add(*rule, {kind, value});
     return 0;

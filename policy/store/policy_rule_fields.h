@@ -8,11 +8,13 @@
 #include <memory>
 #include <string_view>
 
+#include "common/switch_vocabulary.h"
+
 // What fields are made of: for each number the first value that two lists, of
 // numbers and of the values beside them, give it. Takes no memory.
 class PolicyFieldValues {
  public:
-  static constexpr std::uint32_t MAX_NUMBER = 36;
+  static constexpr std::uint32_t MAX_NUMBER = LAST_MATCH_FIELD;
 
   // None.
   PolicyFieldValues() = default;

@@ -1,7 +1,6 @@
 #include "policy/store/policyconfig.h"
 
 #include <algorithm>
-#include <array>
 
 #include "framework/base/xlog.h"
 #include "policy/store/policy_node.h"
@@ -20,26 +19,20 @@ PolicyConfig::~PolicyConfig() {
 }
 
 void PolicyConfig::fill_cos_mapping() {
-  // Priorities 1 and 2 are background traffic and go below priority 0, best
-  // effort.
-  constexpr std::array<std::uint32_t, 8> QUEUES{2, 0, 1, 3, 4, 5, 6, 7};
-  for (std::uint32_t priority = 0; priority < QUEUES.size(); ++priority) {
-    _cos_mapping.set(priority, QUEUES[priority]);
+  for (std::uint32_t priority = 0; priority <= MAX_PRIORITY; ++priority) {
+    _cos_mapping.set(priority, DEFAULT_COS_MAPPING[priority]);
   }
 }
 
 void PolicyConfig::fill_dscp_queue() {
   // DSCP 63 has no entry on purpose: it cannot be set, and reads as queue 0.
-  constexpr std::uint32_t LAST_DSCP = 62;
-  constexpr std::uint32_t DSCPS_PER_QUEUE = 8;
-  for (std::uint32_t dscp = 0; dscp <= LAST_DSCP; ++dscp) {
-    _dscp_queue.set(dscp, dscp / DSCPS_PER_QUEUE);
+  for (std::uint32_t dscp = 0; dscp < MAX_DSCP; ++dscp) {
+    _dscp_queue.set(dscp, dscp / DEFAULT_DSCPS_PER_QUEUE);
   }
 }
 
 void PolicyConfig::fill_priority_queue() {
-  constexpr std::uint32_t LAST_PRIORITY = 7;
-  for (std::uint32_t priority = 0; priority <= LAST_PRIORITY; ++priority) {
+  for (std::uint32_t priority = 0; priority <= MAX_PRIORITY; ++priority) {
     _priority_queue.set(priority, priority);
   }
 }

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "common/switch_vocabulary.h"
 #include "policy/store/policytree.h"
 #include "policy/store/queue_table.h"
 
@@ -23,7 +24,7 @@ class PolicyNode;
 
 class PolicyConfig {
  public:
-  static constexpr std::size_t QUEUE_WEIGHTS = 4;
+  static constexpr std::size_t QUEUE_WEIGHTS = DEFAULT_QUEUE_WEIGHTS.size();
 
   // The defaults; not started. `node` owns the store and outlives it.
   explicit PolicyConfig(PolicyNode& node);
@@ -81,6 +82,6 @@ class PolicyConfig {
   QueueTable _cos_mapping;     // priority -> queue, as programmed on the line cards
   QueueTable _dscp_queue;      // DSCP 0..62 -> queue
   QueueTable _priority_queue;  // priority 0..7 -> queue
-  std::array<std::uint32_t, QUEUE_WEIGHTS> _queue_weights{12, 8, 4, 1};
+  std::array<std::uint32_t, QUEUE_WEIGHTS> _queue_weights = DEFAULT_QUEUE_WEIGHTS;
   std::uint32_t _schedule_algorithm = 0;
 };

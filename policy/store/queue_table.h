@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "common/switch_vocabulary.h"
+
 class QueueTable {
  public:
-  static constexpr std::uint32_t MAX_KEY = 63;
+  static constexpr std::uint32_t MAX_KEY = MAX_DSCP;
 
   // Without an entry.
   QueueTable() = default;

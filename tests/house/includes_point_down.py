@@ -19,7 +19,7 @@ LAYERS = {
     "framework/finder": ROUTER,
     "framework/xrlgen": [],
     # What a platform shows to policyd; policyd itself knows only its client side.
-    "platform/managers": PLATFORM,
+    "platform/managers": ["common", *PLATFORM],
     "platform": ROUTER,
     "common": ["framework/base"],
     # What policyd answers, generated for those who ask it as well.
