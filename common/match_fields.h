@@ -30,7 +30,7 @@ struct MatchField {
   std::string_view name;  // lower case, hyphenated
   MatchSyntax syntax;
   std::uint32_t lowest;    // of NUMBER and RANGE
-  std::uint32_t highest;   // likewise
+  std::uint32_t highest;   // of NUMBER and RANGE
   std::string_view words;  // of WORD, joined by '|'
   std::string_view help;   // what of a packet it looks at
   std::string_view example;

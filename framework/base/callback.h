@@ -35,6 +35,8 @@ class Lifeline {
   ref_ptr<Token> _token;
 };
 
+// What runs once for each dispatch(), and answers what the function answers. One that
+// belongs to a Lifeline answers nothing.
 template <typename R, typename... Args>
 class XorpCallback : public RefCounted {
  public:

@@ -14,6 +14,7 @@
 
 class EpollKernel final : public Kernel {
  public:
+  // Ends the process when the machine has no descriptors left for it.
   EpollKernel();
   ~EpollKernel() override;
   EpollKernel(const EpollKernel&) = delete;

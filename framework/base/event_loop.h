@@ -101,6 +101,7 @@ class Watch {
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
 
+  // What it is watched for from now on; NONE lets it rest.
   void set_interest(IoInterest interest);
   [[nodiscard]] IoInterest interest() const { return _interest; }
   [[nodiscard]] int fd() const { return _fd; }
@@ -121,12 +122,14 @@ class Deferred {
  public:
   using Callback = std::function<void()>;
 
+  // Not scheduled.
   Deferred(EventLoop& loop, Callback callback);
   ~Deferred();
   Deferred(const Deferred&) = delete;
   Deferred& operator=(const Deferred&) = delete;
 
   void schedule();
+  // Does nothing when not scheduled.
   void cancel();
   [[nodiscard]] bool is_scheduled() const { return _scheduled; }
 

@@ -34,7 +34,8 @@ struct IPv6 {
   std::array<std::uint8_t, 16> bytes{};  // network order
   // RFC 5952 text.
   [[nodiscard]] std::string str() const;
-  // Any RFC 4291 text form, without zone.
+  // Any RFC 4291 text form, without zone; answers false and leaves `out` alone for
+  // anything else.
   [[nodiscard]] static bool parse(std::string_view text, IPv6& out);
   auto operator<=>(const IPv6&) const = default;
 };
@@ -43,7 +44,8 @@ struct Mac {
   std::array<std::uint8_t, 6> bytes{};
   // Lower-case hexadecimal pairs joined by colons.
   [[nodiscard]] std::string str() const;
-  // Six pairs of hexadecimal digits joined by colons.
+  // Six pairs of hexadecimal digits joined by colons; answers false and leaves `out`
+  // alone for anything else.
   [[nodiscard]] static bool parse(std::string_view text, Mac& out);
   auto operator<=>(const Mac&) const = default;
 };

@@ -52,8 +52,9 @@ class Profile {
   // Disabled, unlocked, empty log. Throws PVariableExists.
   void create(const std::string& name, const std::string& comment);
 
-  // PVariableLocked while the log is locked.
+  // From now on log() appends. PVariableLocked while the log is locked.
   void enable(const std::string& name);
+  // From now on log() drops what it is given; the entries stay, locked or not.
   void disable(const std::string& name);
   // PVariableLocked while the log is locked. Empties the log.
   void clear(const std::string& name);

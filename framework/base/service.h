@@ -35,7 +35,8 @@ class ServiceBase {
   ServiceBase(const ServiceBase&) = delete;
   ServiceBase& operator=(const ServiceBase&) = delete;
 
-  // 0 when the service started or was told to; -1 otherwise.
+  // Begins to start, or to stop. 0 when that is done or under way, -1 when it is
+  // refused; status() tells how far it is.
   virtual int startup() = 0;
   virtual int shutdown() = 0;
 

@@ -18,6 +18,8 @@ class AllowList {
   // changes, for anything else.
   [[nodiscard]] bool add(std::string_view net);
 
+  // Whether the host is this one or of a net that was added. Of `peer` its family
+  // and host count.
   [[nodiscard]] bool allows(const NetAddress& peer) const;
 
  private:

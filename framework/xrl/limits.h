@@ -51,22 +51,24 @@ inline constexpr std::size_t MAX_PEERS = 512;
 // Requests to one peer that await a reply; past it send() answers false.
 inline constexpr std::size_t MAX_REQUESTS_IN_FLIGHT = 65536;
 // Requests to one peer from the oldest that awaits a reply to the youngest,
-// those between that were answered included; likewise. A peer that leaves one
-// unanswered while it answers the rest is behind it.
+// those between that were answered included; past it send() answers false. A peer
+// that leaves one unanswered while it answers the rest is behind it.
 inline constexpr std::size_t MAX_REQUESTS_SPANNED = 1U << 20U;
-// Bytes of requests to one peer that wait to be written; likewise. To the
-// finder: of all arguments that await an answer, as they may have to go again.
+// Bytes of requests to one peer that wait to be written; past it send() answers
+// false. To the finder: of all arguments that await an answer, as they may have to
+// go again.
 inline constexpr std::size_t MAX_REQUEST_BYTES_QUEUED = 32U << 20U;
-// Requests to the finder that await an answer; likewise. As many again are kept
-// for what a session begins with; past that the session ends and begins anew.
+// Requests to the finder that await an answer; past it send() answers false. As
+// many again are kept for what a session begins with; past that the session ends
+// and begins anew.
 inline constexpr std::size_t MAX_FINDER_REQUESTS = 4096;
 // Bytes of replies to one peer that wait to be written; past it no further
 // request of that peer is read until it reads its replies.
 inline constexpr std::size_t REPLY_BYTES_HIGH_WATER = 1U << 20U;
 // Bytes taken from one connection in one turn, so that none starves others.
 inline constexpr std::size_t MAX_READ_PER_TURN = 256U << 10U;
-// Time that the requests of one connection take in one turn, likewise: what
-// is left of them waits for the next turn.
+// Time that the requests of one connection take in one turn, so that none starves
+// others: what is left of them waits for the next turn.
 inline constexpr std::chrono::milliseconds MAX_TIME_PER_TURN{5};
 // Requests between two looks at the clock.
 inline constexpr unsigned REQUESTS_PER_LOOK = 16;

@@ -23,8 +23,8 @@ class Checker {
                             std::size_t depth);
   const std::uint8_t* atom(const std::uint8_t* at, const std::uint8_t* end, std::size_t depth);
 
-  // Likewise for the elements of a list, `type` NONE standing for whole atoms,
-  // which must end at `end`.
+  // Checks the elements of a list, `count` values of `type` or, where it is NONE,
+  // whole atoms, which must end at `end`. Answers `end`, or null when one is damaged.
   const std::uint8_t* elements(XrlAtomType type, std::uint32_t count, const std::uint8_t* at,
                                const std::uint8_t* end, std::size_t depth);
 

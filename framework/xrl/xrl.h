@@ -13,6 +13,7 @@ struct Xrl {
   std::string method;  // "INTERFACE/VERSION/METHOD"
   XrlArgs args;
 
+  // The textual form; target and method as they are.
   [[nodiscard]] std::string str() const;
   // Inverse of str(). Throws XrlParseError.
   [[nodiscard]] static Xrl parse(std::string_view text);

@@ -30,6 +30,7 @@ class XrlArgsWriter {
   explicit XrlArgsWriter(ByteBuffer& to, bool* past_limit = nullptr)
       : _to(&to), _past_limit(past_limit) {}
 
+  // Each appends one argument behind those before it.
   void u32(std::string_view name, std::uint32_t value) { fixed(name, value); }
   void i32(std::string_view name, std::int32_t value) { fixed(name, value); }
   void u64(std::string_view name, std::uint64_t value) { fixed(name, value); }
@@ -87,6 +88,7 @@ class XrlArgsWriter {
 // frame.
 class XrlArgsReader {
  public:
+  // The bytes must stay as long as the reader and what it lent.
   explicit XrlArgsReader(std::span<const std::uint8_t> args)
       : _begin(args.data()), _at(args.data()), _end(args.data() + args.size()) {}
 
@@ -178,7 +180,8 @@ class XrlArgsReader {
   [[nodiscard]] static bool is_sound(const std::uint8_t* value) {
     return !std::is_same_v<Value, bool> || wire_layout::is_bool(*value);
   }
-  // Where the value asked for is, likewise; null when it cannot be had.
+  // Where the value asked for is, stepping over it when it is at the cursor and
+  // searching for it otherwise; null when it cannot be had.
   const std::uint8_t* counted(XrlAtomType type, std::string_view name) {
     const std::uint8_t* value = next(type, name, wire_layout::LENGTH_BYTES);
     if (value == nullptr) [[unlikely]]

@@ -103,6 +103,7 @@ class XrlAtom {
   [[nodiscard]] const Binary& binary() const;
   [[nodiscard]] const XrlAtomList& list() const;
 
+  // The textual form.
   [[nodiscard]] std::string str() const;
   // Inverse of str(). Throws XrlParseError.
   [[nodiscard]] static XrlAtom parse(std::string_view text);

@@ -18,6 +18,7 @@
 class XrlAtomList {
  public:
   XrlAtomList() = default;
+  // A copy owns its bytes; what was moved from is empty.
   XrlAtomList(const XrlAtomList& other);
   XrlAtomList(XrlAtomList&& other) noexcept;
   XrlAtomList& operator=(const XrlAtomList& other);

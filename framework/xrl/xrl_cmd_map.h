@@ -50,6 +50,7 @@ class XrlCmdMap {
   // Takes back every method of `target`.
   void remove_handlers(void* target);
 
+  // Null when there is none; lives until the handlers of its target are removed.
   [[nodiscard]] const Command* find(std::string_view method) const;
   // In the order they were added, those of keep_last() behind all others.
   [[nodiscard]] const std::vector<std::unique_ptr<Command>>& commands() const { return _commands; }

@@ -32,7 +32,10 @@ enum class XrlErrorCode : std::uint32_t {
 // Two errors are equal when their codes are; the note is for people.
 class XrlError {
  public:
+  // OKAY.
   XrlError() = default;
+  // `note` says in a sentence what was refused and why; it goes to the caller as it
+  // is.
   explicit XrlError(XrlErrorCode code, std::string note = {})
       : _code(code), _note(std::move(note)) {}
 

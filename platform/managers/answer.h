@@ -6,6 +6,7 @@
 #include "framework/xrl/xrl_error.h"
 #include "platform/managers/refusal.h"
 
+// OKAY for what was done, otherwise COMMAND_FAILED with the refusal.
 [[nodiscard]] inline XrlCmdError answer(Refusal refusal) {
   return refusal.empty() ? XrlCmdError::OKAY() : XrlCmdError::COMMAND_FAILED(std::string(refusal));
 }

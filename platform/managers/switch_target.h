@@ -46,6 +46,7 @@ class SwitchTarget {
 template <typename TargetBase>
 class CommonHandlers : public TargetBase {
  public:
+  // Adds the target's methods to `cmds`, which must outlive it.
   CommonHandlers(XrlCmdMap* cmds, const SwitchProcess& process)
       : TargetBase(cmds), _process(process.name) {}
 

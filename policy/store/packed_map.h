@@ -86,6 +86,7 @@ class PackedMap {
     return true;
   }
 
+  // Destroys all values and gives their memory back.
   void clear() noexcept {
     _first = Run();
     _others = std::vector<Run>();

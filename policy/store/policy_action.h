@@ -4,8 +4,8 @@
 #include <cstdint>
 
 struct PolicyAction {
-  std::uint32_t kind = 0;
-  std::uint32_t value = 0;
+  std::uint32_t kind = 0;   // as set_action() of a PolicyActionTable takes it
+  std::uint32_t value = 0;  // at most MAX_REMARKS[kind]
 
   bool operator==(const PolicyAction&) const = default;
 };

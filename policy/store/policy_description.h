@@ -10,6 +10,7 @@
 
 class PolicyDescription {
  public:
+  // Empty at first. Holds until it is set.
   [[nodiscard]] std::string_view text() const {
     return _text ? std::string_view(*_text) : std::string_view();
   }

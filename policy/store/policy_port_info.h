@@ -10,11 +10,13 @@
 class PolicyPortInfo : public PolicyInfo {
  public:
   // Its card is the one its name tells, not ready; a member of no aggregate.
+  // The tree must outlive the record.
   PolicyPortInfo(PolicyTree& tree, std::string name);
 
   [[nodiscard]] const std::string& name() const { return std::get<std::string>(record_name()); }
 
-  // -1, and nothing changes, when memory runs out.
+  // Whether the port is a member of an aggregate, and of which, as the interface
+  // manager tells it. -1, and nothing changes, when memory runs out.
   [[nodiscard]] int set_lag(bool member, std::string_view lag);
 
   std::uint32_t card_id;

@@ -36,6 +36,7 @@ class PolicyRuleInfo {
   [[nodiscard]] PolicyAclInfo& acl() const { return *_acl; }
   [[nodiscard]] std::uint32_t id() const { return _id; }
   [[nodiscard]] std::uint32_t action() const { return _action; }
+  // Its ACL's number and its own.
   [[nodiscard]] PolicyBindingKey key() const;
 
   // Replaces all fields: number `flags[i]` (0..36) has the value `values[i]`,

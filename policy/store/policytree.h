@@ -32,6 +32,7 @@ class PolicyVlanInfo;
 
 class PolicyTree {
  public:
+  // Empty, with no card up.
   PolicyTree();
   virtual ~PolicyTree();
   PolicyTree(const PolicyTree&) = delete;
@@ -59,7 +60,8 @@ class PolicyTree {
   // order of name or, when no port does, the first such VLAN in ascending
   // order of id.
   [[nodiscard]] bool is_acl_used(std::uint32_t id) const;
-  // The same of one rule, without a word. False when it does not exist.
+  // Whether the filters or the actions of any port or VLAN name the rule; logs
+  // nothing. False when it does not exist.
   [[nodiscard]] bool is_rule_used(std::uint32_t acl, std::uint32_t rule) const;
 
   // The new record is ready when its card is up. -1 when there is one already.

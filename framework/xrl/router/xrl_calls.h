@@ -21,6 +21,8 @@ class XrlCalls {
   // What calls that no reply finished in time are answered with.
   using TimeoutError = std::function<XrlError()>;
 
+  // Fails a call that no reply finished within `timeout` of its add(). The loop must
+  // outlive it.
   XrlCalls(EventLoop& loop, Duration timeout, TimeoutError timeout_error);
   XrlCalls(const XrlCalls&) = delete;
   XrlCalls& operator=(const XrlCalls&) = delete;
@@ -32,8 +34,8 @@ class XrlCalls {
   [[nodiscard]] std::size_t span() const { return _next - _first; }
   [[nodiscard]] bool is_pending(std::uint32_t sequence) const;
 
-  // False when no such call is pending. The callback may add further calls,
-  // or destroy this object.
+  // Delivers a reply, or an error without results. False when no such call is
+  // pending. The callback may add further calls, or destroy this object.
   bool finish(std::uint32_t sequence, const XrlError& error, XrlArgsReader& results);
   bool fail(std::uint32_t sequence, const XrlError& error);
   // Finishes those that are pending now, in order.

@@ -47,6 +47,7 @@ class XrlListener : private XrlConnection::Delegate {
   };
   [[nodiscard]] static Options default_options();
 
+  // Listens nowhere yet. Loop, dispatcher and observer must outlive it.
   XrlListener(EventLoop& loop, XrlDispatcher& dispatcher, Options options,
               Observer* observer = nullptr);
   ~XrlListener() override;
