@@ -5,6 +5,10 @@
 namespace xrl_frame {
 namespace {
 
+// Of the body of a hello: the magic, the version, and then the texts.
+constexpr std::size_t VERSION_AT = 4;
+constexpr std::size_t HELLO_FIXED_BYTES = VERSION_AT + 2;
+
 void append_short_text(ByteBuffer& out, std::string_view text) {
   text = text.substr(0, MAX_HELLO_TEXT);
   const auto length = static_cast<std::uint8_t>(text.size());
@@ -24,10 +28,10 @@ bool take_short_text(std::span<const std::uint8_t>& bytes, std::string& text) {
 
 void append_hello(ByteBuffer& out, const Hello& hello) {
   const std::size_t start = out.size();
-  std::uint8_t head[LENGTH_BYTES + 1 + 4 + 2];
-  head[4] = static_cast<std::uint8_t>(Kind::HELLO);
-  store_u32(head + 5, MAGIC);
-  store_u16(head + 9, VERSION);
+  std::uint8_t head[BODY_AT + HELLO_FIXED_BYTES];
+  head[KIND_AT] = static_cast<std::uint8_t>(Kind::HELLO);
+  store_u32(head + BODY_AT, MAGIC);
+  store_u16(head + BODY_AT + VERSION_AT, VERSION);
   out.append(head, sizeof head);
   append_short_text(out, hello.instance);
   append_short_text(out, hello.cookie);
@@ -35,10 +39,10 @@ void append_hello(ByteBuffer& out, const Hello& hello) {
 }
 
 std::string parse_hello(std::span<const std::uint8_t> body, Hello& hello) {
-  if (body.size() < 6 || load_u32(body.data()) != MAGIC) return "not an XRL peer";
-  const std::uint16_t version = load_u16(body.data() + 4);
+  if (body.size() < HELLO_FIXED_BYTES || load_u32(body.data()) != MAGIC) return "not an XRL peer";
+  const std::uint16_t version = load_u16(body.data() + VERSION_AT);
   if (version != VERSION) return "unknown wire version " + std::to_string(version);
-  body = body.subspan(6);
+  body = body.subspan(HELLO_FIXED_BYTES);
   if (!take_short_text(body, hello.instance) || !take_short_text(body, hello.cookie) ||
       !body.empty()) {
     return "damaged handshake";

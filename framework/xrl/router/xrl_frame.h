@@ -28,8 +28,14 @@ inline constexpr std::uint32_t MAGIC = 0x58524c57;  // "XRLW"
 inline constexpr std::uint16_t VERSION = 1;
 
 inline constexpr std::size_t LENGTH_BYTES = 4;
-inline constexpr std::size_t REQUEST_HEAD = LENGTH_BYTES + 1 + 4 + sizeof(XrlKey);
-inline constexpr std::size_t REPLY_HEAD = LENGTH_BYTES + 1 + 4 + 4;
+// Where the fields of a frame lie.
+inline constexpr std::size_t KIND_AT = LENGTH_BYTES;
+inline constexpr std::size_t BODY_AT = KIND_AT + 1;
+inline constexpr std::size_t SEQUENCE_BYTES = 4;
+inline constexpr std::size_t KEY_AT = BODY_AT + SEQUENCE_BYTES;
+inline constexpr std::size_t CODE_AT = BODY_AT + SEQUENCE_BYTES;
+inline constexpr std::size_t REQUEST_HEAD = KEY_AT + sizeof(XrlKey);
+inline constexpr std::size_t REPLY_HEAD = CODE_AT + 4;
 inline constexpr std::size_t MAX_HELLO_TEXT = 255;
 
 struct Hello {
@@ -57,13 +63,15 @@ void append_hello(ByteBuffer& out, const Hello& hello);
 
 // False when the body is too short to be one.
 [[nodiscard]] inline bool parse_request(std::span<const std::uint8_t> body, Request& request) {
-  if (body.size() < 4 + sizeof(XrlKey)) return false;
-  request = {load_u32(body.data()), body.data() + 4, body.subspan(4 + sizeof(XrlKey))};
+  if (body.size() < REQUEST_HEAD - BODY_AT) return false;
+  request = {load_u32(body.data()), body.data() + (KEY_AT - BODY_AT),
+             body.subspan(REQUEST_HEAD - BODY_AT)};
   return true;
 }
 [[nodiscard]] inline bool parse_reply(std::span<const std::uint8_t> body, Reply& reply) {
-  if (body.size() < 8) return false;
-  reply = {load_u32(body.data()), load_u32(body.data() + 4), body.subspan(8)};
+  if (body.size() < REPLY_HEAD - BODY_AT) return false;
+  reply = {load_u32(body.data()), load_u32(body.data() + (CODE_AT - BODY_AT)),
+           body.subspan(REPLY_HEAD - BODY_AT)};
   return true;
 }
 
@@ -79,9 +87,9 @@ inline void append_request(ByteBuffer& out, std::uint32_t sequence, const XrlKey
   const std::size_t size = REQUEST_HEAD + args.size();
   std::uint8_t* at = out.reserve(size);
   store_u32(at, static_cast<std::uint32_t>(size - LENGTH_BYTES));
-  at[4] = static_cast<std::uint8_t>(Kind::REQUEST);
-  store_u32(at + 5, sequence);
-  std::memcpy(at + 9, key.data(), key.size());
+  at[KIND_AT] = static_cast<std::uint8_t>(Kind::REQUEST);
+  store_u32(at + BODY_AT, sequence);
+  std::memcpy(at + KEY_AT, key.data(), key.size());
   if (!args.empty()) std::memcpy(at + REQUEST_HEAD, args.data(), args.size());
   out.commit(size);
 }
@@ -98,9 +106,9 @@ inline void end_reply(ByteBuffer& out, std::size_t start, std::uint32_t sequence
                       XrlErrorCode code) {
   std::uint8_t* at = out.data() + start;
   store_u32(at, static_cast<std::uint32_t>(out.size() - start - LENGTH_BYTES));
-  at[4] = static_cast<std::uint8_t>(Kind::REPLY);
-  store_u32(at + 5, sequence);
-  store_u32(at + 9, static_cast<std::uint32_t>(code));
+  at[KIND_AT] = static_cast<std::uint8_t>(Kind::REPLY);
+  store_u32(at + BODY_AT, sequence);
+  store_u32(at + CODE_AT, static_cast<std::uint32_t>(code));
 }
 void append_error_reply(ByteBuffer& out, std::uint32_t sequence, const XrlError& error);
 
