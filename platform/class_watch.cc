@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "framework/base/xlog.h"
+#include "framework/xrl/finder_constants.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_sender.h"
@@ -29,7 +30,8 @@ ClassWatch::ClassWatch(EventLoop& loop, XrlSender& sender, std::string requester
 
 void ClassWatch::ask() {
   const bool sent = XrlFinderEventNotifierV0p1Client(&_sender).send_register_class_event_interest(
-      "finder", _requester_instance, _class_name, callback(_lifeline, this, &ClassWatch::answered));
+      FinderConstants::FINDER_TARGET(), _requester_instance, _class_name,
+      callback(_lifeline, this, &ClassWatch::answered));
   if (sent) {
     _asked = true;
   } else {
@@ -52,5 +54,6 @@ void ClassWatch::withdraw() {
   // The finder takes our requests in the order sent, so an answer that is still
   // to come changes nothing. One that cannot be sent ends with the target.
   static_cast<void>(XrlFinderEventNotifierV0p1Client(&_sender).send_deregister_class_event_interest(
-      "finder", _requester_instance, _class_name, callback(_lifeline, [](const XrlError&) {})));
+      FinderConstants::FINDER_TARGET(), _requester_instance, _class_name,
+      callback(_lifeline, [](const XrlError&) {})));
 }

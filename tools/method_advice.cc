@@ -1,6 +1,7 @@
 #include "tools/method_advice.h"
 
 #include "framework/base/quoted.h"
+#include "framework/xrl/finder_constants.h"
 #include "framework/xrl/interfaces/finder_xif.h"
 #include "framework/xrl/nearest_name.h"
 
@@ -55,7 +56,8 @@ void explain_missing_method(XrlSender& sender, const Xrl& request, const XrlErro
     }
     explained(advice.empty() ? refusal : XrlError(refusal.code(), advice));
   };
-  if (!finder.send_get_methods("finder", request.target, callback(methods_known))) {
+  if (!finder.send_get_methods(FinderConstants::FINDER_TARGET(), request.target,
+                               callback(methods_known))) {
     explained(refusal);
   }
 }

@@ -9,10 +9,11 @@
 #include "framework/base/exceptions.h"
 #include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
+#include "framework/xrl/finder_constants.h"
 
 namespace {
 
-constexpr const char* FINDER = "finder";
+constexpr const char* FINDER = FinderConstants::FINDER_TARGET();
 constexpr const char* OUT_OF_MEMORY = "out of memory";
 constexpr std::string_view TARGET_DIED_METHOD = "finder_client/0.1/target_died";
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "framework/base/xlog.h"
+#include "framework/xrl/finder_constants.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
 #include "framework/xrl/interfaces/finder_session_tgt.h"
 #include "framework/xrl/interfaces/finder_xif.h"
@@ -11,7 +12,7 @@
 
 namespace {
 
-constexpr std::string_view FINDER = "finder";
+constexpr std::string_view FINDER = FinderConstants::FINDER_TARGET();
 constexpr std::string_view REGISTER_INTEREST =
     "finder_event_notifier/0.1/register_class_event_interest";
 constexpr std::string_view DEREGISTER_INTEREST =

@@ -5,6 +5,7 @@
 #include "framework/base/exceptions.h"
 #include "framework/base/hex.h"
 #include "framework/base/xlog.h"
+#include "framework/xrl/finder_constants.h"
 #include "framework/xrl/limits.h"
 #include "framework/xrl/router/cookie.h"
 #include "framework/xrl/router/xrl_statistics_target.h"
@@ -59,7 +60,8 @@ bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlRep
     return false;
   }
   if (target.size() > xrl_limits::MAX_TARGET_NAME_BYTES) return false;
-  if (target == "finder") return _finder->send(method, _args.bytes(), std::move(reply));
+  if (target == FinderConstants::FINDER_TARGET())
+    return _finder->send(method, _args.bytes(), std::move(reply));
   XrlPeer* const peer = peer_for(target);
   return peer != nullptr && peer->send(method, _args.bytes(), std::move(reply));
 }
