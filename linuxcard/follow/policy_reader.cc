@@ -33,13 +33,18 @@ bool read_remarks(const XrlAtomList& acls, const XrlAtomList& rules, const XrlAt
   return true;
 }
 
-bool read_rule(std::uint32_t action, const XrlAtomList& flags, const XrlAtomList& values,
-               PolicyRule& rule) {
-  if (flags.size() != values.size() || action > 1) return false;
-  rule.action = action == 1 ? RuleAction::PERMIT : RuleAction::DENY;
+// Null when it makes no sense.
+std::shared_ptr<const PolicyRule> read_rule(RuleKey key, std::uint32_t action,
+                                            const XrlAtomList& flags, const XrlAtomList& values) {
+  if (flags.size() != values.size() || action > 1) return nullptr;
+  auto rule = std::make_shared<PolicyRule>();
+  rule->key = key;
+  rule->action = action == 1 ? RuleAction::PERMIT : RuleAction::DENY;
   std::size_t i = 0;
-  for (const std::string_view value : values.texts()) rule.fields.emplace(flags.u32_at(i++), value);
-  return true;
+  for (const std::string_view value : values.texts()) {
+    rule->fields.emplace(flags.u32_at(i++), value);
+  }
+  return rule;
 }
 
 }  // namespace
@@ -179,7 +184,6 @@ void PolicyReader::ask_for_rules() {
     for (const RuleKey key : bindings.filters) {
       const auto [rule, added] = _snapshot->rules.try_emplace(key);
       if (!added) continue;
-      rule->second.key = key;
       const auto known = before_hold ? _before->rules.find(key) : _before->rules.end();
       if (before_hold && known != _before->rules.end()) {
         rule->second = known->second;
@@ -270,8 +274,10 @@ bool PolicyReader::ask_rule(RuleKey key) {
       callback(*_reading, [this, key](const XrlError& error, const std::uint32_t* action,
                                       const std::string_view* /*description*/,
                                       const XrlAtomList* flags, const XrlAtomList* values) {
-        if (take(error) && !read_rule(*action, *flags, *values, _snapshot->rules[key])) {
-          _failed = true;
+        if (take(error)) {
+          auto rule = read_rule(key, *action, *flags, *values);
+          _failed = _failed || rule == nullptr;
+          _snapshot->rules[key] = std::move(rule);
         }
         answered();
       }));

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,9 @@ struct PolicySnapshot {
   std::uint64_t serial = 0;  // of statistics/0.1/get_changes
   std::map<std::string, PolicyBindings, std::less<>> ports;
   std::map<std::uint16_t, PolicyBindings> vlans;
-  // Every rule that is bound somewhere, without a remark.
-  std::map<RuleKey, PolicyRule> rules;
+  // Every rule that is bound somewhere, without a remark; shared with other snapshots of
+  // the same policyd.
+  std::map<RuleKey, std::shared_ptr<const PolicyRule>> rules;
   std::map<std::string, PolicyTimeRangeValues, std::less<>> time_ranges;
 
   // No rule is bound anywhere.

@@ -18,7 +18,7 @@ class Lists {
     auto list = std::make_shared<RuleList>();
     list->reserve(bindings.filters.size());
     for (const RuleKey key : bindings.filters) {
-      list->push_back(_snapshot.rules.at(key));
+      list->push_back(*_snapshot.rules.at(key));
       const auto remark = bindings.remarks.find(key);
       if (remark != bindings.remarks.end()) list->back().remark = remark->second;
     }

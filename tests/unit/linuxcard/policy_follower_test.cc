@@ -84,6 +84,12 @@ class Policy : public testing::Test {
   void expect_filters(const std::string& port, const std::string& filters) {
     settle([&] { return data_path.filters_of(port) == filters; });
   }
+  // Rule 1 of ACL 10 on port 1/1/1.
+  void enforce_one_rule() {
+    make_rules();
+    EXPECT_EQ(bind("1/1/1", "1"), "100 ");
+    expect_filters("1/1/1", "10/1");
+  }
   void quiet(Duration time_of_day = seconds(1)) { world.run_for(time_of_day); }
 
   TemporaryFolder folder;
@@ -142,9 +148,7 @@ TEST_F(Policy, NothingIsAskedOfTheDataPathWhileNothingChanges) {
 }
 
 TEST_F(Policy, ARuleThatWasMadeAnewBetweenTwoLooksIsReadAnew) {
-  make_rules();
-  EXPECT_EQ(bind("1/1/1", "1"), "100 ");
-  expect_filters("1/1/1", "10/1");
+  enforce_one_rule();
   EXPECT_EQ(policy("delete_port_packet_filter?ifname:txt=1/1/1&acl:u32=10&rule:u32=1"), "100 ");
   EXPECT_EQ(policy("delete_rule?acl:u32=10&rule:u32=1"), "100 ");
   EXPECT_EQ(policy("create_rule?acl:u32=10&rule:u32=1&action:u32=0&flags:list=&values:list="),
@@ -164,9 +168,7 @@ TEST_F(Policy, LineCardMapsReachTheDataPath) {
 }
 
 TEST_F(Policy, APortsLinkIsFollowedWhenAnotherTakesItsName) {
-  make_rules();
-  EXPECT_EQ(bind("1/1/1", "1"), "100 ");
-  expect_filters("1/1/1", "10/1");
+  enforce_one_rule();
   kernel.rename("swp1", "old");
   kernel.rename("swp2", "swp1");
   quiet();
@@ -177,9 +179,7 @@ TEST_F(Policy, APortsLinkIsFollowedWhenAnotherTakesItsName) {
 
 TEST_F(Policy, StaysWhileNoPolicydLives) {
   LogCapture log;
-  make_rules();
-  EXPECT_EQ(bind("1/1/1", "1"), "100 ");
-  expect_filters("1/1/1", "10/1");
+  enforce_one_rule();
   policyd.reset();
   quiet(seconds(300));
   EXPECT_EQ(data_path.filters_of("1/1/1"), "10/1");
@@ -188,9 +188,7 @@ TEST_F(Policy, StaysWhileNoPolicydLives) {
 
 TEST_F(Policy, OfAPolicydThatBeganFromItsDefaultsIsTakenOnceItWasConfigured) {
   LogCapture log;
-  make_rules();
-  EXPECT_EQ(bind("1/1/1", "1"), "100 ");
-  expect_filters("1/1/1", "10/1");
+  enforce_one_rule();
   policyd.reset();
   quiet();
   start_policyd();
@@ -210,9 +208,7 @@ TEST_F(Policy, OfAPolicydThatBeganFromItsDefaultsIsTakenOnceItWasConfigured) {
 
 TEST_F(Policy, OfAPolicydThatNobodyConfiguresIsTakenAfterTheHold) {
   LogCapture log;
-  make_rules();
-  EXPECT_EQ(bind("1/1/1", "1"), "100 ");
-  expect_filters("1/1/1", "10/1");
+  enforce_one_rule();
   policyd.reset();
   quiet();
   start_policyd();
@@ -224,9 +220,7 @@ TEST_F(Policy, OfAPolicydThatNobodyConfiguresIsTakenAfterTheHold) {
 
 TEST_F(Policy, IsTakenAtOnceFromTheSamePolicydAfterARestartOfLinuxcard) {
   LogCapture log;
-  make_rules();
-  EXPECT_EQ(bind("1/1/1", "1"), "100 ");
-  expect_filters("1/1/1", "10/1");
+  enforce_one_rule();
   card.reset();
   data_path.policies.clear();
   quiet();
