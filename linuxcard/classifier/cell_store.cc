@@ -36,7 +36,9 @@ void CellStore::Index::insert(std::uint64_t hash, std::uint32_t reference) {
   _slots[at] = {hash, reference};
 }
 
-CellStore::CellStore(std::size_t limit) : _limit(limit), _cells(FIRST_CELL) {}
+CellStore::CellStore(std::size_t limit, std::size_t likely) : _limit(limit), _cells(FIRST_CELL) {
+  _cells.reserve(std::min(limit, likely));
+}
 
 std::uint32_t CellStore::allocate(std::size_t count) {
   const std::size_t at = _cells.size() + _cells.size() % 2;

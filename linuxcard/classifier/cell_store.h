@@ -20,8 +20,8 @@ class TablesTooLarge : public std::runtime_error {
 
 class CellStore {
  public:
-  // Holds at most `limit` cells.
-  explicit CellStore(std::size_t limit);
+  // Holds at most `limit` cells, and expects about `likely`.
+  CellStore(std::size_t limit, std::size_t likely);
 
   // The reference of `count` new cells of value 0, at an even place. Throws
   // TablesTooLarge.

@@ -16,6 +16,8 @@ constexpr std::uint32_t TIME_RANGE_FIELD = 32;
 constexpr std::uint32_t NO_POSITION = ~0U;
 // Lists with fewer addresses than this have a small first step of their table.
 constexpr std::size_t MANY_PREFIXES = 256;
+// Of one rule, and twice what most need: memory that is not used costs nothing.
+constexpr std::size_t LIKELY_CELLS = 512;
 constexpr std::uint32_t LARGE_ROOT_BITS = 16;
 constexpr std::uint32_t SMALL_ROOT_BITS = 8;
 
@@ -56,7 +58,7 @@ class Compiler {
         _conditions(std::move(conditions)),
         _words(static_cast<std::size_t>(pages_for(_rules.size())) * PAGE_WORDS),
         _position(_rules.size()),
-        _store(most_cells) {}
+        _store(most_cells, _rules.size() * LIKELY_CELLS) {}
 
   // Throws TablesTooLarge.
   [[nodiscard]] CompiledList run();

@@ -161,23 +161,39 @@ struct Packet {
   u8 tcp[2];
   u16 src_port;
   u16 dst_port;
-  u8 mac[12]; /* destination, source */
+  u8 mac[12] __attribute__((aligned(8))); /* destination, source */
 };
 
-/* Copies `size` bytes at `offset`; false when the frame ends before that. */
+/* By whole words: the kernel's machines load them from anywhere, and `to` begins at one. */
+INLINE void copy(void* to, const u8* from, u32 size) {
+#pragma clang loop unroll(full)
+  for (u32 i = 0; i < size / 8; ++i) ((u64*)to)[i] = ((const u64*)from)[i];
+  if (size & 4) *(u32*)((u8*)to + (size & ~7u)) = *(const u32*)(from + (size & ~7u));
+  if (size & 2) *(u16*)((u8*)to + (size & ~3u)) = *(const u16*)(from + (size & ~3u));
+}
+
+/* Copies `size` bytes at `offset`, an even number but for one byte, to a place for words;
+ * false when the frame ends before that. */
 INLINE int read(struct __sk_buff* skb, u32 offset, void* to, u32 size) {
   if (offset > MAX_OFFSET) return 0;
   u64 at = offset & MAX_OFFSET;
   BARRIER(at);
   const u8* from = (const u8*)(long)skb->data + (at & MAX_OFFSET);
   if (from + size <= (const u8*)(long)skb->data_end) {
-    __builtin_memcpy(to, from, size);
+    if (size == 1) {
+      *(u8*)to = *from;
+    } else {
+      copy(to, from, size);
+    }
     return 1;
   }
   return bpf_skb_load_bytes(skb, offset, to, size) == 0;
 }
 
-INLINE u16 be16(const u8* bytes) { return (u16)(bytes[0] << 8 | bytes[1]); }
+/* Of an even place. */
+INLINE u16 be16(const u8* bytes) { return bpf_ntohs(*(const u16*)bytes); }
+
+#define WORDS __attribute__((aligned(8)))
 
 INLINE int is_tag(u16 type) { return type == 0x8100 || type == 0x88a8; }
 
@@ -188,7 +204,7 @@ INLINE int is_tag(u16 type) { return type == 0x8100 || type == 0x88a8; }
 /* Ports, flags, types: what is behind the last header of IP, which ends at `end`. */
 APART int parse_transport(struct __sk_buff* skb, struct Packet* p, u32 l4, u32 end, int is_ipv6) {
   if (!p) return 0;
-  u8 head[16];
+  u8 head[16] WORDS;
   u32 room = end > l4 ? end - l4 : 0;
   switch (p->protocol) {
     case 6:
@@ -249,7 +265,7 @@ INLINE void note_length(struct __sk_buff* skb, struct Packet* p, u32 length) {
 
 APART int parse_ipv4(struct __sk_buff* skb, struct Packet* p) {
   if (!p) return 0;
-  u8 head[20];
+  u8 head[20] WORDS;
   u32 frame = skb->len;
   if (!read(skb, p->l3, head, 20)) goto unreadable;
   u32 header = (head[0] & 15) * 4;
@@ -287,7 +303,7 @@ INLINE int is_extension(u8 header) {
 
 APART int parse_ipv6(struct __sk_buff* skb, struct Packet* p) {
   if (!p) return 0;
-  u8 head[40];
+  u8 head[40] WORDS;
   u32 frame = skb->len;
   if (!read(skb, p->l3, head, 40) || head[0] >> 4 != 6) {
     p->unreadable |= OF_IPV6;
@@ -314,7 +330,7 @@ APART int parse_ipv6(struct __sk_buff* skb, struct Packet* p) {
 #pragma clang loop unroll(disable)
   for (int i = 0; i < MAX_EXTENSIONS; ++i) {
     if (!is_extension(p->protocol)) break;
-    u8 extension[8];
+    u8 extension[8] WORDS;
     if (at + 8 > end || !read(skb, at, extension, 8)) break;
     u8 kind = p->protocol;
     if (kind == 44) {
@@ -349,12 +365,13 @@ APART int parse_ipv6(struct __sk_buff* skb, struct Packet* p) {
 /* From the first type field on. */
 APART int parse_frame(struct __sk_buff* skb, struct Packet* p) {
   if (!p) return 0;
-  u8 word[8];
+  u8 word[8] WORDS;
   u32 at = 12;
   u32 tags = 0;
+  const u32 asks_macs = list.dimensions >> DIM_SRC_MAC != 0;
   p->present = ALWAYS;
   p->unreadable = 0;
-  if (!read(skb, 0, p->mac, 12) || !read(skb, at, word, 2)) {
+  if (!read(skb, at, word, 2) || (asks_macs && !read(skb, 0, p->mac, 12))) {
     p->unreadable = TAG | INNER_TAG | BEHIND_TAGS;
     return 0;
   }
@@ -456,6 +473,13 @@ INLINE u32 count_bits(u64 word) {
   return (u32)(word * 0x0101010101010101ull >> 56);
 }
 
+/* How many words of a page are stored before `word`. Mostly it is all or none. */
+INLINE u32 place_of(u32 word, u64 stored, u64 below) {
+  if (stored == 0) return 0;
+  if (stored == below) return word;
+  return count_bits(stored);
+}
+
 /* One turn of the search: the next page, and the next word of it. 1 when it is over. */
 static long look_at_word(u32 turn, void* context) {
   struct Search* s = *(struct Search**)context;
@@ -495,7 +519,7 @@ static long look_at_word(u32 turn, void* context) {
     if (d >= used) break;
     u32 page = s->page_of[d];
     LOAD(u64, some, page, return 1);
-    LOAD(u64, bits, page + 2 + 2 * count_bits(some & below), return 1);
+    LOAD(u64, bits, page + 2 + 2 * place_of(word, some & below, below), return 1);
     matching &= bits;
     if (matching == 0) return 0;
   }
