@@ -44,6 +44,7 @@ class FrameSocket {
   void send(const std::vector<std::uint8_t>& frame) const;
   // What came in and waits, with its outer tag; empty when nothing does.
   [[nodiscard]] std::vector<std::uint8_t> receive() const;
+  [[nodiscard]] int descriptor() const { return _fd; }
   // Waits until something has come in.
   void wait() const;
 
