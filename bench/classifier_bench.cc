@@ -4,11 +4,11 @@
 //   classifier_bench [ROUNDS [FRAMES [RULES...]]] [--svg FILE]
 //
 // Needs root. Each ratio is that of the fastest of ROUNDS runs of FRAMES frames with the
-// list and without, in turn: what disturbs a run only makes it slower. All rules permit, so that
-// every frame takes the same way; "first", "middle" and "last" are frames that a rule there
-// decides, "mix" changes from rule to rule. Beside the ratios: what compiling the list and
-// switching to it takes of the processor, what a list with one other rule takes, and the
-// memory.
+// list and without, in turn: what disturbs a run only makes it slower. All rules permit,
+// so that every frame takes the same way; "first", "middle" and "last" are frames made
+// for the rule there, which an earlier one may decide, "mix" changes from rule to rule.
+// Beside the ratios: what compiling the list and switching to it takes of the processor,
+// what a list with one other rule takes, and the memory.
 #include <bpf/bpf.h>
 #include <sys/socket.h>
 #include <time.h>
