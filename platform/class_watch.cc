@@ -6,6 +6,7 @@
 #include "framework/base/xlog.h"
 #include "framework/xrl/finder_constants.h"
 #include "framework/xrl/interfaces/finder_event_notifier_xif.h"
+#include "framework/xrl/limits.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_sender.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "framework/base/callback.h"
-#include "platform/retry_timer.h"
+#include "framework/base/retry_timer.h"
 
 class XrlError;
 class XrlSender;

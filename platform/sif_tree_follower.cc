@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "framework/base/callback.h"
+#include "framework/base/retry_timer.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/xrl_error.h"
 #include "framework/xrl/xrl_sender.h"
 #include "platform/interfaces/sif_xif.h"
-#include "platform/retry_timer.h"
 #include "platform/sif_tree_lists.h"
 
 // One interface manager, from its birth to its death or replacement; what

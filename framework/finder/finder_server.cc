@@ -85,6 +85,11 @@ void FinderServer::session_down(XrlConnection& connection) {
   _send_later.schedule();
 }
 
+// Else it would not hear again of what it could not take.
+void FinderServer::answered(XrlConnection& connection, const XrlError& error) {
+  if (error.code() == XrlErrorCode::INTERNAL_ERROR) connection.close("it could not take its news");
+}
+
 FinderSession FinderServer::current_session() {
   return _sessions.at(_dispatcher.current());
 }

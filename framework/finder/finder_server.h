@@ -8,7 +8,7 @@
 // itself is told follows the answer to its request. A session that does not take
 // what it is told is closed, for it would be out of step for good; when it
 // returns it registers again and hears all anew. So is one for whose news there
-// is no memory.
+// is no memory, here or, as its answer says, there.
 #pragma once
 
 #include <cstddef>
@@ -59,6 +59,7 @@ class FinderServer final : private XrlListener::Observer, private XrlFinderTarge
 
   void session_up(XrlConnection& connection) override;
   void session_down(XrlConnection& connection) override;
+  void answered(XrlConnection& connection, const XrlError& error) override;
 
   FinderSession current_session() override;
   void send_notices() override;

@@ -8,9 +8,9 @@
 #include <optional>
 #include <vector>
 
+#include "framework/base/retry_timer.h"
 #include "linuxcard/netlink/link_table.h"
 #include "linuxcard/netlink/route_socket.h"
-#include "platform/retry_timer.h"
 
 class LinkFollower {
  public:

@@ -12,7 +12,7 @@
 #include <set>
 
 #include "framework/base/callback.h"
-#include "platform/retry_timer.h"
+#include "framework/base/retry_timer.h"
 
 class XrlError;
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "platform/retry_timer.h"
+#include "framework/base/retry_timer.h"
 #include "platform/sif_mgr_if_tree.h"
 
 class PolicyTree;

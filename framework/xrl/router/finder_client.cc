@@ -41,6 +41,17 @@ bool read_resolution(std::string_view instance, const XrlAtomList& addresses,
   return true;
 }
 
+std::string class_of_interest(const FinderRequests::Request& request) {
+  XrlArgsReader args(request.args);
+  std::string_view class_name;
+  return std::string(args.text("class_name", class_name) ? class_name : std::string_view());
+}
+
+// Of the request for an interest: not now, but nothing is said against it.
+bool may_pass(const XrlError& error) {
+  return !error.reached_target() || error.code() == XrlErrorCode::INTERNAL_ERROR;
+}
+
 }  // namespace
 
 class FinderClient::Sender final : public XrlSender {
@@ -120,13 +131,13 @@ bool FinderClient::send_for(Purpose purpose, std::string_view method,
   if (!_requests.has_room(purpose, args.size())) forget_finished();
   const bool spans_too_many =
       purpose != Purpose::SESSION && _calls.span() >= xrl_limits::MAX_REQUESTS_SPANNED;
-  if (spans_too_many || !_requests.has_room(purpose, args.size())) return false;
+  const bool watches_too_many =
+      method == REGISTER_INTEREST && _interests.size() >= xrl_limits::MAX_FINDER_REQUESTS;
+  if (spans_too_many || watches_too_many || !_requests.has_room(purpose, args.size())) return false;
   const std::uint32_t sequence = _calls.add(std::move(reply));
   const Request& request =
       _requests.add(sequence, {purpose, std::string(method), {args.begin(), args.end()}});
-  if (purpose == Purpose::USER && method == DEREGISTER_INTEREST) {
-    remember_interest(request, XrlError::OKAY());
-  }
+  if (purpose == Purpose::USER) note_interest(request, sequence);
   if (_ready || (purpose == Purpose::SESSION && _connection && _connection->is_up())) {
     transmit(sequence, request);
   }
@@ -261,11 +272,21 @@ void FinderClient::become_ready() {
   _was_ready = true;
   if (_ready) return;
   _ready = true;
+  _owner.session_began();
   forget_finished();
   for (const auto& [sequence, request] : _requests.all()) {
     if (request.purpose != Purpose::SESSION) transmit(sequence, request);
   }
-  for (const std::string& class_name : _interests) ask_interest(class_name);
+  ask_interests();
+}
+
+// All but those whose user's own request was just sent again.
+void FinderClient::ask_interests() {
+  for (auto& [class_name, interest] : _interests) {
+    interest.renew.cancel();
+    if (!_calls.is_pending(interest.asked)) ask_interest(class_name);
+    if (!_ready) return;
+  }
 }
 
 void FinderClient::ask_interest(const std::string& class_name) {
@@ -273,38 +294,67 @@ void FinderClient::ask_interest(const std::string& class_name) {
   XrlFinderEventNotifierV0p1Client notifier(_session_sender.get());
   end_session_unless(notifier.send_register_class_event_interest(
       FINDER, _identity.hello.instance, class_name,
-      callback(_lifeline, [class_name](const XrlError& error) {
-        if (!error.is_okay() && error.code() != XrlErrorCode::NO_FINDER) {
-          XLOG_WARNING("the finder no longer reports on '%s': %s", class_name.c_str(),
-                       error.str().c_str());
-        }
+      callback(_lifeline, [this, class_name](const XrlError& error) {
+        interest_asked_again(class_name, error);
       })));
+}
+
+void FinderClient::interest_asked_again(const std::string& class_name, const XrlError& error) {
+  const auto interest = _interests.find(class_name);
+  if (interest == _interests.end()) return;  // withdrawn meanwhile
+  if (error.is_okay()) {
+    interest->second.confirmed = true;
+  } else if (may_pass(error)) {
+    interest->second.renew.failed();
+  } else {
+    XLOG_WARNING("the finder no longer reports on '%s': %s", class_name.c_str(),
+                 error.str().c_str());
+  }
 }
 
 void FinderClient::commands_changed() {
   _register.schedule();
 }
 
-void FinderClient::renew_interest(const std::string& class_name) {
-  if (_interests.contains(class_name)) ask_interest(class_name);
+void FinderClient::renew_interest(std::string_view class_name) {
+  const auto interest = _interests.find(class_name);
+  if (interest != _interests.end()) interest->second.renew.failed();
 }
 
-// What a user asked to hear of is asked for again in every later session.
-void FinderClient::remember_interest(const Request& request, const XrlError& error) {
-  XrlArgsReader args(request.args);
-  std::string_view class_name;
-  if (!error.is_okay() || !args.text("class_name", class_name)) return;
-  if (request.method == REGISTER_INTEREST) {
-    _interests.emplace(class_name);
-  } else if (request.method == DEREGISTER_INTEREST) {
-    _interests.erase(std::string(class_name));
+void FinderClient::target_answers(std::string_view class_name) {
+  const auto interest = _interests.find(class_name);
+  if (interest != _interests.end()) interest->second.renew.succeeded();
+}
+
+void FinderClient::note_interest(const Request& request, std::uint32_t sequence) {
+  if (request.method == DEREGISTER_INTEREST) {
+    _interests.erase(class_of_interest(request));
+  } else if (request.method == REGISTER_INTEREST) {
+    const std::string name = class_of_interest(request);
+    const auto ask_again = [this, name] { ask_interest(name); };
+    _interests.try_emplace(name, _loop, ask_again).first->second.asked = sequence;
+  }
+}
+
+void FinderClient::interest_answered(const Request& request, std::uint32_t sequence,
+                                     const XrlError& error) {
+  const auto interest = _interests.find(class_of_interest(request));
+  if (interest == _interests.end() || interest->second.asked != sequence) return;
+  if (error.is_okay()) {
+    interest->second.confirmed = true;
+  } else if (may_pass(error)) {
+    interest->second.renew.failed();
+  } else if (!interest->second.confirmed) {
+    _interests.erase(interest);
   }
 }
 
 void FinderClient::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlError& error,
                                  XrlArgsReader& results) {
   const auto request = _requests.take(sequence);
-  if (request && request->purpose == Purpose::USER) remember_interest(*request, error);
+  if (request && request->purpose == Purpose::USER && request->method == REGISTER_INTEREST) {
+    interest_answered(*request, sequence, error);
+  }
   _calls.finish(sequence, error, results);
 }
 

@@ -2,11 +2,16 @@
 //
 // Life: it tries to reach the finder until it does (back-off between
 // RECONNECT_MIN and RECONNECT_MAX), registers the router's target and methods,
-// and then the interests that were confirmed before. When the session is lost
-// all of that happens again; requests to the finder that were not answered yet
-// are sent again, for each of them may be repeated without harm. A class that
-// another target holds is asked for again and again, more slowly, so that the
-// second of two daemons takes over when the first is gone, and not before.
+// and then the interests that were asked for before and not refused. When the
+// session is lost all of that happens again; requests to the finder that were
+// not answered yet are sent again, for each of them may be repeated without
+// harm. A class that another target holds is asked for again and again, more
+// slowly, so that the second of two daemons takes over when the first is gone,
+// and not before.
+//
+// An interest lasts until its user withdraws it or the finder refuses it. That
+// its user got no answer in time does not end it: whoever asks at its start
+// alone hears of births also when the finder was away then.
 //
 // A finder told by name is looked up until it is found once, which holds up the
 // loop; that is before the first registration, so nothing is served yet. Its
@@ -17,14 +22,15 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "framework/base/callback.h"
 #include "framework/base/event_loop.h"
 #include "framework/base/network.h"
+#include "framework/base/retry_timer.h"
 #include "framework/xrl/router/finder_requests.h"
 #include "framework/xrl/router/xrl_calls.h"
 #include "framework/xrl/router/xrl_closed_connections.h"
@@ -44,6 +50,9 @@ class FinderClient final : private XrlConnection::Delegate {
     // addresses at which the target is reached, the best one first; none when
     // it cannot listen (the session is then given up and tried again later).
     virtual std::vector<NetAddress> listen_for_peers(const NetAddress& local) = 0;
+    // The target is registered in a new session, which is told of the deaths of
+    // those alone that are resolved in it.
+    virtual void session_began() = 0;
     // The finder says that this instance died.
     virtual void target_died(std::string_view instance) = 0;
   };
@@ -88,13 +97,24 @@ class FinderClient final : private XrlConnection::Delegate {
 
   // Registers again at the end of the turn, because the commands changed.
   void commands_changed();
-  // Has the births of a watched class reported again, because what was said
-  // to one of its targets may be lost. Nothing for a class that is not watched.
-  void renew_interest(const std::string& class_name);
+  // What was said to a target of a watched class may be lost: has the birth of
+  // the one that lives reported again, so that who speaks at a birth speaks
+  // again. Not at once, and later and later while it goes on (RetryTimer).
+  // Nothing for a class that is not watched.
+  void renew_interest(std::string_view class_name);
+  // The next renewal may come soon again.
+  void target_answers(std::string_view class_name);
 
  private:
   using Purpose = FinderRequests::Purpose;
   using Request = FinderRequests::Request;
+  // To be asked for in every session.
+  struct Interest {
+    Interest(EventLoop& loop, Timer::Callback ask_again) : renew(loop, std::move(ask_again)) {}
+    bool confirmed = false;
+    std::uint32_t asked = 0;  // the last request of a user
+    RetryTimer renew;
+  };
   class Sender;   // for stubs, on behalf of one purpose
   class Notices;  // what the finder tells a session of its own accord
 
@@ -105,10 +125,14 @@ class FinderClient final : private XrlConnection::Delegate {
   void register_target();
   void registered(const XrlError& error);
   void become_ready();
+  // What a user asks for is kept from its request on.
+  void note_interest(const Request& request, std::uint32_t sequence);
+  void interest_answered(const Request& request, std::uint32_t sequence, const XrlError& error);
+  void ask_interests();
   void ask_interest(const std::string& class_name);
+  void interest_asked_again(const std::string& class_name, const XrlError& error);
   void end_session_unless(bool asked);
   void transmit(std::uint32_t sequence, const Request& request);
-  void remember_interest(const Request& request, const XrlError& error);
   void forget_finished();
   [[nodiscard]] Duration longest_retry() const;
   [[nodiscard]] XrlError timeout_error() const;
@@ -131,7 +155,7 @@ class FinderClient final : private XrlConnection::Delegate {
   bool _stands_by = false;    // another target held the class when last asked
   std::string _told_refusal;  // what was logged last, so that it is logged once
   Duration _retry_delay;
-  std::set<std::string> _interests;  // confirmed, to be asked for in every session
+  std::map<std::string, Interest, std::less<>> _interests;  // by class name
   std::unique_ptr<WellKnownCmdMap> _notice_commands;
   std::unique_ptr<Notices> _notices;
   std::unique_ptr<Sender> _session_sender;

@@ -163,9 +163,9 @@ void XrlListener::connection_up(XrlConnection& connection) {
   if (_observer != nullptr) _observer->session_up(connection);
 }
 
-void XrlListener::reply_arrived(XrlConnection&, std::uint32_t, const XrlError&, XrlArgsReader&) {
-  // What a listener's owner sends over an accepted connection is news that
-  // needs no answer.
+void XrlListener::reply_arrived(XrlConnection& connection, std::uint32_t, const XrlError& error,
+                                XrlArgsReader&) {
+  if (_observer != nullptr) _observer->answered(connection, error);
 }
 
 void XrlListener::log_closing(const XrlConnection& connection, std::string_view reason) {

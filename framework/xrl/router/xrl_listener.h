@@ -34,6 +34,8 @@ class XrlListener : private XrlConnection::Delegate {
     // Only for connections that were up, also when session_up() threw. The
     // connection is still there.
     virtual void session_down(XrlConnection& connection) = 0;
+    // The peer answered something that the owner sent it. May close the connection.
+    virtual void answered(XrlConnection& /*connection*/, const XrlError& /*error*/) {}
   };
   struct Options {
     xrl_frame::Hello hello;

@@ -34,7 +34,7 @@ XrlPeer::XrlPeer(EventLoop& loop, std::string target, xrl_frame::Hello hello, Fi
       _budget(budget),
       _last_asked(loop.now()),
       _closed(loop),
-      _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return timeout_error(); }),
+      _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return give_up(); }),
       _refuse(loop, [this] { refuse_now(); }) {}
 
 XrlPeer::~XrlPeer() = default;
@@ -118,6 +118,7 @@ void XrlPeer::resolve() {
                           resolved(error, resolution);
                         }));
   if (_resolving || _connected) return;
+  if (!_waiting.empty()) tell_of_loss();
   for (const Waiting& request : std::exchange(_waiting, {})) {
     refuse_later(request.sequence,
                  XrlError::RESOLVE_FAILED("too many requests wait for the finder."));
@@ -193,6 +194,12 @@ void XrlPeer::connection_up(XrlConnection& connection) {
 
 void XrlPeer::reply_arrived(XrlConnection&, std::uint32_t sequence, const XrlError& error,
                             XrlArgsReader& results) {
+  if (error.code() == XrlErrorCode::INTERNAL_ERROR) [[unlikely]] {
+    tell_of_loss();
+  } else if (_lost) [[unlikely]] {
+    _lost = false;
+    _owner.target_answers(_target);
+  }
   _calls.finish(sequence, error, results);
 }
 
@@ -208,7 +215,6 @@ void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, std::string_
     tell_if_idle();
     return;
   }
-  _owner.requests_lost(_target);
   fail_all(XrlError::SEND_FAILED("the connection to '" + _target +
                                  "' was lost: " + std::string(reason) + "."));
 }
@@ -222,16 +228,24 @@ void XrlPeer::forget_resolution() {
 void XrlPeer::fail_all(const XrlError& error) {
   _waiting.clear();
   _waiting_bytes = 0;
+  if (_calls.pending() != 0) tell_of_loss();
   const auto token = _lifeline.token();
   _calls.fail_all(error);
   if (token->alive) tell_if_idle();
+}
+
+// Who asked may have asked because of the target's birth, and will not again.
+void XrlPeer::tell_of_loss() {
+  _lost = true;
+  _owner.requests_lost(_target);
 }
 
 void XrlPeer::tell_if_idle() {
   if (is_idle()) _owner.peer_is_idle();
 }
 
-XrlError XrlPeer::timeout_error() const {
+XrlError XrlPeer::give_up() {
+  tell_of_loss();
   if (_resolving && !_finder.is_ready()) return XrlError::NO_FINDER("the finder is not reached.");
   return XrlError::REPLY_TIMED_OUT("no reply from '" + _target + "' in time.");
 }

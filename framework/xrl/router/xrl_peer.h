@@ -29,8 +29,11 @@ class XrlPeer final : private XrlConnection::Delegate {
   class Owner {
    public:
     virtual ~Owner() = default;
-    // A connection that stood was lost while requests were on the way.
+    // Requests ended without an answer of the target, or with one that it was
+    // out of memory: they may or may not have been carried out.
     virtual void requests_lost(const std::string& target) = 0;
+    // It answered a request, for the first time since requests_lost().
+    virtual void target_answers(const std::string& target) = 0;
     // is_idle() has become true: the peer may go, but not before the end of the
     // turn.
     virtual void peer_is_idle() = 0;
@@ -57,6 +60,8 @@ class XrlPeer final : private XrlConnection::Delegate {
   }
   // What is known of this instance may be true no longer.
   void target_died(std::string_view instance);
+  // Its death may have gone untold. A connection that stands goes on meanwhile.
+  void doubt() { _resolution_in_doubt = _resolution_in_doubt || _connected; }
 
  private:
   struct Waiting {
@@ -79,8 +84,9 @@ class XrlPeer final : private XrlConnection::Delegate {
   void try_next_address();
   void forget_resolution();
   void fail_all(const XrlError& error);
+  void tell_of_loss();
   void tell_if_idle();
-  [[nodiscard]] XrlError timeout_error() const;
+  [[nodiscard]] XrlError give_up();
 
   void connection_up(XrlConnection& connection) override;
   void reply_arrived(XrlConnection& connection, std::uint32_t sequence, const XrlError& error,
@@ -97,9 +103,10 @@ class XrlPeer final : private XrlConnection::Delegate {
 
   FinderClient::Resolution _resolution;  // no instance: not known
   bool _resolution_is_fresh = false;     // nothing was tried with it yet
-  bool _resolution_in_doubt = false;     // its target was reported dead
+  bool _resolution_in_doubt = false;     // its target may be dead
   bool _resolving = false;
   bool _connected = false;  // _connection stands and leads to the right instance
+  bool _lost = false;       // requests, since the target last answered
   std::size_t _next_address = 0;
   TimePoint _last_asked;
   std::string _connect_problem;

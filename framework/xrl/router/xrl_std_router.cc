@@ -154,12 +154,12 @@ std::vector<NetAddress> XrlStdRouter::listen_for_peers(const NetAddress& local) 
   return addresses;
 }
 
-void XrlStdRouter::target_died(std::string_view instance) {
-  for (const auto& [target, peer] : _peers) peer->target_died(instance);
+void XrlStdRouter::session_began() {
+  for (const auto& [target, peer] : _peers) peer->doubt();
 }
 
-void XrlStdRouter::requests_lost(const std::string& target) {
-  _finder->renew_interest(target);
+void XrlStdRouter::target_died(std::string_view instance) {
+  for (const auto& [target, peer] : _peers) peer->target_died(instance);
 }
 
 void wait_until_xrl_router_is_ready(EventLoop& loop, XrlRouter& router) {

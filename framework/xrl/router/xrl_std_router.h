@@ -65,8 +65,10 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   void commands_changed() override;
 
   std::vector<NetAddress> listen_for_peers(const NetAddress& local) override;
+  void session_began() override;
   void target_died(std::string_view instance) override;
-  void requests_lost(const std::string& target) override;
+  void requests_lost(const std::string& target) override { _finder->renew_interest(target); }
+  void target_answers(const std::string& target) override { _finder->target_answers(target); }
   void peer_is_idle() override { _sweep.schedule(); }
   [[nodiscard]] IPv4 local_host() const override { return _local_host; }
 

@@ -1,4 +1,4 @@
-#include "platform/retry_timer.h"
+#include "framework/base/retry_timer.h"
 
 #include <gtest/gtest.h>
 

@@ -312,3 +312,25 @@ TEST_F(SifTreeFollowerTest, AReplyWithoutItsListsIsAFailedCall) {
   _world.run_for(milliseconds(101));
   EXPECT_EQ(_sender.only_text(), REGISTER);
 }
+
+TEST_F(SifTreeFollowerTest, ATreeOfAnEarlierInstanceIsNotTakenForTheLaterOnes) {
+  _follower->sif_born("sif-1");
+  _sender.answer();
+  _follower->sif_born("sif-2");
+  _sender.answer(XrlError::OKAY(), tree_reply(1, tree_of({"of sif-1"})));
+  EXPECT_TRUE(_reads.empty());
+  _sender.answer();
+  _sender.answer(XrlError::OKAY(), tree_reply(1, tree_of({"of sif-2"})));
+  ASSERT_EQ(_reads.size(), 1U);
+  EXPECT_EQ(_reads[0].tree, tree_of({"of sif-2"}));
+}
+
+TEST_F(SifTreeFollowerTest, ABirthLeavesNothingToTryAgainBehind) {
+  _follower->sif_born("sif-1");
+  _sender.answer(XrlError::SEND_FAILED());
+  _follower->sif_born("sif-1");
+  _sender.answer();
+  _sender.answer(XrlError::OKAY(), tree_reply(1, tree_of({})));
+  _world.run_for(seconds(10));
+  EXPECT_EQ(_sender.waiting(), 0U);
+}

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "framework/xrl/limits.h"
+#include "framework/base/retry_timer.h"
 #include "policy/store/port_reconciliation.h"
 #include "tests/simulation/sim_world.h"
 #include "tests/support/log_capture.h"
@@ -74,7 +74,7 @@ class ReconciliationOutOfMemory : public ::testing::Test {
     }
   }
   // Long enough for a retry, however often it failed.
-  void wait() { _world.run_for(2 * xrl_limits::RECONNECT_MAX); }
+  void wait() { _world.run_for(2 * RetryTimer::LONGEST); }
 
   void expect_live_is_followed() {
     EXPECT_EQ(_snapshot, _live);
@@ -153,7 +153,7 @@ TEST_F(ReconciliationOutOfMemory, IsTriedAgainSoon) {
   _live = LIVE;
   ASSERT_TRUE(follow_with(0));
   EXPECT_EQ(_snapshot, OLD);
-  _world.run_for(xrl_limits::RECONNECT_MIN);
+  _world.run_for(RetryTimer::FIRST);
   expect_live_is_followed();
 }
 

@@ -62,6 +62,7 @@ class SessionWithTheFinder : public testing::Test, private FinderClient::Owner {
   std::vector<NetAddress> listen_for_peers(const NetAddress& local) override {
     return {NetAddress::tcp(local.host, 4711)};
   }
+  void session_began() override {}
   void target_died(std::string_view /*instance*/) override {}
 };
 
@@ -138,21 +139,16 @@ TEST_F(SessionWithTheFinder, HasRoomForBytesAgainOnceTheyTimedOut) {
 
 TEST_F(SessionWithTheFinder, EndsAndBeginsAnewWhenItOwesTooManyAnswers) {
   world.network().set_buffer_size(8U << 20U);
-  std::optional<XrlError> watched;
-  ByteBuffer args;
-  XrlArgsWriter(args).text("requester_instance", "watcher-1");
-  XrlArgsWriter(args).text("class_name", "echo");
-  ASSERT_TRUE(client->send("finder_event_notifier/0.1/register_class_event_interest", args.bytes(),
-                           raw_reply([&](const XrlError& error) { watched = error; })));
-  settle([&] { return watched.has_value(); });
   const std::uint64_t first = world.network().connections().at(0).id;
   world.network().hold(first);
   LogCapture log;
   for (std::size_t i = 0; i < 2 * xrl_limits::MAX_FINDER_REQUESTS; ++i) {
-    client->renew_interest("echo");
+    client->commands_changed();
+    world.loop().run();
     ASSERT_TRUE(client->is_ready()) << i;
   }
-  client->renew_interest("echo");
+  client->commands_changed();
+  world.loop().run();
   EXPECT_FALSE(client->is_ready());
   EXPECT_EQ(log.take_lines().at(0),
             "WARNING XRL connection_down: lost the finder at 127.0.0.1:19999: it owes too many "

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -506,6 +507,222 @@ TEST_F(Router, HearsOfABirthAgainWhenWhatItSaidToThatTargetMayBeLost) {
                 callback([&](const XrlError& e, const std::string_view*) { answer = e; }));
   settle([&] { return answer.has_value() && watcher.target.count("birth echo") == 2; });
   EXPECT_EQ(answer->code(), XrlErrorCode::SEND_FAILED);
+}
+
+class Watching : public Router {
+ protected:
+  void SetUp() override {
+    start_all();
+    watcher.emplace(world.loop());
+    settle([this] { return watcher->router.ready(); });
+  }
+  void watch_echo() {
+    watch(*watcher, "echo");
+    settle([this] { return births() == 1; });
+  }
+  [[nodiscard]] long births() const { return watcher->target.count("birth echo"); }
+  // Says a text from the watcher and answers the error's code.
+  std::uint32_t code_of_answer() {
+    std::optional<std::uint32_t> code;
+    EXPECT_TRUE(XrlEchoV0p1Client(&watcher->router)
+                    .send_say("echo", "hello", callback([&](const XrlError& e, const auto*) {
+                                code = e.error_code();
+                              })));
+    settle([&] { return code.has_value(); }, seconds(40));
+    return code.value_or(0);
+  }
+  // Says a text at each birth, as who registers with a target that is born does;
+  // answers how many births it heard of.
+  long say_at_births(Duration time) {
+    const TimePoint end = world.now() + time;
+    const long before = births();
+    long seen = before - 1;
+    const auto say_when_born = [&] {
+      if (births() != seen) {
+        seen = births();
+        EXPECT_TRUE(XrlEchoV0p1Client(&watcher->router)
+                        .send_say("echo", "hello", callback([](const XrlError&, const auto*) {})));
+      }
+      return world.now() >= end;
+    };
+    EXPECT_TRUE(world.run_until(say_when_born, time + seconds(1)));
+    return births() - before;
+  }
+
+  LogCapture log;
+  std::optional<WatcherProcess> watcher;
+};
+
+TEST_F(Watching, HearsOfABirthAgainWhenTheConnectionIsCutInItsHandshake) {
+  watch_echo();
+  std::optional<XrlError> answer;
+  XrlEchoV0p1Client(&watcher->router)
+      .send_say("echo", "hello", callback([&](const XrlError& e, const auto*) { answer = e; }));
+  settle([this] { return world.network().connections().back().listener.port != FINDER_PORT; });
+  ASSERT_TRUE(world.network().cut(world.network().connections().back().id));
+  settle([&] { return answer.has_value() && births() == 2; });
+  EXPECT_EQ(answer->code(), XrlErrorCode::SEND_FAILED);
+  EXPECT_TRUE(echo->target.heard().empty());
+}
+
+TEST_F(Watching, HearsOfABirthAgainWhenTheTargetDidNotAnswerInTime) {
+  watch_echo();
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::IGNORE; });
+  EXPECT_EQ(code_of_answer(), 211U);
+  settle([this] { return births() == 2; });
+}
+
+TEST_F(Watching, HearsOfABirthAgainWhenTheTargetCouldNotDoWhatItWasAsked) {
+  watch_echo();
+  std::optional<XrlError> answer;
+  XrlEchoV0p1Client(&watcher->router)
+      .send_fill("echo", xrl_limits::MAX_FRAME_BYTES,
+                 callback([&](const XrlError& e, const auto*) { answer = e; }));
+  settle([&] { return answer.has_value() && births() == 2; });
+  EXPECT_EQ(answer->code(), XrlErrorCode::INTERNAL_ERROR);
+}
+
+TEST_F(Watching, HearsOfABirthOnceWhenItsTargetAnswers) {
+  watch_echo();
+  EXPECT_EQ(code_of_answer(), 100U);
+  world.run_for(seconds(60));
+  EXPECT_EQ(births(), 1);
+}
+
+// After 0.1 s, 0.2 s, 0.4 s ..., and every 5 s from the seventh time on.
+TEST_F(Watching, HearsOfABirthLaterAndLaterWhileEveryConnectionIsClosed) {
+  watch_echo();
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::CLOSE; });
+  EXPECT_EQ(say_at_births(seconds(5)), 5);
+  const long in_a_minute = say_at_births(seconds(60));
+  EXPECT_GE(in_a_minute, 12);
+  EXPECT_LE(in_a_minute, 14);
+}
+
+TEST_F(Watching, HearsOfABirthSoonAgainOnceItsTargetHasAnswered) {
+  watch_echo();
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::CLOSE; });
+  say_at_births(seconds(30));
+  echo->router.set_request_filter({});
+  world.run_for(seconds(10));
+  EXPECT_EQ(code_of_answer(), 100U);
+  echo->router.set_request_filter([](std::string_view) { return XrlFilterAction::CLOSE; });
+  const long before = births();
+  EXPECT_EQ(code_of_answer(), 210U);
+  settle([&] { return births() == before + 1; }, milliseconds(150));
+}
+
+TEST_F(Watching, GoesOnWithAnInterestThatTheFinderDidNotConfirmInTime) {
+  finder.reset();
+  std::optional<XrlError> answer;
+  XrlFinderEventNotifierV0p1Client(&watcher->router)
+      .send_register_class_event_interest("finder", watcher->router.instance_name(), "echo",
+                                          callback([&](const XrlError& e) { answer = e; }));
+  settle([&] { return answer.has_value(); }, seconds(40));
+  EXPECT_EQ(answer->code(), XrlErrorCode::NO_FINDER);
+  start_finder();
+  settle([this] { return births() == 1; });
+}
+
+TEST_F(Watching, HearsOfEachBirthOnceWhenItAskedWhileTheFinderWasAway) {
+  finder.reset();
+  world.run_for(seconds(1));
+  XrlFinderEventNotifierV0p1Client(&watcher->router)
+      .send_register_class_event_interest("finder", watcher->router.instance_name(), "echo",
+                                          callback([](const XrlError&) {}));
+  start_finder();
+  world.run_for(seconds(20));
+  EXPECT_EQ(births(), 1);
+}
+
+TEST_F(Watching, AsksNoMoreForWhatTheFinderRefused) {
+  for (int i = 0; i < 64; ++i) watch(*watcher, "class-" + std::to_string(i));
+  std::optional<XrlError> answer;
+  XrlFinderEventNotifierV0p1Client(&watcher->router)
+      .send_register_class_event_interest("finder", watcher->router.instance_name(), "one-more",
+                                          callback([&](const XrlError& e) { answer = e; }));
+  settle([&] { return answer.has_value(); });
+  EXPECT_EQ(answer->code(), XrlErrorCode::COMMAND_FAILED);
+  finder.reset();
+  world.run_for(seconds(1));
+  static_cast<void>(log.take());
+  start_finder();
+  world.run_for(seconds(10));
+  EXPECT_EQ(finder->registry().interests().size(), 64U);
+  EXPECT_EQ(log.take_lines(), std::vector<std::string>());
+}
+
+TEST_F(Watching, AsksNoMoreForWhatWasWithdrawnWhileTheFinderWasAway) {
+  watch_echo();
+  finder.reset();
+  world.run_for(seconds(1));
+  XrlFinderEventNotifierV0p1Client(&watcher->router)
+      .send_deregister_class_event_interest("finder", watcher->router.instance_name(), "echo",
+                                            callback([](const XrlError&) {}));
+  start_finder();
+  world.run_for(seconds(20));
+  EXPECT_EQ(births(), 1);
+  EXPECT_TRUE(finder->registry().interests().empty());
+}
+
+// Has no memory for the first birth that it is told of.
+struct ShortOfMemory final : XrlWatcherTargetBase {
+  using XrlWatcherTargetBase::XrlWatcherTargetBase;
+  XrlCmdError finder_event_observer_0_1_xrl_target_birth(std::string_view,
+                                                         std::string_view) override {
+    if (++births == 1) throw std::bad_alloc();
+    return XrlCmdError::OKAY();
+  }
+  XrlCmdError finder_event_observer_0_1_xrl_target_death(std::string_view,
+                                                         std::string_view) override {
+    return XrlCmdError::OKAY();
+  }
+  int births = 0;
+};
+
+TEST_F(Router, HearsOfABirthAgainThatItHadNoMemoryFor) {
+  start_all();
+  XrlStdRouter router(world.loop(), "watcher", FINDER_HOST, FINDER_PORT, false);
+  ShortOfMemory target(&router);
+  settle([&] { return router.ready(); });
+  LogCapture log;
+  XrlFinderEventNotifierV0p1Client(&router).send_register_class_event_interest(
+      "finder", router.instance_name(), "echo", callback([](const XrlError&) {}));
+  world.run_for(seconds(20));
+  EXPECT_EQ(target.births, 2);
+  EXPECT_NE(log.take_lines().at(0).find("it could not take its news"), std::string::npos);
+}
+
+// The first one's process lives on and is reached, but its name is another's.
+TEST_F(Router, LeavesATargetThatLivesOnWithoutItsNameForTheOneThatHasIt) {
+  start_all();
+  EXPECT_EQ(answer_to("first"), "100 first");
+  LogCapture log;
+  ASSERT_TRUE(world.network().cut(world.network().connections().front().id));
+  EchoProcess second(world.loop());
+  settle([&] { return second.router.ready(); }, milliseconds(90));
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("on the old connection").substr(0, 4), "100 ");
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("the second"), "100 the second");
+  EXPECT_EQ(second.target.heard(), std::vector<std::string>{"the second"});
+}
+
+TEST_F(Router, LooksAgainWhereATargetIsInEverySessionWithTheFinder) {
+  start_all();
+  EXPECT_EQ(answer_to("first"), "100 first");
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(1));
+  EchoProcess second(world.loop());
+  start_finder();
+  // The first one's sleep before its next attempt is longer by now.
+  settle([&] { return second.router.ready(); }, seconds(1));
+  settle([&] { return finder->registry().session_count() == 3; });
+  static_cast<void>(answer_to("on the old connection"));
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("the second"), "100 the second");
+  EXPECT_EQ(second.target.heard(), std::vector<std::string>{"the second"});
 }
 
 TEST_F(Router, RefusesARequestWhoseKeyItDidNotHandOut) {

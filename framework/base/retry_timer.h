@@ -3,16 +3,19 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "framework/base/event_loop.h"
-#include "framework/xrl/limits.h"
 
 class RetryTimer {
  public:
+  static constexpr std::chrono::milliseconds FIRST{100};
+  static constexpr std::chrono::milliseconds LONGEST{5000};
+
   // `retry` runs once for each time failed() started the wait.
-  RetryTimer(EventLoop& loop, Timer::Callback retry, Duration first = xrl_limits::RECONNECT_MIN,
-             Duration longest = xrl_limits::RECONNECT_MAX)
+  RetryTimer(EventLoop& loop, Timer::Callback retry, Duration first = FIRST,
+             Duration longest = LONGEST)
       : _timer(loop, std::move(retry)), _first(first), _longest(longest), _delay(first) {}
 
   // Starts the wait; several failures while it lasts count as one.
