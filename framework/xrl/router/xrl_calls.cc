@@ -48,11 +48,12 @@ bool XrlCalls::fail(std::uint32_t sequence, const XrlError& error) {
   return finish(sequence, error, none);
 }
 
-void XrlCalls::fail_all(const XrlError& error) {
+void XrlCalls::fail_all(const XrlError& error, const Spared& spared) {
   const auto life = _lifeline.token();
   const std::uint32_t end = _next;
-  while (_first != _next && static_cast<std::int32_t>(end - _first) > 0) {
-    fail(_first, error);
+  for (std::uint32_t sequence = _first; sequence != end; ++sequence) {
+    if (spared && spared(sequence)) continue;
+    fail(sequence, error);
     if (!life->alive) return;
   }
 }

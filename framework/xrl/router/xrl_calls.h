@@ -38,8 +38,10 @@ class XrlCalls {
   // pending. The callback may add further calls, or destroy this object.
   bool finish(std::uint32_t sequence, const XrlError& error, XrlArgsReader& results);
   bool fail(std::uint32_t sequence, const XrlError& error);
-  // Finishes those that are pending now, in order.
-  void fail_all(const XrlError& error);
+  // Finishes those that are pending now, in order, but for those of which `spared`
+  // (null: none) answers true.
+  using Spared = std::function<bool(std::uint32_t sequence)>;
+  void fail_all(const XrlError& error, const Spared& spared = nullptr);
 
  private:
   struct Call {

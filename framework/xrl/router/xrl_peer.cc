@@ -1,5 +1,6 @@
 #include "framework/xrl/router/xrl_peer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "framework/xrl/limits.h"
@@ -45,7 +46,8 @@ bool XrlPeer::send(std::string_view method, std::span<const std::uint8_t> args, 
     return false;
   }
   _last_asked = _loop.now();
-  if (_connected) {
+  // What a target in doubt does not know, the one that has its name now may.
+  if (_connected && (!_resolution_in_doubt || find_key(method) != nullptr)) {
     if (_connection->bytes_to_write() + args.size() > xrl_limits::MAX_REQUEST_BYTES_QUEUED) {
       return false;
     }
@@ -102,7 +104,7 @@ void XrlPeer::refuse_now() {
 
 // Towards a connection: with what is known of the target, or by asking.
 void XrlPeer::set_out() {
-  if (_connection != nullptr || _resolving) return;
+  if (_resolving || (_connection != nullptr && !_connected)) return;
   if (_resolution.instance.empty() || _resolution_in_doubt) {
     resolve();
   } else {
@@ -117,13 +119,9 @@ void XrlPeer::resolve() {
                         [this](const XrlError& error, const FinderClient::Resolution& resolution) {
                           resolved(error, resolution);
                         }));
-  if (_resolving || _connected) return;
-  if (!_waiting.empty()) tell_of_loss();
-  for (const Waiting& request : std::exchange(_waiting, {})) {
-    refuse_later(request.sequence,
-                 XrlError::RESOLVE_FAILED("too many requests wait for the finder."));
+  if (!_resolving) {
+    refuse_waiting(XrlError::RESOLVE_FAILED("too many requests wait for the finder."));
   }
-  _waiting_bytes = 0;
 }
 
 void XrlPeer::resolved(const XrlError& error, const FinderClient::Resolution& resolution) {
@@ -131,11 +129,18 @@ void XrlPeer::resolved(const XrlError& error, const FinderClient::Resolution& re
   if (_connected) {
     // The answer to a doubt. A target that went on under its old connection
     // stays; another instance takes its place at once.
-    if (!error.is_okay()) return;
-    _resolution_in_doubt = false;
-    if (resolution.instance == _resolution.instance) return;
+    if (!error.is_okay()) {
+      refuse_waiting(error);
+      return;
+    }
+    const bool is_another = resolution.instance != _resolution.instance;
     use(resolution);
-    _connection->close("the target is another instance now");
+    if (is_another) {
+      _connection->close("the target is another instance now");
+    } else {
+      _resolution_is_fresh = false;
+      transmit_waiting();
+    }
     return;
   }
   if (!error.is_okay()) {
@@ -184,11 +189,23 @@ void XrlPeer::connection_up(XrlConnection& connection) {
   }
   _connected = true;
   _resolution_is_fresh = false;
+  transmit_waiting();
+}
+
+void XrlPeer::transmit_waiting() {
   _waiting_bytes = 0;
   for (const Waiting& request : std::exchange(_waiting, {})) {
     if (_calls.is_pending(request.sequence)) {
       transmit(request.sequence, request.method, request.args);
     }
+  }
+}
+
+void XrlPeer::refuse_waiting(const XrlError& error) {
+  if (!_waiting.empty()) tell_of_loss();
+  _waiting_bytes = 0;
+  for (const Waiting& request : std::exchange(_waiting, {})) {
+    refuse_later(request.sequence, error);
   }
 }
 
@@ -211,12 +228,26 @@ void XrlPeer::connection_down(XrlConnection&, XrlConnection::Cause, std::string_
     try_next_address();
     return;
   }
-  if (_calls.pending() == 0) {
-    tell_if_idle();
-    return;
+  // What waited for a doubt to be settled was not on the way.
+  std::erase_if(_waiting, [this](const Waiting& w) { return !_calls.is_pending(w.sequence); });
+  const auto token = _lifeline.token();
+  if (_calls.pending() > _waiting.size()) {
+    tell_of_loss();
+    _calls.fail_all(XrlError::SEND_FAILED("the connection to '" + _target +
+                                          "' was lost: " + std::string(reason) + "."),
+                    [this](std::uint32_t sequence) { return is_waiting(sequence); });
+    if (!token->alive) return;
   }
-  fail_all(XrlError::SEND_FAILED("the connection to '" + _target +
-                                 "' was lost: " + std::string(reason) + "."));
+  if (_waiting.empty()) {
+    tell_if_idle();
+  } else {
+    set_out();
+  }
+}
+
+bool XrlPeer::is_waiting(std::uint32_t sequence) const {
+  return std::any_of(_waiting.begin(), _waiting.end(),
+                     [sequence](const Waiting& w) { return w.sequence == sequence; });
 }
 
 void XrlPeer::forget_resolution() {

@@ -84,6 +84,9 @@ class XrlPeer final : private XrlConnection::Delegate {
   void try_next_address();
   void forget_resolution();
   void fail_all(const XrlError& error);
+  void refuse_waiting(const XrlError& error);
+  void transmit_waiting();
+  [[nodiscard]] bool is_waiting(std::uint32_t sequence) const;
   void tell_of_loss();
   void tell_if_idle();
   [[nodiscard]] XrlError give_up();

@@ -702,10 +702,70 @@ TEST_F(Router, LeavesATargetThatLivesOnWithoutItsNameForTheOneThatHasIt) {
   EchoProcess second(world.loop());
   settle([&] { return second.router.ready(); }, milliseconds(90));
   world.run_for(seconds(1));
-  EXPECT_EQ(answer_to("on the old connection").substr(0, 4), "100 ");
+  static_cast<void>(answer_to("on the old connection"));
   world.run_for(seconds(1));
   EXPECT_EQ(answer_to("the second"), "100 the second");
   EXPECT_EQ(second.target.heard(), std::vector<std::string>{"the second"});
+}
+
+// Its name was another's, whose end goes unnoticed on the connection to it.
+TEST_F(Router, AsksTheTargetThatHasTheNameNowForWhatTheOneBeforeDidNotKnow) {
+  start_finder();
+  start_client();
+  auto other =
+      std::make_unique<XrlStdRouter>(world.loop(), "echo", FINDER_HOST, FINDER_PORT, false);
+  settle([&] { return other->ready() && client->ready(); });
+  EXPECT_EQ(answer_to("anyone?").substr(0, 4), "202 ");
+  ASSERT_TRUE(world.network().sever(world.network().connections().back().id));
+  other.reset();
+  start_echo();
+  settle([&] { return echo->router.ready(); });
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+}
+
+TEST_F(Router, LearnsOfTheMethodsThatATargetHasSince) {
+  start_finder();
+  start_client();
+  XrlStdRouter other(world.loop(), "echo", FINDER_HOST, FINDER_PORT, false);
+  settle([&] { return other.ready() && client->ready(); });
+  EXPECT_EQ(answer_to("anyone?").substr(0, 4), "202 ");
+  EchoTarget target(&other);
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+}
+
+TEST_F(Router, RefusesWhatATargetInDoubtDoesNotKnowWhenNobodyHasTheName) {
+  start_finder();
+  start_client();
+  auto other =
+      std::make_unique<XrlStdRouter>(world.loop(), "echo", FINDER_HOST, FINDER_PORT, false);
+  settle([&] { return other->ready() && client->ready(); });
+  EXPECT_EQ(answer_to("anyone?").substr(0, 4), "202 ");
+  ASSERT_TRUE(world.network().sever(world.network().connections().back().id));
+  other.reset();
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("hello"), "201 no target 'echo' is registered.");
+}
+
+TEST_F(Router, ReachesTheNextInstanceOfATargetThatDiedWhileTheFinderWasAway) {
+  start_all();
+  EXPECT_EQ(answer_to("first"), "100 first");
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(1));
+  start_finder();
+  world.run_for(seconds(1));
+  // Looked up again, and still there.
+  EXPECT_EQ(answer_to("second"), "100 second");
+  world.run_for(seconds(1));
+  finder.reset();
+  echo.reset();
+  world.run_for(seconds(1));
+  start_echo();
+  start_finder();
+  settle([this] { return echo->router.ready(); });
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("third"), "100 third");
 }
 
 TEST_F(Router, LooksAgainWhereATargetIsInEverySessionWithTheFinder) {
@@ -719,6 +779,7 @@ TEST_F(Router, LooksAgainWhereATargetIsInEverySessionWithTheFinder) {
   // The first one's sleep before its next attempt is longer by now.
   settle([&] { return second.router.ready(); }, seconds(1));
   settle([&] { return finder->registry().session_count() == 3; });
+  world.run_for(seconds(1));
   static_cast<void>(answer_to("on the old connection"));
   world.run_for(seconds(1));
   EXPECT_EQ(answer_to("the second"), "100 the second");
