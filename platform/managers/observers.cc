@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "framework/xrl/limits.h"
 
@@ -32,18 +33,23 @@ Observers::Observers(EventLoop& loop, XrlSender& sender, std::string instance_na
     : _loop(loop),
       _sender(sender),
       _instance_name(std::move(instance_name)),
-      _tell(std::move(tell)) {}
+      _tell(std::move(tell)),
+      _drop(loop, [this] { drop_those_given_up(); }) {}
 
 Refusal Observers::add(std::string_view observer) {
-  if (_tellers.find(observer) != _tellers.end()) return DONE;
+  if (const auto at = _tellers.find(observer); at != _tellers.end()) {
+    at->second.try_now();
+    return DONE;
+  }
   if (observer.empty()) return "the observer has no name.";
   if (observer.size() > xrl_limits::MAX_TARGET_NAME_BYTES)
     return "the observer's name is too long.";
   if (_tellers.size() == MAX_OBSERVERS) return "there are too many observers.";
   std::string name(observer);
-  _tellers.try_emplace(name, _loop, [this, name](std::uint32_t key, const Teller::Done& done) {
-    return _tell(name, key, done);
-  });
+  _tellers.try_emplace(
+      name, _loop,
+      [this, name](std::uint32_t key, const Teller::Done& done) { return _tell(name, key, done); },
+      [this] { _drop.schedule(); });
   watch(class_of(observer));
   return DONE;
 }
@@ -54,6 +60,16 @@ Refusal Observers::remove(std::string_view observer) {
   _tellers.erase(at);
   unwatch_unless_observed(class_of(observer));
   return DONE;
+}
+
+// One that lives after all hears of the manager's birth in its next session with
+// the finder, and registers again.
+void Observers::drop_those_given_up() {
+  std::vector<std::string> names;
+  for (const auto& [name, teller] : _tellers) {
+    if (teller.has_given_up()) names.push_back(name);
+  }
+  for (const std::string& name : names) static_cast<void>(remove(name));
 }
 
 void Observers::watch(const std::string& target_class) {

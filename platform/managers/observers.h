@@ -1,5 +1,6 @@
 // Observers: the targets that registered with a manager of the switch, each
-// with its teller, from registration to deregistration or death. The finder is
+// with its teller, from registration to deregistration or death, heard of or not
+// (Teller). The finder is
 // asked to report on the class of an observer as long as there is one of it.
 #pragma once
 
@@ -48,6 +49,7 @@ class Observers {
   [[nodiscard]] std::size_t size() const { return _tellers.size(); }
 
  private:
+  void drop_those_given_up();
   void watch(const std::string& target_class);
   void unwatch_unless_observed(std::string_view target_class);
 
@@ -57,4 +59,5 @@ class Observers {
   Tell _tell;
   std::map<std::string, Teller, std::less<>> _tellers;
   std::map<std::string, ClassWatch, std::less<>> _watches;
+  Deferred _drop;
 };

@@ -13,8 +13,8 @@ bool is_acknowledged(const XrlError& error) {
 
 }  // namespace
 
-Teller::Teller(EventLoop& loop, Send send)
-    : _send(std::move(send)), _retry(loop, [this] { send_due(); }) {}
+Teller::Teller(EventLoop& loop, Send send, std::function<void()> gave_up)
+    : _send(std::move(send)), _gave_up(std::move(gave_up)), _retry(loop, [this] { send_due(); }) {}
 
 void Teller::tell(std::uint32_t key) {
   _due.insert(key);
@@ -23,6 +23,7 @@ void Teller::tell(std::uint32_t key) {
 
 void Teller::try_now() {
   _retry.cancel();
+  _unknown = 0;
   send_due();
 }
 
@@ -42,9 +43,23 @@ void Teller::answered(const XrlError& error, std::uint32_t key) {
   --_in_flight;
   if (is_acknowledged(error)) {
     _retry.succeeded();
+    _unknown = 0;
   } else {
     _due.insert(key);
-    _retry.failed();
+    failed(error);
   }
   send_due();
+}
+
+// The first one of an attempt counts; what was sent with it fails with it.
+void Teller::failed(const XrlError& error) {
+  if (_retry.is_waiting()) return;
+  _unknown = error.code() == XrlErrorCode::RESOLVE_FAILED ? _unknown + 1 : 0;
+  if (_unknown < MAX_UNKNOWN) {
+    _retry.failed();
+    return;
+  }
+  _due.clear();
+  _retry.cancel();
+  if (_gave_up) _gave_up();
 }

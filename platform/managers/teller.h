@@ -3,7 +3,8 @@
 //
 // Each change is sent at once. What fails is due again, and what is sent then
 // is the state at that time: a peer that was out of reach ends up with what is
-// true, not with all that has been.
+// true, not with all that has been. A peer that the finder does not know, time and
+// again, has died unheard (the finder was away, too): it is given up.
 #pragma once
 
 #include <cstddef>
@@ -25,10 +26,16 @@ class Teller {
 
   // Leaves room in the peer's queue for others, and bounds what fails at once.
   static constexpr std::size_t MAX_IN_FLIGHT = 256;
+  // Attempts in a row at which the finder does not know the peer before it is
+  // given up: longer, together, than any router is without its registration
+  // while the finder is there.
+  static constexpr unsigned MAX_UNKNOWN = 7;
 
   // The loop and what `send` refers to must outlive the teller; destroying it
   // ends the telling.
-  Teller(EventLoop& loop, Send send);
+  // `gave_up` (may be null) runs when the peer was given up and must not destroy
+  // the teller; nothing is due then until something is told again.
+  Teller(EventLoop& loop, Send send, std::function<void()> gave_up = nullptr);
   Teller(const Teller&) = delete;
   Teller& operator=(const Teller&) = delete;
   ~Teller() = default;
@@ -41,14 +48,18 @@ class Teller {
 
   // Nothing is due and nothing awaits its answer.
   [[nodiscard]] bool is_done() const { return _due.empty() && _in_flight == 0; }
+  [[nodiscard]] bool has_given_up() const { return _unknown >= MAX_UNKNOWN; }
 
  private:
   void send_due();
   void answered(const XrlError& error, std::uint32_t key);
+  void failed(const XrlError& error);
 
   Send _send;
   std::set<std::uint32_t> _due;
+  std::function<void()> _gave_up;
   std::size_t _in_flight = 0;
+  unsigned _unknown = 0;  // attempts in a row
   RetryTimer _retry;
   Lifeline _lifeline;
 };

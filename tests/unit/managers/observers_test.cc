@@ -175,3 +175,25 @@ TEST_F(ObserversTest, ThereIsRoomForSoManyAndNoMore) {
   EXPECT_EQ(_observers.add("b"), "there are too many observers.");
   EXPECT_EQ(_observers.add("a0"), DONE);
 }
+
+TEST_F(ObserversTest, OneThatDiedUnheardMakesRoom) {
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  _observers.tell_all(7);
+  static_cast<void>(take_asked());
+  for (unsigned attempt = 0; attempt < Teller::MAX_UNKNOWN; ++attempt) {
+    ASSERT_EQ(take_told(), Told{std::string(POLICY) + " 7"});
+    _waiting.back()->dispatch(XrlError::RESOLVE_FAILED());
+    _world.run_for(seconds(6));
+  }
+  EXPECT_EQ(_observers.size(), 0U);
+  EXPECT_EQ(take_asked(), Asked{"unwatch policy"});
+}
+
+TEST_F(ObserversTest, OneThatRegistersAgainIsToldAtOnceWhatFailed) {
+  EXPECT_EQ(_observers.add("a"), DONE);
+  _observers.tell_all(7);
+  _waiting.back()->dispatch(XrlError::SEND_FAILED());
+  static_cast<void>(take_told());
+  EXPECT_EQ(_observers.add("a"), DONE);
+  EXPECT_EQ(take_told(), Told{"a 7"});
+}

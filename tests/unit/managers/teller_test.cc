@@ -171,3 +171,46 @@ TEST_F(TellerTest, DestroyedItSendsNothingAndAnswersFindNobody) {
   _world.run_for(seconds(10));
   EXPECT_EQ(waiting(), Keys{});
 }
+
+TEST_F(TellerTest, APeerThatTheFinderDoesNotKnowTimeAndAgainIsGivenUp) {
+  _teller->tell(17);
+  const TimePoint start = _world.now();
+  for (unsigned attempt = 1; attempt <= Teller::MAX_UNKNOWN; ++attempt) {
+    ASSERT_EQ(waiting(), Keys{17}) << attempt;
+    answer(XrlError::RESOLVE_FAILED());
+    EXPECT_EQ(_teller->has_given_up(), attempt == Teller::MAX_UNKNOWN);
+    _world.run_for(seconds(5));
+  }
+  EXPECT_TRUE(_teller->is_done());
+  EXPECT_GT(_world.now() - start, seconds(6));
+}
+
+TEST_F(TellerTest, APeerThatIsOutOfReachOtherwiseIsNotGivenUp) {
+  _teller->tell(17);
+  for (unsigned attempt = 1; attempt <= 10 * Teller::MAX_UNKNOWN; ++attempt) {
+    ASSERT_EQ(waiting(), Keys{17}) << attempt;
+    answer(attempt % Teller::MAX_UNKNOWN == 0 ? XrlError::SEND_FAILED()
+                                              : XrlError::RESOLVE_FAILED());
+    _world.run_for(seconds(6));
+  }
+  EXPECT_FALSE(_teller->has_given_up());
+}
+
+TEST_F(TellerTest, WhatFailsTogetherIsOneAttempt) {
+  for (std::uint32_t key = 0; key < 2 * Teller::MAX_UNKNOWN; ++key) _teller->tell(key);
+  for (std::uint32_t key = 0; key < 2 * Teller::MAX_UNKNOWN; ++key) {
+    answer(XrlError::RESOLVE_FAILED());
+  }
+  EXPECT_FALSE(_teller->has_given_up());
+}
+
+TEST_F(TellerTest, APeerThatIsBackIsNotGivenUp) {
+  _teller->tell(17);
+  for (unsigned attempt = 1; attempt < Teller::MAX_UNKNOWN; ++attempt) {
+    answer(XrlError::RESOLVE_FAILED());
+    _world.run_for(seconds(6));
+  }
+  _teller->try_now();
+  answer(XrlError::RESOLVE_FAILED());
+  EXPECT_FALSE(_teller->has_given_up());
+}
