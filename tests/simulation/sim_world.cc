@@ -33,6 +33,11 @@ void SimWorld::run_for(Duration time) {
   (void)run_until([] { return false; }, time);
 }
 
+void SimWorld::agenda_until(TimePoint time) {
+  while (next_event() <= time) _agenda.run_next();
+  _agenda.advance_to(time);
+}
+
 std::string SimWorld::report() const {
   std::array<char, 96> head{};
   std::snprintf(head.data(), head.size(),

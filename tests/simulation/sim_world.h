@@ -46,6 +46,13 @@ class SimWorld {
   bool run_until(const std::function<bool()>& done, Duration limit);
   void run_for(Duration time);
 
+  // For those who run on the world's time beside its loop (SimProcesses): when
+  // anything happens next, and letting all happen that does until then.
+  [[nodiscard]] TimePoint next_event() const {
+    return _agenda.is_empty() ? Kernel::NEVER : _agenda.next_time();
+  }
+  void agenda_until(TimePoint time);
+
   // Seed, trace hash and the last events, for a failure message.
   [[nodiscard]] std::string report() const;
 

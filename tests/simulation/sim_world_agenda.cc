@@ -1,17 +1,21 @@
 #include "tests/simulation/sim_world_agenda.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "framework/base/xlog.h"
 
 void SimAgenda::at(TimePoint when, Event event) {
-  _events.emplace(std::pair(std::max(when, _now), _next_order++), std::move(event));
+  _entries.push_back({std::max(when, _now), _next_order++, std::move(event)});
+  std::push_heap(_entries.begin(), _entries.end());
 }
 
 void SimAgenda::run_next() {
-  auto event = _events.extract(_events.begin());
-  _now = event.key().first;
-  event.mapped()();
+  std::pop_heap(_entries.begin(), _entries.end());
+  const Entry entry = std::move(_entries.back());
+  _entries.pop_back();
+  _now = entry.when;
+  entry.event();
 }
 
 void SimAgenda::advance_to(TimePoint when) {

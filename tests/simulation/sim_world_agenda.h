@@ -3,8 +3,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <utility>
+#include <vector>
 
 #include "framework/base/clock.h"
 
@@ -14,9 +13,9 @@ class SimAgenda {
 
   // Begins at zero.
   [[nodiscard]] TimePoint now() const { return _now; }
-  [[nodiscard]] bool is_empty() const { return _events.empty(); }
+  [[nodiscard]] bool is_empty() const { return _entries.empty(); }
   // Meaningful while there is one.
-  [[nodiscard]] TimePoint next_time() const { return _events.begin()->first.first; }
+  [[nodiscard]] TimePoint next_time() const { return _entries.front().when; }
 
   // Events of the same time happen in the order they were entered; a time
   // already past counts as now.
@@ -27,7 +26,16 @@ class SimAgenda {
   void advance_to(TimePoint when);
 
  private:
+  struct Entry {
+    TimePoint when;
+    std::uint64_t order;
+    Event event;
+    [[nodiscard]] bool operator<(const Entry& other) const {
+      return when != other.when ? when > other.when : order > other.order;
+    }
+  };
+
   TimePoint _now{};
   std::uint64_t _next_order = 0;
-  std::map<std::pair<TimePoint, std::uint64_t>, Event> _events;
+  std::vector<Entry> _entries;  // a heap, the next one in front
 };

@@ -51,9 +51,7 @@ std::size_t SimKernel::report_ready(std::span<IoReady> ready) {
         static_cast<unsigned>(interest) & static_cast<unsigned>(_network.readiness(fd));
     if (both != 0) found.push_back({fd, static_cast<IoInterest>(both)});
   }
-  for (std::size_t left = found.size(); left > 1; --left) {
-    std::swap(found[left - 1], found[static_cast<std::size_t>(_random.below(left))]);
-  }
+  _random.shuffle(std::span(found));
   const std::size_t count = std::min(found.size(), ready.size());
   std::copy_n(found.begin(), count, ready.begin());
   return count;

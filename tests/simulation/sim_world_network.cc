@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cinttypes>
-#include <cstdio>
 #include <utility>
 
 #include "framework/base/xlog.h"
 
 namespace {
 
-constexpr int FIRST_DESCRIPTOR = 3;
+constexpr std::ptrdiff_t FIRST_DESCRIPTOR = 3;
 constexpr std::uint16_t FIRST_FREE_PORT = 40000;
 constexpr std::size_t QUEUE_LIMIT = 128;
 
@@ -19,12 +17,10 @@ IoInterest interest_of(bool readable, bool writable) {
 }
 
 // Enough to see in a trace that two runs moved other bytes.
-std::string summary(std::span<const std::uint8_t> bytes) {
+std::uint64_t summary(std::span<const std::uint8_t> bytes) {
   SimHash hash;
   hash.add(bytes);
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%zu bytes %016" PRIx64, bytes.size(), hash.value());
-  return text.data();
+  return hash.value();
 }
 
 bool is_tcp(const NetAddress& address) {
@@ -34,18 +30,18 @@ bool is_tcp(const NetAddress& address) {
 }  // namespace
 
 SimNetwork::SimNetwork(SimAgenda& agenda, SimRandom& random, SimTrace& trace)
-    : _agenda(agenda), _random(random), _trace(trace), _next_port(FIRST_FREE_PORT) {}
+    : _agenda(agenda), _random(random), _trace(trace), _next_port(FIRST_FREE_PORT) {
+  _descriptors.resize(FIRST_DESCRIPTOR);
+}
 
 int SimNetwork::listen(const NetAddress& address) {
   if (!is_tcp(address) && address.path.empty()) return -EINVAL;
   NetAddress own = address;
   if (is_tcp(own) && own.port == 0) own.port = free_port();
   if (find_listener(own) != nullptr) return -EADDRINUSE;
-  const int fd = free_descriptor();
+  const int fd = open_descriptor(Descriptor::Kind::LISTENER);
   if (fd < 0) return fd;
-  Descriptor& listener = _descriptors[fd];
-  listener.kind = Descriptor::Kind::LISTENER;
-  listener.address = own;
+  find_descriptor(fd)->address = own;
   _trace.add("listen " + own.str());
   return fd;
 }
@@ -55,49 +51,49 @@ int SimNetwork::accept(int listener, NetAddress& peer) {
   if (listening.queue.empty()) return -EAGAIN;
   if (_accept_error != 0) return _accept_error;
   const std::uint64_t id = listening.queue.front();
-  listening.queue.pop_front();
+  listening.queue.pop();
   Connection& connection = _connections.at(id);
-  const int fd = free_descriptor();
+  const int fd = open_descriptor(Descriptor::Kind::STREAM);
   if (fd < 0) {
-    _trace.add(name(connection, SERVER) + " no descriptor");
+    trace(connection, SERVER, SimTrace::Act::NO_DESCRIPTOR);
     close_end(connection, SERVER, Mark::RESET);
     return fd;
   }
-  Descriptor& stream = _descriptors[fd];
-  stream.connection = id;
+  Descriptor& stream = *find_descriptor(fd);
+  stream.connection = &connection;
   stream.side = SERVER;
+  connection.ends[SERVER].fd = fd;
   peer = connection.client;
-  _trace.add(name(connection, SERVER) + " accept");
+  trace(connection, SERVER, SimTrace::Act::ACCEPT);
   return fd;
 }
 
 int SimNetwork::connect(const NetAddress& address) {
   if (!is_tcp(address) && address.path.empty()) return -EINVAL;
-  const int fd = free_descriptor();
+  const int fd = open_descriptor(Descriptor::Kind::STREAM);
   if (fd < 0) return fd;
-  Connection connection{};
-  connection.id = ++_last_connection;
+  const std::uint64_t id = ++_last_connection;
+  Connection& connection = _connections[id];
+  connection.id = id;
   connection.server = address;
   connection.client =
       is_tcp(address) ? NetAddress::tcp(address.host, free_port()) : NetAddress::unix_path({});
-  Descriptor& stream = _descriptors[fd];
-  stream.connection = connection.id;
-  _trace.add(name(connection, CLIENT) + " connect " + address.str());
-  const std::uint64_t id = connection.id;
-  _connections.emplace(id, std::move(connection));
+  connection.ends[CLIENT].fd = fd;
+  find_descriptor(fd)->connection = &connection;
+  _trace.add("c" + std::to_string(id) + " client connect " + address.str());
   _agenda.at(_agenda.now() + drawn_delay(), [this, id] { finish_connect(id); });
   return fd;
 }
 
 int SimNetwork::connect_result(int fd) {
-  Connection& connection = connection_of(descriptor(fd, Descriptor::Kind::STREAM));
+  Connection& connection = *descriptor(fd, Descriptor::Kind::STREAM).connection;
   if (connection.stage == Stage::CONNECTING) return -EINPROGRESS;
   return -std::exchange(connection.ends[CLIENT].error, 0);
 }
 
 std::ptrdiff_t SimNetwork::read(int fd, std::span<std::uint8_t> into) {
   const Descriptor& stream = descriptor(fd, Descriptor::Kind::STREAM);
-  Connection& connection = connection_of(stream);
+  Connection& connection = *stream.connection;
   End& end = connection.ends[stream.side];
   if (into.empty()) return 0;
   if (end.inbox.empty()) {
@@ -105,16 +101,16 @@ std::ptrdiff_t SimNetwork::read(int fd, std::span<std::uint8_t> into) {
     return end.broken || end.at_end ? 0 : -EAGAIN;
   }
   const std::size_t count = drawn_part(std::min(into.size(), end.inbox.size()));
-  const auto last = end.inbox.begin() + static_cast<std::ptrdiff_t>(count);
-  std::copy(end.inbox.begin(), last, into.begin());
-  end.inbox.erase(end.inbox.begin(), last);
-  _trace.add(name(connection, stream.side) + " read " + summary(into.first(count)));
+  std::copy_n(end.inbox.items().begin(), count, into.begin());
+  end.inbox.pop(count);
+  trace(connection, stream.side, SimTrace::Act::READ, count);
+  poke(connection.ends[other(stream.side)].fd);
   return static_cast<std::ptrdiff_t>(count);
 }
 
 std::ptrdiff_t SimNetwork::write(int fd, std::span<const std::uint8_t> from) {
   const Descriptor& stream = descriptor(fd, Descriptor::Kind::STREAM);
-  Connection& connection = connection_of(stream);
+  Connection& connection = *stream.connection;
   End& end = connection.ends[stream.side];
   if (end.error != 0) return -std::exchange(end.error, 0);
   if (end.broken) return -EPIPE;
@@ -122,35 +118,44 @@ std::ptrdiff_t SimNetwork::write(int fd, std::span<const std::uint8_t> from) {
   const std::size_t space = room(connection, stream.side);
   if (connection.stage == Stage::CONNECTING || space == 0) return -EAGAIN;
   const auto bytes = from.first(drawn_part(std::min(from.size(), space)));
-  _trace.add(name(connection, stream.side) + " write " + summary(bytes));
+  trace(connection, stream.side, SimTrace::Act::WRITE, bytes.size(), summary(bytes));
   send(connection, stream.side, Mark::DATA, {bytes.begin(), bytes.end()});
+  ++stream.owner->writes;
+  _bytes_written += bytes.size();
   return static_cast<std::ptrdiff_t>(bytes.size());
 }
 
 NetAddress SimNetwork::local_address(int fd) {
-  const auto found = _descriptors.find(fd);
-  if (found == _descriptors.end()) return {};
-  const Descriptor& own = found->second;
-  if (own.kind == Descriptor::Kind::LISTENER) return own.address;
-  const Connection& connection = connection_of(own);
-  return own.side == CLIENT ? connection.client : connection.server;
+  const Descriptor* const own = find_descriptor(fd);
+  if (own == nullptr) return {};
+  if (own->kind == Descriptor::Kind::LISTENER) return own->address;
+  return own->side == CLIENT ? own->connection->client : own->connection->server;
 }
 
 void SimNetwork::close(int fd) {
-  const auto found = _descriptors.find(fd);
-  XLOG_ASSERT(found != _descriptors.end(), "descriptor " + std::to_string(fd) + " is not open");
-  XLOG_ASSERT(!found->second.watched, "descriptor " + std::to_string(fd) + " is still watched");
-  const Descriptor closing = std::move(found->second);
-  _descriptors.erase(found);
-  if (closing.kind == Descriptor::Kind::STREAM) {
-    Connection& connection = connection_of(closing);
-    const bool is_read_dry = connection.ends[closing.side].inbox.empty();
-    close_end(connection, closing.side, is_read_dry ? Mark::END : Mark::RESET);
+  Descriptor* const found = find_descriptor(fd);
+  XLOG_ASSERT(found != nullptr, "descriptor " + std::to_string(fd) + " is not open");
+  XLOG_ASSERT(!found->watched, "descriptor " + std::to_string(fd) + " is still watched");
+  const std::unique_ptr<Descriptor> closing = std::move(_descriptors[static_cast<std::size_t>(fd)]);
+  --closing->owner->open;
+  if (closing->kind == Descriptor::Kind::STREAM) {
+    Connection& connection = *closing->connection;
+    End& end = connection.ends[closing->side];
+    end.fd = -1;
+    if (closing->owner->is_lost) {
+      lose_end(connection, closing->side);
+    } else {
+      close_end(connection, closing->side, end.inbox.empty() ? Mark::END : Mark::RESET);
+    }
     return;
   }
-  _trace.add("close " + closing.address.str());
-  for (const std::uint64_t id : closing.queue) {
-    close_end(_connections.at(id), SERVER, Mark::RESET);
+  _trace.add("close " + closing->address.str());
+  for (const std::uint64_t id : closing->queue.items()) {
+    if (closing->owner->is_lost) {
+      lose_end(_connections.at(id), SERVER);
+    } else {
+      close_end(_connections.at(id), SERVER, Mark::RESET);
+    }
   }
 }
 
@@ -164,19 +169,25 @@ bool SimNetwork::look_up(const std::string& host, IPv4& address) {
 }
 
 IoInterest SimNetwork::readiness(int fd) const {
-  const Descriptor& own = _descriptors.at(fd);
+  const Descriptor& own = *find_descriptor(fd);
   if (own.kind == Descriptor::Kind::LISTENER) return interest_of(!own.queue.empty(), false);
-  const Connection& connection = _connections.at(own.connection);
+  const Connection& connection = *own.connection;
   const End& end = connection.ends[own.side];
   if (end.broken) return IoInterest::READ_WRITE;
   if (connection.stage == Stage::CONNECTING) return IoInterest::NONE;
   return interest_of(!end.inbox.empty() || end.at_end, room(connection, own.side) != 0);
 }
 
-void SimNetwork::set_watched(int fd, bool watched) {
-  const auto found = _descriptors.find(fd);
-  XLOG_ASSERT(found != _descriptors.end(), "descriptor " + std::to_string(fd) + " is not open");
-  found->second.watched = watched;
+void SimNetwork::set_watched(int fd, bool watched, SimWaiter* waiter) {
+  Descriptor* const found = find_descriptor(fd);
+  XLOG_ASSERT(found != nullptr, "descriptor " + std::to_string(fd) + " is not open");
+  found->watched = watched;
+  found->waiter = watched ? waiter : nullptr;
+}
+
+void SimNetwork::poke(int fd) {
+  const Descriptor* const found = find_descriptor(fd);
+  if (found != nullptr && found->waiter != nullptr) found->waiter->poked = true;
 }
 
 void SimNetwork::set_delay(Duration low, Duration high) {
@@ -192,10 +203,6 @@ void SimNetwork::set_buffer_size(std::size_t bytes) {
   _buffer_size = bytes;
 }
 
-void SimNetwork::set_descriptor_limit(std::size_t limit) {
-  _descriptor_limit = limit;
-}
-
 void SimNetwork::set_host_state(IPv4 host, SimHostState state) {
   _host_states[host] = state;
 }
@@ -208,80 +215,30 @@ void SimNetwork::forget_host_name(const std::string& name) {
   _host_names.erase(name);
 }
 
-std::vector<SimConnection> SimNetwork::connections() const {
-  std::vector<SimConnection> standing;
-  for (const auto& [id, connection] : _connections) {
-    const bool is_whole = !connection.ends[CLIENT].broken && !connection.ends[SERVER].broken;
-    if (connection.stage == Stage::STANDING && is_whole) {
-      standing.push_back({id, connection.client, connection.listener});
-    }
+int SimNetwork::open_descriptor(Descriptor::Kind kind) {
+  if (_owner->open >= _owner->limit) {
+    ++_owner->refusals;
+    return -EMFILE;
   }
-  return standing;
+  auto free = std::find(_descriptors.begin() + FIRST_DESCRIPTOR, _descriptors.end(), nullptr);
+  if (free == _descriptors.end()) free = _descriptors.emplace(free);
+  *free = std::make_unique<Descriptor>();
+  (*free)->kind = kind;
+  (*free)->owner = _owner;
+  ++_owner->open;
+  return static_cast<int>(free - _descriptors.begin());
 }
 
-bool SimNetwork::cut(std::uint64_t id) {
-  Connection* connection = find(id);
-  if (connection == nullptr || connection->stage != Stage::STANDING) return false;
-  _trace.add("c" + std::to_string(id) + " cut");
-  break_end(*connection, CLIENT);
-  break_end(*connection, SERVER);
-  return true;
-}
-
-bool SimNetwork::cut_random() {
-  const std::vector<SimConnection> standing = connections();
-  return !standing.empty() && cut(standing[_random.below(standing.size())].id);
-}
-
-std::size_t SimNetwork::cut_all(const NetAddress& listener) {
-  std::size_t count = 0;
-  for (const SimConnection& connection : connections()) {
-    if (connection.listener == listener && cut(connection.id)) ++count;
-  }
-  return count;
-}
-
-bool SimNetwork::hold(std::uint64_t id) {
-  Connection* connection = find(id);
-  if (connection == nullptr) return false;
-  _trace.add("c" + std::to_string(id) + " hold");
-  connection->held = true;
-  return true;
-}
-
-bool SimNetwork::release(std::uint64_t id) {
-  Connection* connection = find(id);
-  if (connection == nullptr) return false;
-  _trace.add("c" + std::to_string(id) + " release");
-  connection->held = false;
-  for (const Side from : {CLIENT, SERVER}) {
-    for (const Segment& segment : connection->ends[from].outgoing) {
-      _agenda.at(segment.due, [this, id, from] { deliver_due(id, from); });
-    }
-  }
-  return true;
-}
-
-std::string SimNetwork::name(const Connection& connection, Side side) {
-  return "c" + std::to_string(connection.id) + (side == CLIENT ? " client" : " server");
-}
-
-int SimNetwork::free_descriptor() const {
-  if (_descriptors.size() >= _descriptor_limit) return -EMFILE;
-  int fd = FIRST_DESCRIPTOR;
-  for (const auto& entry : _descriptors) {
-    if (entry.first != fd) break;
-    ++fd;
-  }
-  return fd;
+SimNetwork::Descriptor* SimNetwork::find_descriptor(int fd) const {
+  const auto index = static_cast<std::size_t>(fd);
+  return fd >= 0 && index < _descriptors.size() ? _descriptors[index].get() : nullptr;
 }
 
 SimNetwork::Descriptor& SimNetwork::descriptor(int fd, Descriptor::Kind kind) {
-  const auto found = _descriptors.find(fd);
-  XLOG_ASSERT(found != _descriptors.end(), "descriptor " + std::to_string(fd) + " is not open");
-  XLOG_ASSERT(found->second.kind == kind,
-              "descriptor " + std::to_string(fd) + " is not of this kind");
-  return found->second;
+  Descriptor* const found = find_descriptor(fd);
+  XLOG_ASSERT(found != nullptr, "descriptor " + std::to_string(fd) + " is not open");
+  XLOG_ASSERT(found->kind == kind, "descriptor " + std::to_string(fd) + " is not of this kind");
+  return *found;
 }
 
 SimNetwork::Connection* SimNetwork::find(std::uint64_t id) {
@@ -289,25 +246,21 @@ SimNetwork::Connection* SimNetwork::find(std::uint64_t id) {
   return found == _connections.end() ? nullptr : &found->second;
 }
 
-SimNetwork::Connection& SimNetwork::connection_of(const Descriptor& stream) {
-  return _connections.at(stream.connection);
-}
-
 SimNetwork::Descriptor* SimNetwork::find_listener(const NetAddress& address) {
-  for (auto& [fd, own] : _descriptors) {
-    if (own.kind != Descriptor::Kind::LISTENER) continue;
-    const bool is_any_host = is_tcp(own.address) && is_tcp(address) && own.address.host == IPv4() &&
-                             own.address.port == address.port;
-    if (own.address == address || is_any_host) return &own;
+  for (const auto& own : _descriptors) {
+    if (own == nullptr || own->kind != Descriptor::Kind::LISTENER) continue;
+    const bool is_any_host = is_tcp(own->address) && is_tcp(address) &&
+                             own->address.host == IPv4() && own->address.port == address.port;
+    if (own->address == address || is_any_host) return own.get();
   }
   return nullptr;
 }
 
 bool SimNetwork::is_port_taken(std::uint16_t port) const {
   const bool by_listener =
-      std::any_of(_descriptors.begin(), _descriptors.end(), [port](const auto& entry) {
-        const Descriptor& own = entry.second;
-        return own.kind == Descriptor::Kind::LISTENER && own.address.port == port;
+      std::any_of(_descriptors.begin(), _descriptors.end(), [port](const auto& own) {
+        return own != nullptr && own->kind == Descriptor::Kind::LISTENER &&
+               own->address.port == port;
       });
   return by_listener ||
          std::any_of(_connections.begin(), _connections.end(),
@@ -352,8 +305,11 @@ void SimNetwork::finish_connect(std::uint64_t id) {
   }
   connection->stage = Stage::STANDING;
   connection->listener = listener->address;
-  listener->queue.push_back(id);
-  _trace.add(name(*connection, CLIENT) + " connected");
+  listener->queue.push(id);
+  trace(*connection, CLIENT, SimTrace::Act::CONNECTED);
+  if (listener->waiter != nullptr) listener->waiter->poked = true;
+  poke(connection->ends[CLIENT].fd);
+  set_trap(*connection, listener->owner);
 }
 
 void SimNetwork::fail_connect(Connection& connection, int error) {
@@ -361,7 +317,8 @@ void SimNetwork::fail_connect(Connection& connection, int error) {
   connection.ends[SERVER].open = false;
   connection.ends[CLIENT].broken = true;
   connection.ends[CLIENT].error = error;
-  _trace.add(name(connection, CLIENT) + " failed " + std::to_string(error));
+  trace(connection, CLIENT, SimTrace::Act::FAILED, static_cast<std::uint64_t>(error));
+  poke(connection.ends[CLIENT].fd);
 }
 
 void SimNetwork::send(Connection& connection, Side from, Mark mark,
@@ -370,8 +327,13 @@ void SimNetwork::send(Connection& connection, Side from, Mark mark,
   TimePoint due = _agenda.now() + drawn_delay();
   if (!end.outgoing.empty()) due = std::max(due, end.outgoing.back().due);
   end.outgoing_bytes += bytes.size();
-  end.outgoing.push_back({due, mark, std::move(bytes)});
-  _agenda.at(due, [this, id = connection.id, from] { deliver_due(id, from); });
+  end.outgoing.push({due, mark, std::move(bytes)});
+  deliver_at(due, connection.id, from);
+}
+
+// What is captured has to be small, or each event would take memory of its own.
+void SimNetwork::deliver_at(TimePoint due, std::uint64_t id, Side from) {
+  _agenda.at(due, [this, end = id * 2 + from] { deliver_due(end / 2, Side(end % 2)); });
 }
 
 void SimNetwork::deliver_due(std::uint64_t id, Side from) {
@@ -379,42 +341,45 @@ void SimNetwork::deliver_due(std::uint64_t id, Side from) {
   if (connection == nullptr || connection->held) return;
   End& end = connection->ends[from];
   if (end.outgoing.empty() || end.outgoing.front().due > _agenda.now()) return;
-  Segment segment = std::move(end.outgoing.front());
-  end.outgoing.pop_front();
+  const Segment segment = std::move(end.outgoing.front());
+  end.outgoing.pop();
   end.outgoing_bytes -= segment.bytes.size();
-  deliver(*connection, other(from), std::move(segment));
+  deliver(*connection, other(from), segment);
+  if (segment.mark == Mark::DATA) arrived(*connection);
 }
 
-void SimNetwork::deliver(Connection& connection, Side to, Segment segment) {
+void SimNetwork::deliver(Connection& connection, Side to, const Segment& segment) {
   End& end = connection.ends[to];
   if (end.broken) return;
+  poke(end.fd);
   if (segment.mark == Mark::RESET) {
-    _trace.add(name(connection, to) + " reset");
-    break_end(connection, to);
+    trace(connection, to, SimTrace::Act::RESET);
+    break_end(connection, to, ECONNRESET);
   } else if (segment.mark == Mark::END) {
-    _trace.add(name(connection, to) + " end");
+    trace(connection, to, SimTrace::Act::END);
     end.at_end = true;
   } else if (end.open) {
-    _trace.add(name(connection, to) + " arrive " + summary(segment.bytes));
-    end.inbox.insert(end.inbox.end(), segment.bytes.begin(), segment.bytes.end());
+    trace(connection, to, SimTrace::Act::ARRIVE, segment.bytes.size());
+    end.inbox.append(segment.bytes);
   } else {
     send(connection, to, Mark::RESET, {});
   }
 }
 
-void SimNetwork::break_end(Connection& connection, Side side) {
+void SimNetwork::break_end(Connection& connection, Side side, int error) {
   End& end = connection.ends[side];
   if (end.broken) return;
   end.broken = true;
-  end.error = ECONNRESET;
+  end.error = error;
   end.outgoing.clear();
   end.outgoing_bytes = 0;
+  poke(end.fd);
 }
 
 void SimNetwork::close_end(Connection& connection, Side side, Mark how) {
   End& end = connection.ends[side];
   const bool other_is_open = connection.ends[other(side)].open;
-  _trace.add(name(connection, side) + " close");
+  trace(connection, side, SimTrace::Act::CLOSE);
   end.open = false;
   if (!other_is_open || connection.stage == Stage::CONNECTING) {
     _connections.erase(connection.id);

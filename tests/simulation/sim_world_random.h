@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "framework/base/clock.h"
 
@@ -28,6 +29,12 @@ class SimRandom {
     return low + Duration(static_cast<Duration::rep>(below(width)));
   }
   [[nodiscard]] bool chance(unsigned per_mille) { return below(1000) < per_mille; }
+  template <typename T>
+  void shuffle(std::span<T> items) {
+    for (std::size_t left = items.size(); left > 1; --left) {
+      std::swap(items[left - 1], items[static_cast<std::size_t>(below(left))]);
+    }
+  }
   void fill(std::span<std::uint8_t> out) {
     for (std::uint8_t& byte : out) byte = static_cast<std::uint8_t>(next());
   }

@@ -1,12 +1,8 @@
 #include "tests/simulation/system_simulation.h"
 
 #include <algorithm>
-#include <array>
 
 #include "platform/card_id.h"
-#include "policy/interfaces/policy_config_xif.h"
-#include "policy/store/policy_port_info.h"
-#include "policy/store/policytree.h"
 
 namespace {
 
@@ -15,9 +11,6 @@ using std::chrono::seconds;
 
 constexpr const char* HOST = "127.0.0.1";
 constexpr std::uint16_t PORT = 19999;
-// Every fault is over by then: the longest is a request that gets no answer
-// and is given up after 30 s.
-constexpr seconds CALM_LIMIT{180};
 
 SwitchDescription small_switch() {
   SwitchDescription description;
@@ -30,28 +23,30 @@ SwitchDescription small_switch() {
   return description;
 }
 
-constexpr std::array<std::uint32_t, 4> CARD_STATES{7, 0, 8, 9};
-
 }  // namespace
 
-SystemSimulation::SystemSimulation(std::uint64_t seed)
-    : _world(seed), _description(small_switch()) {}
+SystemSimulation::SystemSimulation(const Scenario& scenario)
+    : _scenario(scenario), _world(scenario.seed), _description(small_switch()) {
+  if (scenario.steady) {
+    _world.network().set_delay(milliseconds(1), milliseconds(1));
+    _world.network().set_partial(0);
+  }
+  _operator = std::make_unique<XrlStdRouter>(_operator_process.loop(), "", HOST, PORT, false);
+}
 
 SystemSimulation::~SystemSimulation() = default;
 
 void SystemSimulation::start_finder() {
-  _world.note("start finder");
-  _finder.emplace(_world.loop(), NetAddress::tcp(IPv4::loopback(), PORT), AllowList(), "");
+  _finder.emplace(_finder_process.loop(), NetAddress::tcp(IPv4::loopback(), PORT), AllowList(), "");
 }
 
 // The switch itself lives on while the processes that manage it are restarted.
 void SystemSimulation::start_chassis() {
-  _world.note("start chassis");
-  _chassis = std::make_unique<Chassis>(_world.loop(), _description, FinderPlace{HOST, PORT});
+  _chassis =
+      std::make_unique<Chassis>(_chassis_process.loop(), _description, FinderPlace{HOST, PORT});
 }
 
 void SystemSimulation::stop_chassis() {
-  _world.note("kill chassis");
   const SwitchModel& model = _chassis->model();
   _description = {};
   for (const auto& [name, atom] : model.interfaces().atoms()) {
@@ -65,257 +60,140 @@ void SystemSimulation::stop_chassis() {
 }
 
 void SystemSimulation::start_policyd() {
-  _world.note("start policyd");
-  _policyd = std::make_unique<XrlPolicyNode>(_world.loop(), "policy", "finder", HOST, PORT);
+  _policyd =
+      std::make_unique<XrlPolicyNode>(_policyd_process.loop(), "policy", "finder", HOST, PORT);
   _policyd_started = false;
+}
+
+bool SystemSimulation::runs(const SimProcess& process) const {
+  if (&process == &_finder_process) return _finder.has_value();
+  if (&process == &_chassis_process) return _chassis != nullptr;
+  return _policyd != nullptr;
+}
+
+void SystemSimulation::start(SimProcess& process) {
+  process.begin_anew();
+  process.enter();
+  process.descriptors().limit = SimDescriptors().limit;
+  if (&process == &_finder_process) {
+    _world.note("start finder");
+    start_finder();
+  } else if (&process == &_chassis_process) {
+    _world.note("start chassis");
+    start_chassis();
+  } else {
+    _world.note("start policyd");
+    start_policyd();
+  }
+}
+
+void SystemSimulation::stop(SimProcess& process) {
+  if (&process == &_finder_process) {
+    _world.note("end finder");
+    _finder.reset();
+  } else if (&process == &_chassis_process) {
+    _world.note("end chassis");
+    stop_chassis();
+  } else {
+    _world.note("end policyd");
+    _policyd.reset();
+  }
 }
 
 // What policy_main does between its turns, without keeping the loop to itself.
 void SystemSimulation::run_while_policyd_starts() {
-  if (!_policyd || _policyd_started || !_policyd->xrl_router().ready()) return;
+  if (!_policyd || _policyd_started || _policyd_process.is_frozen()) return;
+  if (!_policyd->xrl_router().ready()) return;
   _policyd_started = true;
+  _policyd_process.enter();
   _policyd->startup();
 }
 
-void SystemSimulation::live(int steps) {
-  std::array<int, 3> order{0, 1, 2};
-  for (std::size_t i = order.size() - 1; i > 0; --i) {
-    std::swap(order[i], order[_world.random().below(i + 1)]);
-  }
-  for (const int what : order) {
-    if (what == 0) start_finder();
-    if (what == 1) start_chassis();
-    if (what == 2) start_policyd();
-    const TimePoint until = _world.now() + _world.random().between(seconds(0), seconds(3));
-    _world.run_until(
-        [&] {
-          run_while_policyd_starts();
-          return _world.now() >= until;
-        },
-        seconds(3));
-  }
-  _operator = std::make_unique<XrlStdRouter>(_world.loop(), "", HOST, PORT, false);
-  for (int i = 0; i < steps; ++i) step();
+void SystemSimulation::restart_in_answer() {
+  SimProcess* const process = _restart.process;
+  if (process == nullptr || process->descriptors().writes <= _restart.writes) return;
+  _restart.process = nullptr;
+  ++fired(StepKind::RESTART_IN_ANSWER);
+  stop(*process);
+  start(*process);
 }
 
-void SystemSimulation::step() {
-  const std::uint64_t drawn = _world.random().below(100);
-  if (drawn < 40) {
-    change_the_switch();
-  } else if (drawn < 70) {
-    send_command();
-  } else if (drawn < 92) {
-    harm_the_network();
-  } else {
-    restart_something();
+// Whoever looks after the processes of a switch begins one anew that has ended.
+void SystemSimulation::revive() {
+  for (SimProcess* process : {&_finder_process, &_chassis_process, &_policyd_process}) {
+    if (!process->has_died()) continue;
+    stop(*process);
+    start(*process);
   }
-  const TimePoint until =
-      _world.now() + _world.random().between(milliseconds(0), milliseconds(700));
-  _world.run_until(
+}
+
+void SystemSimulation::watch_connections() {
+  if (_world.now() < _second_began + seconds(1)) return;
+  const std::uint64_t made = _world.network().connections_made();
+  _most_connections = std::max(_most_connections, made - _connections_before);
+  _connections_before = made;
+  _second_began = _world.now();
+}
+
+bool SystemSimulation::run_until(const std::function<bool()>& done, Duration limit) {
+  return _processes.run_until(
       [&] {
         run_while_policyd_starts();
-        return _world.now() >= until;
+        restart_in_answer();
+        revive();
+        watch_connections();
+        return done();
       },
-      seconds(3));
+      limit);
 }
 
-std::string SystemSimulation::drawn_interface() {
-  return "eth-0/" + std::to_string(1 + _world.random().below(3)) + "/" +
-         std::to_string(1 + _world.random().below(4));
-}
-
-// Through the model, as an operator's hand at the hardware; what the model
-// refuses (a second interface of a name, ...) did not happen.
-void SystemSimulation::change_the_switch() {
-  if (!_chassis) return;
-  SwitchModel& model = _chassis->model();
-  const std::string name = drawn_interface();
-  const std::uint32_t vlan = 10 + static_cast<std::uint32_t>(_world.random().below(6)) * 10;
-  const std::uint32_t card = get_card_id(name);
-  switch (_world.random().below(7)) {
-    case 0:
-      static_cast<void>(model.add_interface(name));
-      break;
-    case 1:
-      static_cast<void>(model.remove_interface(name));
-      break;
-    case 2:
-      static_cast<void>(model.add_member("lag1", name));
-      break;
-    case 3:
-      static_cast<void>(model.remove_member("lag1", name));
-      break;
-    case 4:
-      static_cast<void>(model.set_card_state(card, CARD_STATES[_world.random().below(4)]));
-      break;
-    case 5:
-      static_cast<void>(model.create_vlan(vlan));
-      break;
-    default:
-      static_cast<void>(model.delete_vlan(vlan));
-      break;
+void SystemSimulation::live() {
+  for (const Step& step : _scenario.steps) {
+    _world.note(name_of(step.kind));
+    if ((this->*TAKE.at(static_cast<std::size_t>(step.kind)))(step)) ++fired(step.kind);
+    run_until([] { return false; }, step.pause);
   }
-}
-
-void SystemSimulation::harm_the_network() {
-  const std::uint64_t drawn = _world.random().below(10);
-  if (drawn < 3) {
-    static_cast<void>(_world.network().cut_random());
-  } else if (drawn < 6) {
-    // The youngest is the likeliest to carry what nobody will say again.
-    const auto connections = _world.network().connections();
-    if (!connections.empty()) static_cast<void>(_world.network().cut(connections.back().id));
-  } else if (drawn < 8) {
-    const auto connections = _world.network().connections();
-    if (connections.empty()) return;
-    const std::uint64_t id = connections[_world.random().below(connections.size())].id;
-    if (_world.network().hold(id)) _held.push_back(id);
-  } else if (!_held.empty()) {
-    static_cast<void>(_world.network().release(_held.back()));
-    _held.pop_back();
-  } else {
-    _world.network().set_delay(std::chrono::microseconds(10),
-                               _world.random().between(milliseconds(1), milliseconds(80)));
-  }
-}
-
-void SystemSimulation::restart_something() {
-  switch (_world.random().below(3)) {
-    case 0:
-      if (_finder) {
-        _world.note("kill finder");
-        _finder.reset();
-      } else {
-        start_finder();
-      }
-      break;
-    case 1:
-      if (_chassis) {
-        stop_chassis();
-      } else {
-        start_chassis();
-      }
-      break;
-    default:
-      if (_policyd) {
-        _world.note("kill policyd");
-        _policyd.reset();
-      } else {
-        start_policyd();
-      }
-      break;
-  }
-}
-
-void SystemSimulation::send_command() {
-  const std::size_t number = _answers.size();
-  const auto count = [this, number] { ++_answers[number]; };
-  bool sent = false;
-  XrlPolicyConfigV0p1Client policy(_operator.get());
-  _answers.push_back(0);
-  if (_world.random().chance(500)) {
-    XrlAtomList priorities;
-    XrlAtomList queues;
-    priorities.append(static_cast<std::uint32_t>(_world.random().below(8)));
-    queues.append(static_cast<std::uint32_t>(_world.random().below(8)));
-    sent = policy.send_set_cos_mapping("policy", priorities, queues,
-                                       callback([count](const XrlError&) { count(); }));
-  } else {
-    sent = policy.send_get_cos_flag("policy",
-                                    callback([count](const XrlError&, const bool*) { count(); }));
-  }
-  if (!sent) _answers.pop_back();
 }
 
 void SystemSimulation::calm_down() {
   _world.note("calm");
-  for (const std::uint64_t id : _held) static_cast<void>(_world.network().release(id));
+  SimNetwork& network = _world.network();
+  for (const std::uint64_t id : _held) static_cast<void>(network.release(id));
   _held.clear();
-  _world.network().set_delay(std::chrono::microseconds(50), milliseconds(2));
-  if (!_finder) start_finder();
-  if (!_chassis) start_chassis();
-  if (!_policyd) start_policyd();
+  network.take_traps_back();
+  network.set_delay(milliseconds(1), milliseconds(_scenario.steady ? 1 : 2));
+  _restart.process = nullptr;
+  _thief.reset();
+  for (SimProcess* process : _all) {
+    process->freeze(false);
+    process->run_out_of_memory(0);
+    process->descriptors().limit = SimDescriptors().limit;
+  }
+  for (SimProcess* process : {&_finder_process, &_chassis_process, &_policyd_process}) {
+    if (!runs(*process)) start(*process);
+  }
+  _chassis_process.enter();
+  for (const char* name : {"sif", "card_manager", "vlan", "lcmgr020", "lcmgr021", "lcmgr022"}) {
+    static_cast<void>(_chassis->targets().start(name));
+  }
+  for (const auto& [slot, card] : _chassis->model().line_cards()) {
+    _chassis->model().find_line_card(slot)->set_fault(LineCardFault::NONE);
+  }
+  // Of a connection that was severed last.
+  run_until([] { return false; }, SimNetwork::SILENCE + seconds(5));
 }
 
-void SystemSimulation::converge() {
-  TimePoint next_check = _world.now();
-  _world.run_until(
-      [&] {
-        run_while_policyd_starts();
-        if (_world.now() < next_check) return false;
-        next_check = _world.now() + milliseconds(200);
-        return _policyd_started && check().empty();
-      },
-      CALM_LIMIT);
+std::function<void()> SystemSimulation::expect_answer() {
+  const std::size_t number = _answers.size();
+  _answers.push_back(0);
+  return [this, number] { ++_answers[number]; };
 }
 
-std::vector<std::string> SystemSimulation::check() const {
-  std::vector<std::string> wrong;
-  if (!_policyd_started) {
-    wrong.emplace_back("policyd is not registered");
-    return wrong;
+std::array<std::uint64_t, STEP_KINDS> SystemSimulation::fired() const {
+  std::array<std::uint64_t, STEP_KINDS> all = _fired;
+  for (const SimProcess* process : _all) {
+    all.at(static_cast<std::size_t>(StepKind::NO_DESCRIPTORS)) += process->descriptors().refusals;
+    all.at(static_cast<std::size_t>(StepKind::NO_MEMORY)) += process->shortages();
   }
-  check_ports(wrong);
-  check_vlans(wrong);
-  check_cards(wrong);
-  check_answers(wrong);
-  return wrong;
-}
-
-void SystemSimulation::check_ports(std::vector<std::string>& wrong) const {
-  const PolicyTree& tree = _policyd->policy_node().policy_config().policy_tree();
-  const auto& atoms = _chassis->model().interfaces().atoms();
-  std::vector<std::string> names;
-  tree.get_port_names(names);
-  std::vector<std::string> expected;
-  for (const auto& [name, atom] : atoms) expected.push_back(name);
-  if (names != expected) {
-    wrong.push_back("the port records are not the interfaces");
-    return;
-  }
-  for (const auto& [name, atom] : atoms) {
-    const PolicyPortInfo& port = *tree.find_port(name);
-    if (!port.special_card && port.lag_member != atom.lagmember()) {
-      wrong.push_back("membership of " + name);
-    }
-    if (!port.special_card && atom.lagmember() && port.lag_name != atom.lagname()) {
-      wrong.push_back("aggregate of " + name);
-    }
-    if (!port.special_card && port.card_ready != tree.is_card_up(port.card_id)) {
-      wrong.push_back("readiness of " + name);
-    }
-    if (port.special_card && !atom.members().empty() &&
-        port.card_id != get_card_id(*atom.members().begin())) {
-      wrong.push_back("card of " + name);
-    }
-  }
-}
-
-void SystemSimulation::check_vlans(std::vector<std::string>& wrong) const {
-  std::vector<std::uint32_t> ids;
-  _policyd->policy_node().policy_config().policy_tree().get_vlan_ids(ids);
-  const auto& vlans = _chassis->model().vlans();
-  if (ids != std::vector<std::uint32_t>(vlans.begin(), vlans.end())) {
-    wrong.emplace_back("the VLAN records are not the VLANs");
-  }
-}
-
-void SystemSimulation::check_cards(std::vector<std::string>& wrong) const {
-  const PolicyTree& tree = _policyd->policy_node().policy_config().policy_tree();
-  const SwitchModel& model = _chassis->model();
-  // Of every id there is, for policyd may hold one for up that the switch does
-  // not know.
-  for (std::uint32_t card = FIRST_CARD_ID; card <= LAST_CARD_ID; ++card) {
-    if (tree.is_card_up(card) != (model.card_state(card) == CARD_STATE_PRESENT)) {
-      wrong.push_back("card " + std::to_string(card));
-    }
-  }
-}
-
-void SystemSimulation::check_answers(std::vector<std::string>& wrong) const {
-  for (std::size_t i = 0; i < _answers.size(); ++i) {
-    if (_answers[i] == 1) continue;
-    wrong.push_back("request " + std::to_string(i) + " got " + std::to_string(_answers[i]) +
-                    " answers");
-  }
+  return all;
 }
