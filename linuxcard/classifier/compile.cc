@@ -48,7 +48,8 @@ struct Likeness {
   std::uint32_t service = 0;
   std::uint32_t mac = 0;
   std::uint32_t index = 0;
-  auto operator<=>(const Likeness&) const = default;
+  auto operator<=>(const Likeness&) const =
+      default;  // NOLINT(modernize-use-nullptr): in what the compiler makes
 };
 
 class Compiler {
