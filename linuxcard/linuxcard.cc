@@ -33,7 +33,7 @@ PolicyFollower::Options Linuxcard::follower_options() {
   PolicyFollower::Options options;
   options.hold = _options.configuration.hold;
   options.in_force = _kept.instance;
-  options.local_time = _options.local_time;
+  options.now = _options.now;
   options.adopted = [this](const std::string& instance) {
     _kept.instance = instance;
     keep();

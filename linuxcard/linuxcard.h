@@ -6,7 +6,6 @@
 // follows the links. Nothing that is in force in the kernel goes when the process goes.
 #pragma once
 
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,7 +25,7 @@ class Linuxcard : private SwitchObserver {
     Configuration configuration;
     FinderPlace finder;
     std::string state_file;  // empty: nothing is kept
-    std::function<std::tm()> local_time;
+    std::function<LocalMoment()> now;  // by which time ranges hold
   };
 
   // All must outlive it.

@@ -88,13 +88,6 @@ void propose() {
   std::fputs(propose_configuration(placed).c_str(), stdout);
 }
 
-std::tm local_time() {
-  const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  localtime_r(&now, &parts);
-  return parts;
-}
-
 void announce(const Linuxcard& card) {
   std::printf("linuxcard: %zu interfaces, %zu VLANs\n", card.model().interfaces().atoms().size(),
               card.model().vlans().size());
@@ -103,7 +96,8 @@ void announce(const Linuxcard& card) {
 
 void serve(const Options& options) {
   Linuxcard::Options card_options{read_configuration(options.file), options.finder,
-                                  options.state_file, local_time};
+                                  options.state_file,
+                                  [] { return local_moment(std::time(nullptr)); }};
   EventLoop loop;
   KernelRouteSocket socket(loop);
   drop_privileges();

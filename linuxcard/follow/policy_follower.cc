@@ -145,7 +145,7 @@ void PolicyFollower::take_if_due() {
 void PolicyFollower::apply() {
   _apply_again = false;
   _applying = true;
-  _active_time_ranges = active_time_ranges(_taken->time_ranges, _options.local_time());
+  _active_time_ranges = active_time_ranges(_taken->time_ranges, _options.now());
   auto policy = std::make_shared<const SwitchPolicy>(
       switch_policy_of(*_taken, _kernel, _queues, _active_time_ranges));
   _data_path.apply(std::move(policy),
@@ -186,7 +186,7 @@ void PolicyFollower::look_at_the_clock() {
   if (_taken == nullptr) return;
   const bool refused = !_outcome.problem.empty() || !_outcome.report.refusals.empty();
   if (refused && _loop.now() - _applied_at >= REFUSED_AGAIN) _apply_again = true;
-  std::set<std::string> active = active_time_ranges(_taken->time_ranges, _options.local_time());
+  std::set<std::string> active = active_time_ranges(_taken->time_ranges, _options.now());
   if (active == _active_time_ranges) return;
   _active_time_ranges = active;
   _data_path.set_active_time_ranges(std::move(active));

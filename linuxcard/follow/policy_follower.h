@@ -41,8 +41,8 @@ class PolicyFollower {
     std::chrono::seconds hold{60};
     // The instance whose policy is in force at the start; empty: none is.
     std::string in_force;
-    // The time of day, in local time.
-    std::function<std::tm()> local_time;
+    // By which time ranges hold.
+    std::function<LocalMoment()> now;
     // Runs when another instance's policy has come into force, and after each apply.
     std::function<void(const std::string& instance)> adopted;
     std::function<void()> applied;

@@ -258,9 +258,9 @@ bool PolicyReader::ask_time_ranges() {
           for (const std::string_view name : names->texts()) {
             if (_failed) break;
             _snapshot->time_ranges.emplace(
-                name, PolicyTimeRangeValues{number1s->u32_at(i), number2s->u32_at(i),
-                                            flags->u32_at(i) != 0, number3s->u32_at(i),
-                                            number4s->u32_at(i)});
+                name,
+                TimeRangeValues{number1s->u32_at(i), number2s->u32_at(i), flags->u32_at(i) != 0,
+                                number3s->u32_at(i), number4s->u32_at(i)});
             ++i;
           }
         }

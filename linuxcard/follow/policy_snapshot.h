@@ -7,22 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "common/time_range.h"
 #include "linuxcard/classifier/policy.h"
 
 struct PolicyBindings {
   std::vector<RuleKey> filters;       // in bound order
   std::map<RuleKey, Remark> remarks;  // of rules that need not be bound
   bool operator==(const PolicyBindings&) const = default;
-};
-
-// Five values that policyd keeps as they are given; time_ranges.h gives them a meaning.
-struct PolicyTimeRangeValues {
-  std::uint32_t number1 = 0;
-  std::uint32_t number2 = 0;
-  bool flag = false;
-  std::uint32_t number3 = 0;
-  std::uint32_t number4 = 0;
-  bool operator==(const PolicyTimeRangeValues&) const = default;
 };
 
 struct PolicySnapshot {
@@ -32,7 +23,7 @@ struct PolicySnapshot {
   // Every rule that is bound somewhere, without a remark; shared with other snapshots of
   // the same policyd.
   std::map<RuleKey, std::shared_ptr<const PolicyRule>> rules;
-  std::map<std::string, PolicyTimeRangeValues, std::less<>> time_ranges;
+  std::map<std::string, TimeRangeValues, std::less<>> time_ranges;
 
   // No rule is bound anywhere.
   [[nodiscard]] bool is_empty() const { return rules.empty(); }

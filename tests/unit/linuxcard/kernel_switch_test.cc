@@ -123,40 +123,6 @@ TEST_F(KernelSwitchTest, ACardIsThereWhenAPortOfItCanBeProgrammed) {
   EXPECT_EQ(model.card_state(16 + 256 + 1), CARD_STATE_ABSENT);
 }
 
-std::tm at(int hour, int minute) {
-  std::tm time{};
-  time.tm_hour = hour;
-  time.tm_min = minute;
-  return time;
-}
-
-TEST(TimeRange, HoldsFromItsFirstToItsLastMinuteEachDay) {
-  const PolicyTimeRangeValues office{8, 17, true, 30, 0};
-  EXPECT_FALSE(holds_at(office, at(8, 29)));
-  EXPECT_TRUE(holds_at(office, at(8, 30)));
-  EXPECT_TRUE(holds_at(office, at(16, 59)));
-  EXPECT_FALSE(holds_at(office, at(17, 0)));
-}
-
-TEST(TimeRange, MayLastOverMidnight) {
-  const PolicyTimeRangeValues night{22, 6, true, 0, 0};
-  EXPECT_TRUE(holds_at(night, at(23, 59)));
-  EXPECT_TRUE(holds_at(night, at(0, 0)));
-  EXPECT_FALSE(holds_at(night, at(6, 0)));
-}
-
-TEST(TimeRange, ThatEndsWhenItBeginsLastsTheWholeDay) {
-  EXPECT_TRUE(holds_at({0, 0, true, 0, 0}, at(12, 0)));
-  EXPECT_TRUE(holds_at({0, 24, true, 0, 0}, at(23, 59)));
-}
-
-TEST(TimeRange, NeverHoldsWithTheFlagOffOrNumbersThatNoClockShows) {
-  EXPECT_FALSE(holds_at({0, 0, false, 0, 0}, at(12, 0)));
-  EXPECT_FALSE(holds_at({0, 25, true, 0, 0}, at(12, 0)));
-  EXPECT_FALSE(holds_at({0, 24, true, 0, 1}, at(12, 0)));
-  EXPECT_FALSE(holds_at({0, 12, true, 60, 0}, at(11, 0)));
-}
-
 TEST(KeptState, IsReadAsItWasWritten) {
   const TemporaryFolder folder;
   const std::string file = folder.path_of("state");

@@ -50,7 +50,7 @@ class Policy : public testing::Test {
     options.configuration =
         parse_configuration("port 1/1/1 = swp1\nport 1/1/2 = swp2\nlag1 = bond0\nbridge = br0\n");
     options.state_file = folder.path_of("state");
-    options.local_time = [this] { return time; };
+    options.now = [this] { return now; };
     card = std::make_unique<Linuxcard>(world.loop(), kernel, data_path, options);
   }
   void settle(const std::function<bool()>& done, Duration limit = seconds(30)) {
@@ -97,7 +97,7 @@ class Policy : public testing::Test {
   SimFinder finder{world};
   ScriptedKernel kernel{world.loop()};
   FakeDataPath data_path{world.loop()};
-  std::tm time{};
+  LocalMoment now;
   XrlStdRouter client{world.loop(), "", "127.0.0.1", SimFinder::PORT, false};
   std::unique_ptr<XrlPolicyNode> policyd;
   std::unique_ptr<Linuxcard> card;
@@ -275,13 +275,14 @@ TEST_F(Policy, ADataPathThatCannotWorkTakesTheCardsAway) {
 }
 
 TEST_F(Policy, TimeRangesSwitchRulesWithoutBuildingAnything) {
-  EXPECT_EQ(policy("create_time_range?name:txt=night&number1:u32=22&number2:u32=6&flag:bool=true"
-                   "&number3:u32=0&number4:u32=0"),
-            "100 ");
+  EXPECT_EQ(
+      policy("create_time_range?name:txt=night&number1:u32=1320&number2:u32=360&flag:bool=true"
+             "&number3:u32=0&number4:u32=0"),
+      "100 ");
   quiet(seconds(2));
   EXPECT_EQ(data_path.latest().active_time_ranges, std::set<std::string>{"night"});
   const std::size_t applied = data_path.policies.size();
-  time.tm_hour = 12;
+  now.minute_of_day = 720;
   quiet(seconds(2));
   EXPECT_EQ(data_path.active_time_ranges, std::vector<std::set<std::string>>{{}});
   EXPECT_EQ(data_path.policies.size(), applied);
