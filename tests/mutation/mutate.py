@@ -5,6 +5,7 @@
   tests/mutation/mutate.py --seed 7 --count 900
   tests/mutation/mutate.py --room policy       one room's share of the draw
   tests/mutation/mutate.py --at platform/usp.cc:10    all faults of a line, or of a file
+  tests/mutation/mutate.py --always            only those of every draw, which always.txt names
   tests/mutation/mutate.py --again             only those that survived the last time
   tests/mutation/mutate.py --quick             without the tests that take longest
   tests/mutation/mutate.py --list              what would be planted
@@ -76,7 +77,7 @@ def is_measured(file):
     return file.split("/")[0] in ROOMS and not file.startswith(LEFT_OUT)
 
 
-def sources(build):
+def sources(build, options):
     """{source: arguments to parse it with}, of the measured rooms, headers included."""
     arguments, includers = {}, collections.Counter()
     graph = build.include_graph()
@@ -87,8 +88,13 @@ def sources(build):
         for measured in {file, *headers}:
             if is_measured(measured) and (ROOT / measured).is_file():
                 arguments.setdefault(measured, [*words, "-w", "-xc++"])
+    wanted = arguments
+    if options.at:
+        wanted = {options.at.partition(":")[0]}
+    elif options.always:
+        wanted = {row.split(" | ")[0] for row in read_rows(ALWAYS)}
     return {file: words for file, words in sorted(arguments.items())
-            if includers[file] <= MOST_INCLUDERS}
+            if file in wanted and (includers[file] <= MOST_INCLUDERS or options.at)}
 
 
 def mutants_of_file(file_and_arguments):
@@ -115,7 +121,7 @@ def draw(found, options):
         file, _, line = options.at.partition(":")
         chosen = [m for m in found if m.file == file and line in ("", str(m.line))]
     else:
-        chosen = drawn_by_room(found, options)
+        chosen = [] if options.always else drawn_by_room(found, options)
         always = read_rows(ALWAYS)
         known = {m.key() for m in found}
         for row in always:
@@ -421,6 +427,7 @@ def parse_options():
     parser.add_argument("--room")
     parser.add_argument("--at")
     parser.add_argument("--tests", default="", help="only programs whose names have this in them")
+    parser.add_argument("--always", action="store_true")
     parser.add_argument("--again", action="store_true")
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--list", action="store_true")
@@ -431,8 +438,9 @@ def parse_options():
 def main(options):
     build = MutatedBuild("mutation")
     generate(build)
+    searched = sources(build, options)
     with concurrent.futures.ProcessPoolExecutor(options.workers) as pool:
-        found = [m for its in pool.map(mutants_of_file, sources(build).items()) for m in its]
+        found = [m for its in pool.map(mutants_of_file, searched.items()) for m in its]
     mutants = draw(found, options)
     kept = BUILD / "survived.json"
     print(f"{len(found)} mutants are possible; {len(mutants)} of this run")

@@ -203,6 +203,8 @@ TEST_F(Daemon, RunsOnWhileAWithdrawalAwaitsItsReply) {
 
 TEST_F(Daemon, RunsOnAsLongAsItsTargetDoes) {
   start();
+  wait_until_confirmed();
+  EXPECT_EQ(_daemon->xrl_router().pending(), 0U);
   EXPECT_EQ(_daemon->policy_node().shutdown(), 0);
   EXPECT_TRUE(target().is_running());
   EXPECT_TRUE(_daemon->is_running());

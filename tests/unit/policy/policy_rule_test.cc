@@ -181,4 +181,14 @@ TEST_F(Rules, ADeletedRuleIsGoneAndCanBeCreatedAgain) {
   EXPECT_EQ(fields_of(*_acl->find_rule(1)), (Fields{{2, "b"}}));
 }
 
+TEST(RuleFields, KeepAValueOfAnyLength) {
+  for (const std::size_t length : {0, 1, 127, 128, 129, 16383, 16384, 2097151, 2097152}) {
+    const std::string text(length, 'x');
+    const PolicyRuleFields fields(PolicyFieldValues(Numbers{1, 2}, TextViews{text, "behind"}));
+    Texts values;
+    for (const PolicyRuleFields::Field& field : fields) values.emplace_back(field.value);
+    EXPECT_EQ(values, (Texts{text, "behind"})) << length;
+  }
+}
+
 }  // namespace

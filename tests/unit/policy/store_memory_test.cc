@@ -42,14 +42,18 @@ std::size_t cost_of(Make make) {
 }
 
 TEST(StoreMemory, FieldsTakeTheirTextsAndTwoBytesEachOrMoreWhenTheyAreLong) {
-  for (std::size_t length = 0; length <= 20000; length += length < 300 ? 1 : 1231) {
-    const std::string text(length, 'x');
-    const PolicyFieldValues values(Numbers{1, 2}, TextViews{text, "80"});
-    const std::size_t bytes_of_length = length < 128 ? 1 : length < 16384 ? 2 : 3;
-    const std::size_t bytes = 1 + (1 + bytes_of_length + length) + (1 + 1 + 2);
-    EXPECT_EQ(cost_of([&] { return PolicyRuleFields(values); }),
-              cost_of([&] { return std::make_unique<std::uint8_t[]>(bytes); }))
-        << length;
+  for (const std::size_t length : {0, 1, 126, 127, 128, 129, 1000, 16383, 16384, 20000}) {
+    // The allocator's sizes are sixteen bytes apart.
+    for (std::size_t other = 0; other < 16; ++other) {
+      const std::string text(length, 'x');
+      const std::string other_text(other, 'y');
+      const PolicyFieldValues values(Numbers{1, 2}, TextViews{text, other_text});
+      const std::size_t bytes_of_length = length < 128 ? 1 : length < 16384 ? 2 : 3;
+      const std::size_t bytes = 1 + (1 + bytes_of_length + length) + (1 + 1 + other);
+      EXPECT_EQ(cost_of([&] { return PolicyRuleFields(values); }),
+                cost_of([&] { return std::make_unique<std::uint8_t[]>(bytes); }))
+          << length << " and " << other;
+    }
   }
 }
 
