@@ -156,7 +156,7 @@ void XrlPeer::use(const FinderClient::Resolution& resolution) {
   _resolution = resolution;
   _resolution.addresses = usable_addresses(resolution.addresses, _owner.local_host());
   _resolution_is_fresh = true;
-  _resolution_in_doubt = false;
+  _resolution_in_doubt = _resolution_is_old = false;
   _last_key = nullptr;
   _next_address = 0;
   _connect_problem = "it told no address that can be used";
@@ -189,16 +189,23 @@ void XrlPeer::connection_up(XrlConnection& connection) {
   }
   _connected = true;
   _resolution_is_fresh = false;
+  _resolution_in_doubt = _resolution_in_doubt || _resolution_is_old;
   transmit_waiting();
 }
 
+// What a target in doubt does not know goes on waiting for who has its name.
 void XrlPeer::transmit_waiting() {
   _waiting_bytes = 0;
-  for (const Waiting& request : std::exchange(_waiting, {})) {
-    if (_calls.is_pending(request.sequence)) {
+  for (Waiting& request : std::exchange(_waiting, {})) {
+    if (!_calls.is_pending(request.sequence)) continue;
+    if (_resolution_in_doubt && find_key(request.method) == nullptr) {
+      _waiting_bytes += request.args.size();
+      _waiting.push_back(std::move(request));
+    } else {
       transmit(request.sequence, request.method, request.args);
     }
   }
+  if (_resolution_in_doubt && !_resolving) resolve();
 }
 
 void XrlPeer::refuse_waiting(const XrlError& error) {
@@ -252,7 +259,7 @@ bool XrlPeer::is_waiting(std::uint32_t sequence) const {
 
 void XrlPeer::forget_resolution() {
   _resolution = {};
-  _resolution_in_doubt = false;
+  _resolution_in_doubt = _resolution_is_old = false;
   _last_key = nullptr;
 }
 

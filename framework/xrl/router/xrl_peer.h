@@ -61,7 +61,10 @@ class XrlPeer final : private XrlConnection::Delegate {
   // What is known of this instance may be true no longer.
   void target_died(std::string_view instance);
   // Its death may have gone untold. A connection that stands goes on meanwhile.
-  void doubt() { _resolution_in_doubt = _resolution_in_doubt || _connected; }
+  void doubt() {
+    _resolution_is_old = true;
+    _resolution_in_doubt = _resolution_in_doubt || _connection != nullptr;
+  }
 
  private:
   struct Waiting {
@@ -107,6 +110,7 @@ class XrlPeer final : private XrlConnection::Delegate {
   FinderClient::Resolution _resolution;  // no instance: not known
   bool _resolution_is_fresh = false;     // nothing was tried with it yet
   bool _resolution_in_doubt = false;     // its target may be dead
+  bool _resolution_is_old = false;       // of an earlier session with the finder
   bool _resolving = false;
   bool _connected = false;  // _connection stands and leads to the right instance
   bool _lost = false;       // requests, since the target last answered

@@ -723,6 +723,24 @@ TEST_F(Router, AsksTheTargetThatHasTheNameNowForWhatTheOneBeforeDidNotKnow) {
   EXPECT_EQ(answer_to("hello"), "100 hello");
 }
 
+// The one before lives on and is reached, but the finder knows another by now.
+TEST_F(Router, AsksWhoHasTheNameNowWhenItConnectsAgainInALaterSession) {
+  start_finder();
+  start_client();
+  XrlStdRouter other(world.loop(), "echo", FINDER_HOST, FINDER_PORT, false);
+  settle([&] { return other.ready() && client->ready(); });
+  EXPECT_EQ(answer_to("anyone?").substr(0, 4), "202 ");
+  LogCapture log;
+  ASSERT_TRUE(world.network().cut(world.network().connections().back().id));
+  finder.reset();
+  world.run_for(seconds(1));
+  start_echo();
+  start_finder();
+  settle([&] { return echo->router.ready(); }, seconds(1));
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+}
+
 TEST_F(Router, LearnsOfTheMethodsThatATargetHasSince) {
   start_finder();
   start_client();
