@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t PORTS_PER_SLOT = 64;
 
 void require(bool done, const char* what) {
-  if (!done) give_up(std::string(what) + " is refused");
+  if (!done) give_up(std::string(what).append(" is refused"));
 }
 
 }  // namespace

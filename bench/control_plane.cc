@@ -52,7 +52,7 @@ void ControlPlane::wait_for_policyd() {
 }
 
 std::string program(const char* name) {
-  return std::string(BENCH_PROGRAMS) + "/" + name;
+  return std::string(BENCH_PROGRAMS "/").append(name);
 }
 
 std::uint16_t port_after(const std::string& text, const std::string& mark) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t ROUNDS = 5;
+constexpr std::size_t WHOLE_ROUNDS = 5;
 
 // A command that takes as long as what it is about is large.
 struct Command {
@@ -63,7 +63,7 @@ std::vector<double> seconds_of(const Command& command, std::size_t size) {
   command.fill(target.tree(), size);
   const DirectTarget::Request request = target.request(command.request);
   std::vector<double> seconds;
-  for (std::size_t round = 0; round < ROUNDS; ++round) {
+  for (std::size_t round = 0; round < WHOLE_ROUNDS; ++round) {
     if (round > 0) command.refill(target.tree(), size);
     seconds.push_back(DirectTarget::cpu_seconds_of(request));
   }

@@ -7,18 +7,22 @@ function(policyd_library name module)
   target_compile_definitions(${name} PRIVATE XLOG_MODULE_NAME="${module}")
 endfunction()
 
-# policyd_unit_test(NAME SOURCES... LIBRARIES... [PROPERTIES...])
+# policyd_unit_test(NAME [BUSY] SOURCES... LIBRARIES... [PROPERTIES...])
 # The test binary test_NAME; every TEST in it is a test of its own for ctest, with
-# those properties. It is named by the number of its parameter or as its suite says, for
+# those properties; a BUSY one does much by itself and is optimised. It is named by the number of its parameter or as its suite says, for
 # one that prints as its bytes would be named otherwise in every run.
 function(policyd_unit_test name)
   if(NOT POLICYD_BUILD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
+  cmake_parse_arguments(ARG "BUSY" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(test_${name} ${ARG_SOURCES})
   target_link_libraries(test_${name} PRIVATE ${ARG_LIBRARIES} test_support)
   target_compile_definitions(test_${name} PRIVATE XLOG_MODULE_NAME="TEST")
+  if(ARG_BUSY)
+    target_compile_options(test_${name} PRIVATE ${POLICYD_BUSY_TEST})
+    set_target_properties(test_${name} PROPERTIES POLICYD_PRECOMPILED busy_test)
+  endif()
   gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
     NO_PRETTY_VALUES PROPERTIES ${ARG_PROPERTIES})
 endfunction()
@@ -51,4 +55,21 @@ function(policyd_quiet_when_sanitized source warning)
   if(POLICYD_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -Wno-${warning})
   endif()
+endfunction()
+
+# policyd_compile_quickly(FOLDER): every target in and below it is compiled with
+# precompiled headers and in few pieces.
+function(policyd_compile_quickly folder)
+  get_directory_property(targets DIRECTORY ${folder} BUILDSYSTEM_TARGETS)
+  foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    if(type MATCHES "LIBRARY|EXECUTABLE")
+      policyd_use_precompiled_headers(${target})
+      policyd_unite(${target})
+    endif()
+  endforeach()
+  get_directory_property(folders DIRECTORY ${folder} SUBDIRECTORIES)
+  foreach(below IN LISTS folders)
+    policyd_compile_quickly(${below})
+  endforeach()
 endfunction()

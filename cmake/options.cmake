@@ -15,7 +15,10 @@ if(NOT CMAKE_BUILD_TYPE)
 endif()
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # It goes by the list of headers that the compiler writes, rather than have it
+  # preprocess everything first; precompiled headers need to be told of.
+  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_DEPEND=1
+    CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)

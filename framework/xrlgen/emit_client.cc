@@ -133,18 +133,18 @@ std::string client_header(const Interface& interface) {
 }
 
 std::string client_source(const Interface& interface, const std::string& header_path) {
-  std::string code =
-      generated_from(interface.file) + "#include " + quoted(header_path) +
-      "\n"
-      "\n"
-      "#include <string>\n"
-      "\n"
-      "namespace {\n"
-      "\n"
-      "XrlError bad_reply_(const char* method, const XrlArgsReader& results) {\n"
-      "  return XrlError::INTERNAL_ERROR(std::string(\"reply to \") + method + \": \" "
-      "+ results.problem());\n"
-      "}\n";
+  std::string code = generated_from(interface.file) + "#include " + quoted(header_path) +
+                     "\n"
+                     "\n"
+                     "#include <string>\n"
+                     "\n"
+                     "namespace {\n"
+                     "\n"
+                     "XrlError bad_reply_(const char* method, const XrlArgsReader& results) {\n"
+                     "  std::string problem = \"reply to \";\n"
+                     "  problem.append(method).append(\": \").append(results.problem());\n"
+                     "  return XrlError::INTERNAL_ERROR(problem);\n"
+                     "}\n";
   for (const Method& method : interface.methods) code += define_deliver(interface, method);
   code +=
       "\n"

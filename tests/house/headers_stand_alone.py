@@ -1,50 +1,71 @@
 """headers_stand_alone.py BUILD: finds headers that do not compile on their own.
 
-A header with a source of the same name is proved by that source, when it
-includes the header first; the others are compiled here, with BUILD's flags.
+A header that a source or a proved header includes before anything else is
+proved by the builds that do without precompiled headers, those with sanitizers;
+the others are compiled here, with BUILD's flags.
 """
 
 import concurrent.futures
-import json
 import os
 import pathlib
-import shlex
+import re
+import shutil
 import subprocess
 import sys
 
-import includes_point_down
+import sources
 import tree
+
+FIRST_INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<)', re.MULTILINE)
 
 
 def flags_of(build):
     """The compiler and the flags of one of BUILD's sources that every source shares."""
-    command = json.loads((pathlib.Path(build) / "compile_commands.json").read_text())[0]
-    words = shlex.split(command["command"])
-    compiler = next(i for i, word in enumerate(words) if word.rsplit("/", 1)[-1] != "ccache")
-    shared = [word for word in words[compiler + 1:] if word.startswith(("-I", "-std", "-W", "-f"))]
-    return [words[compiler], *shared, "-Wno-pragma-once-outside-header"] \
-        if "clang" in words[compiler] else [words[compiler], *shared]
+    command = next(sources.commands(build))
+    shared = [word for word in command.flags_alone()
+              if word.startswith(("-I", "-std", "-W", "-f"))]
+    if "clang" in command.compiler:
+        shared.append("-Wno-pragma-once-outside-header")
+    return [command.compiler, *shared]
 
 
-def proved_by_source(header):
-    source = pathlib.PurePath(header).with_suffix(".cc")
-    if not (tree.ROOT / source).is_file():
-        return False
-    return includes_point_down.INCLUDE.findall(tree.text(source))[:1] == [header]
+def proved_by_sources():
+    """The headers that are read first of all somewhere."""
+    proved = set()
+    for source in tree.files("*.cc"):
+        path = source
+        while path:
+            first = FIRST_INCLUDE.search(tree.text(path))
+            path = first and first.group(1)
+            if not path or path in proved or not (tree.ROOT / path).is_file():
+                break
+            proved.add(path)
+    return proved
 
 
-def compile_alone(flags, header):
+def compile_alone(command, folder, header):
+    source = folder / f"{header.replace('/', '__')}.cc"
+    text = f'#include "{header}"\n'
+    if not source.is_file() or source.read_text() != text:
+        source.write_text(text)
     result = subprocess.run(
-        [*flags, "-fsyntax-only", "-DXLOG_MODULE_NAME=\"TEST\"", "-x", "c++", "-"],
-        input=f'#include "{header}"\n', capture_output=True, text=True, check=False)
+        [*command, "-O0", "-DXLOG_MODULE_NAME=\"TEST\"", "-c", source, "-o", source.with_suffix(".o")],
+        capture_output=True, text=True, check=False)
     return f"{header} does not compile alone:\n{result.stderr}" if result.returncode else None
 
 
 def main(build):
-    flags = flags_of(build)
-    headers = [header for header in tree.files("*.h") if not proved_by_source(header)]
+    command = flags_of(build)
+    if shutil.which("ccache"):  # which remembers
+        command.insert(0, "ccache")
+    folder = pathlib.Path(build) / "stand_alone"
+    folder.mkdir(exist_ok=True)
+    proved = proved_by_sources()
+    # Those of cmake/ are compiled alone by every build.
+    headers = [header for header in tree.files("*.h")
+               if header not in proved and not header.startswith("cmake/")]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        results = pool.map(lambda header: compile_alone(flags, header), headers)
+        results = pool.map(lambda header: compile_alone(command, folder, header), headers)
     return tree.report([problem for problem in results if problem])
 
 

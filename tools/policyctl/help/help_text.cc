@@ -9,7 +9,7 @@
 
 namespace {
 
-std::string joined(const std::vector<std::string>& words) {
+std::string spaced(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
   return text;
@@ -57,7 +57,7 @@ std::string help_text(const CLI::App& app, const std::vector<std::string>& topic
   const CLI::App* const command = topic.size() == 1 ? find_command(app, topic[0]) : nullptr;
   const bool is_command = command != nullptr && !command->get_group().empty();
   const std::optional<std::string> text = help_on(topic);
-  if (!is_command && !text) refuse_topic(app, joined(topic));
+  if (!is_command && !text) refuse_topic(app, spaced(topic));
   return (is_command ? command_help(*command) : "") + (is_command && text ? "\n" : "") +
          text.value_or("");
 }

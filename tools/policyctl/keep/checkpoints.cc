@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::string_view PREFIX = "checkpoint-";
-constexpr std::string_view HEAD = "# checkpoint of ";
+constexpr std::string_view CHECKPOINT_HEAD = "# checkpoint of ";
 
 std::string file_name(std::uint64_t serial) {
   char name[40];
@@ -45,8 +45,9 @@ void keep_checkpoint(const StateDirectory& directory, const Configuration& confi
                      const std::string& why) {
   const std::vector<std::uint64_t> serials = serials_in(directory);
   const std::uint64_t serial = serials.empty() ? 1 : serials.back() + 1;
-  directory.write(file_name(serial), std::string(HEAD) + local_time() + ", " + on_one_line(why) +
-                                         "\n" + write_configuration(configuration));
+  directory.write(file_name(serial), std::string(CHECKPOINT_HEAD) + local_time() + ", " +
+                                         on_one_line(why) + "\n" +
+                                         write_configuration(configuration));
   if (serials.size() < MOST_CHECKPOINTS) return;
   for (std::size_t i = 0; i <= serials.size() - MOST_CHECKPOINTS; ++i) {
     directory.remove(file_name(serials[i]));
@@ -59,8 +60,8 @@ std::vector<Checkpoint> list_checkpoints(const StateDirectory& directory) {
   std::reverse(serials.begin(), serials.end());
   for (const std::uint64_t serial : serials) {
     const std::optional<std::string> line = directory.first_line(file_name(serial));
-    if (!line || !line->starts_with(HEAD)) continue;
-    const std::string head = line->substr(HEAD.size());
+    if (!line || !line->starts_with(CHECKPOINT_HEAD)) continue;
+    const std::string head = line->substr(CHECKPOINT_HEAD.size());
     const std::size_t comma = head.find(", ");
     if (comma == std::string::npos) continue;
     checkpoints.push_back({serial, head.substr(0, comma), head.substr(comma + 2)});

@@ -24,7 +24,7 @@ namespace {
 
 constexpr const char* FILE_NAME = "journal";
 constexpr const char* NOTE_NAME = "undone";
-constexpr std::string_view HEAD = "policyctl journal 1\n";
+constexpr std::string_view JOURNAL_HEAD = "policyctl journal 1\n";
 constexpr std::size_t MOST_EXPECTED_BYTES = std::size_t{64} << 20U;
 
 [[noreturn]] void refuse_damage(const StateDirectory& directory) {
@@ -38,8 +38,8 @@ class JournalText {
  public:
   JournalText(const StateDirectory& directory, std::string_view text)
       : _directory(directory), _rest(text) {
-    if (!_rest.starts_with(HEAD)) refuse_damage(_directory);
-    _rest.remove_prefix(HEAD.size());
+    if (!_rest.starts_with(JOURNAL_HEAD)) refuse_damage(_directory);
+    _rest.remove_prefix(JOURNAL_HEAD.size());
   }
 
   std::string_view value(std::string_view key) {
@@ -100,7 +100,7 @@ void write_journal(const StateDirectory& directory, const Journal& journal, cons
   std::string text;
   // What is not used of it takes no memory; growing by copying would.
   text.reserve(MOST_EXPECTED_BYTES);
-  text += HEAD;
+  text += JOURNAL_HEAD;
   text += "id " + journal.id + "\n";
   text += "policyd " + journal.policyd + "\n";
   text += "what " + as_quoted_word(journal.what) + "\n";

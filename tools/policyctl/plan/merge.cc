@@ -10,7 +10,7 @@
 
 namespace {
 
-const Bindings NOTHING_BOUND;
+const Bindings NO_BINDINGS;
 
 template <typename Value>
 bool same(const Value* a, const Value* b) {
@@ -149,7 +149,7 @@ class Merging {
   void merge_records(const Records& base, const Records& wanted, Records& now, Name name) {
     for (const auto& [key, made] : wanted) {
       const Bindings* const before = find_entry(base, key);
-      const Bindings& old = before == nullptr ? NOTHING_BOUND : *before;
+      const Bindings& old = before == nullptr ? NO_BINDINGS : *before;
       if (made == old) continue;
       const auto at = now.find(key);
       if (at == now.end()) {
