@@ -30,7 +30,9 @@ import time
 
 import tree
 
-PATIENCE_S = 20
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from patience import PATIENCE_S
+
 DOCUMENTED_BIN = "build/release/bin"
 ONLY_ASKS = re.compile(r"/get_|^policyctl (show|plan|diff|who-uses|checkpoints)\b")
 

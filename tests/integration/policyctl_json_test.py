@@ -17,7 +17,9 @@ import time
 
 import jsonschema
 
-PATIENCE_S = 30
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from patience import PATIENCE_S
+
 SMALL_SWITCH = {
     "interfaces": [{"name": "eth-0/1/1"}, {"name": "eth-0/1/2"}], "vlans": [10, 20], "cards": [17]}
 EDGE = """\
@@ -69,8 +71,9 @@ class Switch:
             process.wait()
 
     def run(self, *arguments, place=None, **environment):
+        patience = () if "--timeout" in arguments else ("--timeout", str(PATIENCE_S))
         return subprocess.run(
-            [self.bin / "policyctl", "-F", place or self.place, *arguments], check=False,
+            [self.bin / "policyctl", "-F", place or self.place, *patience, *arguments], check=False,
             stdin=subprocess.DEVNULL, capture_output=True, timeout=PATIENCE_S,
             env={**self.environment, **environment})
 

@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "tests/integration/policyctl_fixture.h"
+#include "tests/support/patience.h"
 
 namespace {
 
@@ -15,9 +16,9 @@ class Output : public PolicyctlFixture {
  protected:
   // What a shell makes of policyctl with these words and redirections.
   Result by_shell(const std::string& words, const std::string& before = "") {
-    ChildProcess shell(
-        {"/bin/sh", "-c",
-         before + program("policyctl") + " -F " + plane.finder_address() + " " + words});
+    ChildProcess shell({"/bin/sh", "-c",
+                        before + program("policyctl") + " -F " + plane.finder_address() +
+                            " --timeout " + PATIENCE_S + " " + words});
     Result result;
     result.status = shell.wait();
     result.out = shell.output();

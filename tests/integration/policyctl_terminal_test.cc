@@ -1,5 +1,6 @@
 // policyctl show as a person at a terminal sees it.
 #include "tests/integration/real_daemon.h"
+#include "tests/support/patience.h"
 
 namespace {
 
@@ -23,8 +24,8 @@ class PolicyctlTerminal : public RealDaemon {
                         {"LC_ALL", "C.UTF-8"},
                         {"NO_COLOR", ""}});
     const std::string command = "stty cols 60 rows " + std::to_string(lines) + "; exec " +
-                                program("policyctl") + " -F " + plane.finder_address() + " " +
-                                arguments;
+                                program("policyctl") + " -F " + plane.finder_address() +
+                                " --timeout " + PATIENCE_S + " " + arguments;
     ChildProcess::Options options;
     options.argv = {"/usr/bin/script", "-qec", command, "/dev/null"};
     options.environment = std::move(environment);

@@ -8,6 +8,7 @@
 
 #include "framework/base/event_loop.h"
 #include "tests/integration/policyctl_fixture.h"
+#include "tests/support/patience.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ class Trouble : public PolicyctlFixture {
   // With the journal of another machine, say: no lock is between the two.
   std::unique_ptr<ChildProcess> start_elsewhere(const std::vector<std::string>& arguments) {
     ChildProcess::Options options;
-    options.argv = {program("policyctl"), "-F", plane.finder_address()};
+    options.argv = {program("policyctl"), "-F", plane.finder_address(), "--timeout", PATIENCE_S};
     options.argv.insert(options.argv.end(), arguments.begin(), arguments.end());
     options.environment = {{"POLICYCTL_STATE_DIR", folder + "/elsewhere"}};
     return std::make_unique<ChildProcess>(options);

@@ -1,10 +1,12 @@
 // policyctl watch beside real processes.
+#include <algorithm>
 #include <csignal>
 #include <regex>
 #include <sstream>
 
 #include "tests/integration/real_daemon.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/patience.h"
 
 namespace {
 
@@ -16,6 +18,9 @@ class PolicyctlWatch : public RealDaemon {
   std::unique_ptr<ChildProcess> watch(const std::vector<std::string>& what) {
     std::vector<std::string> argv{program("policyctl"), "-F",  plane.finder_address(), "watch",
                                   "--interval",         "0.01"};
+    if (std::ranges::find(what, "--timeout") == what.end()) {
+      argv.insert(argv.end(), {"--timeout", PATIENCE_S});
+    }
     argv.insert(argv.end(), what.begin(), what.end());
     auto process = std::make_unique<ChildProcess>(std::move(argv));
     EXPECT_TRUE(process->wait_for_errors("policyctl: watching "));
@@ -116,7 +121,8 @@ TEST_F(PolicyctlWatch, StampsWhatItSaysAsItStampsChanges) {
 
 TEST_F(PolicyctlWatch, FailsWhenThereIsNoSwitchToBeginWith) {
   kill_policyd();
-  ChildProcess process({program("policyctl"), "-F", plane.finder_address(), "watch"});
+  ChildProcess process(
+      {program("policyctl"), "-F", plane.finder_address(), "--timeout", PATIENCE_S, "watch"});
   EXPECT_EQ(process.wait(), 69);
 }
 

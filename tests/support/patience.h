@@ -5,3 +5,6 @@
 #include <chrono>
 
 inline constexpr std::chrono::seconds PATIENCE{60};
+
+// The same as programs take it on their command lines.
+inline constexpr const char* PATIENCE_S = "60";

@@ -7,7 +7,7 @@ import sys
 import tempfile
 import unittest
 
-from control_plane import ControlPlane
+from control_plane import PATIENCE_S, ControlPlane
 
 BUILD = sys.argv.pop()
 BIN = sys.argv.pop()
@@ -111,7 +111,7 @@ class Offers(unittest.TestCase):
         with socket.create_server(("127.0.0.1", 0)) as mute:
             done = subprocess.run([BIN + "/policyctl", "complete", "--", "-F",
                                    f"127.0.0.1:{mute.getsockname()[1]}", "delete", "acl", ""],
-                                  capture_output=True, check=False, text=True, timeout=60)
+                                  capture_output=True, check=False, text=True, timeout=PATIENCE_S)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
 
     def test_hidden_commands_are_not_offered(self):

@@ -4,12 +4,15 @@ import os
 import pathlib
 import shutil
 import subprocess
+import sys
 import tempfile
 import time
 
 import pexpect
 
-PATIENCE_S = 60
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from patience import PATIENCE_S
+
 SWITCH = """{
   "interfaces": [{"name": "eth-0/3/1"}, {"name": "eth-0/3/2"},
                  {"name": "lag1", "members": ["eth-0/3/2"]}],
@@ -62,7 +65,8 @@ class ControlPlane:
                 raise TimeoutError(request)
 
     def run(self, *words, stdin=""):
-        return subprocess.run([self.bin / "policyctl", "-F", self.finder, *words], input=stdin,
+        return subprocess.run([self.bin / "policyctl", "-F", self.finder, "--timeout",
+                               str(PATIENCE_S), *words], input=stdin,
                               capture_output=True, text=True, check=False, cwd=self.folder,
                               env=self.environment, timeout=PATIENCE_S)
 
