@@ -7,6 +7,12 @@ function(policyd_library name module)
   target_compile_definitions(${name} PRIVATE XLOG_MODULE_NAME="${module}")
 endfunction()
 
+# policyd_busy_in_tests(TARGET): a test, or a part of one, that does much by itself.
+function(policyd_busy_in_tests target)
+  target_compile_options(${target} PRIVATE ${POLICYD_BUSY_TEST})
+  set_target_properties(${target} PROPERTIES POLICYD_PRECOMPILED busy_test)
+endfunction()
+
 # policyd_unit_test(NAME [BUSY] SOURCES... LIBRARIES... [PROPERTIES...])
 # The test binary test_NAME; every TEST in it is a test of its own for ctest, with
 # those properties; a BUSY one does much by itself and is optimised. It is named by the number of its parameter or as its suite says, for
@@ -20,8 +26,7 @@ function(policyd_unit_test name)
   target_link_libraries(test_${name} PRIVATE ${ARG_LIBRARIES} test_support)
   target_compile_definitions(test_${name} PRIVATE XLOG_MODULE_NAME="TEST")
   if(ARG_BUSY)
-    target_compile_options(test_${name} PRIVATE ${POLICYD_BUSY_TEST})
-    set_target_properties(test_${name} PROPERTIES POLICYD_PRECOMPILED busy_test)
+    policyd_busy_in_tests(test_${name})
   endif()
   gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
     NO_PRETTY_VALUES PROPERTIES ${ARG_PROPERTIES})

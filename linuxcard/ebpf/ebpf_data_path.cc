@@ -274,7 +274,10 @@ void EbpfDataPath::switch_over(Change& change) {
   if (vlans_change) {
     const std::string link = _folder + "/vlans";
     (void)unlink(link.c_str());
-    if (change.vlan_list != nullptr) (void)symlink(change.vlan_list->name.c_str(), link.c_str());
+    if (change.vlan_list != nullptr) {
+      // Only the next start would look for it.
+      [[maybe_unused]] const int linked = symlink(change.vlan_list->name.c_str(), link.c_str());
+    }
     _vlan_list = change.vlan_list;
   }
   if (!change.vlans_stay) _vlans = change.vlans;
