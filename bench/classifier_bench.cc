@@ -178,7 +178,8 @@ bool load_nft(const RuleList& rules) {
 }
 
 void unload_nft() {
-  (void)std::system("nft delete table netdev bench >/dev/null 2>&1");
+  // There may be none.
+  [[maybe_unused]] const int status = std::system("nft delete table netdev bench >/dev/null 2>&1");
 }
 
 std::unique_ptr<InterfaceHook> best_hook() {
