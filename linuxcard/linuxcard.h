@@ -24,7 +24,7 @@ class Linuxcard : private SwitchObserver {
   struct Options {
     Configuration configuration;
     FinderPlace finder;
-    std::string state_file;  // empty: nothing is kept
+    std::string state_file;            // empty: nothing is kept
     std::function<LocalMoment()> now;  // by which time ranges hold
   };
 

@@ -20,7 +20,7 @@ class LinuxPlatform final : public Platform {
     Linuxcard::Options options;
     options.configuration = parse_configuration(
         "port 1/1/1 = swp1\nport 1/1/2 = swp2\nport 1/2/1 = swp3\nlag1 = bond0\nbridge = br0\n");
-    options.local_time = [] { return std::tm(); };
+    options.now = [] { return LocalMoment(); };
     _card = std::make_unique<Linuxcard>(_loop, _kernel, _data_path, options);
   }
   void stop() override {
