@@ -172,7 +172,9 @@ void XrlPeer::try_next_address() {
                                                   address, _hello, nullptr, self, &_budget);
     return;
   }
-  const bool was_fresh = std::exchange(_resolution_is_fresh, false);
+  // What the finder said is its last word only as long as nothing has happened since.
+  const bool was_fresh =
+      std::exchange(_resolution_is_fresh, false) && !_resolution_in_doubt && !_resolution_is_old;
   forget_resolution();
   if (was_fresh) {
     fail_all(

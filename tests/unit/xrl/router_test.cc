@@ -741,6 +741,44 @@ TEST_F(Router, AsksWhoHasTheNameNowWhenItConnectsAgainInALaterSession) {
   EXPECT_EQ(answer_to("hello"), "100 hello");
 }
 
+TEST_F(Router, ReachesTheNextInstanceOfATargetThatDiedInTheHandshake) {
+  start_all();
+  ASSERT_TRUE(say("hello"));
+  settle([this] { return world.network().connections().back().listener.port != FINDER_PORT; });
+  const std::uint64_t handshake = world.network().connections().back().id;
+  ASSERT_TRUE(world.network().hold(handshake));
+  echo.reset();
+  start_echo();
+  settle([this] { return echo->router.ready(); });
+  world.run_for(seconds(1));
+  LogCapture log;
+  static_cast<void>(world.network().cut(handshake));
+  settle([this] { return !answers.empty(); });
+  EXPECT_EQ(answers.at(0), "100 hello");
+}
+
+// What was resolved was never tried, and the finder's news of its death were missed.
+TEST_F(Router, ReachesTheNextInstanceOfATargetItHadOnlyHeardOf) {
+  start_all();
+  EXPECT_EQ(answer_to("first"), "100 first");
+  LogCapture log;
+  ASSERT_TRUE(world.network().cut(world.network().connections().front().id));
+  auto second = std::make_unique<EchoProcess>(world.loop());
+  settle([&] { return second->router.ready(); }, milliseconds(90));
+  world.run_for(seconds(1));
+  static_cast<void>(answer_to("on the old connection"));
+  world.run_for(seconds(1));
+  finder.reset();
+  world.run_for(seconds(1));
+  echo.reset();
+  second.reset();
+  start_finder();
+  start_echo();
+  settle([this] { return echo->router.ready(); });
+  world.run_for(seconds(1));
+  EXPECT_EQ(answer_to("the third"), "100 the third");
+}
+
 TEST_F(Router, LearnsOfTheMethodsThatATargetHasSince) {
   start_finder();
   start_client();
