@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "tests/fuzz/fuzz_check.h"
+#include "tools/policyctl/entries/scopes.h"
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
 
@@ -32,8 +33,7 @@ void check_expectations(std::string_view text) {
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size() - 1);
     if (!words.split(text.substr(0, end))) {
-      using enum StatementContext;
-      for (const StatementContext context : {TOP, ACL, BINDINGS}) {
+      for (const Scope* const context : {&TOP_LEVEL, &IN_A_LIST, &AT_A_RECORD}) {
         (void)expected_after(context, words.all());
       }
     }

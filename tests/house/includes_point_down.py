@@ -32,6 +32,22 @@ LAYERS = {
     "linuxcard": ["policy/interfaces", "common", "platform/managers", *PLATFORM],
     "tools": ["policy/interfaces", "common", *PLATFORM],
 }
+# Within policyctl, what each folder may include of the others, from the bottom to
+# the top. Its own headers beside them are failure.h, which all may include, and
+# those of its main program.
+POLICYCTL = "tools/policyctl/"
+POLICYCTL_WALLS = {
+    "switch": [],
+    "language": [],
+    "entries": ["switch", "language"],
+    "change": ["switch", "language", "entries"],
+    "import": ["language", "entries"],
+    "render": ["switch", "language", "entries", "change"],
+    "commands": ["switch", "language", "entries", "change", "import", "render"],
+    "shell": ["switch", "language", "entries", "change", "import", "render", "commands"],
+    "command_line": ["switch", "language", "entries", "change", "import", "render", "commands",
+                     "shell"],
+}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 LIBRARY_INCLUDE = re.compile(r"^\s*#\s*include\s+<([^>]+)>", re.MULTILINE)
 STANDARD = re.compile(r"[a-z_]+")  # <vector>
@@ -46,6 +62,17 @@ def layer_of(path):
     return next((layer for layer in LAYERS if path.startswith(layer + "/")), None)
 
 
+def problem_within_policyctl(source, included):
+    if included == POLICYCTL + "failure.h" or source.count("/") == 2:
+        return None
+    folder, other = source.split("/")[2], included.split("/")[2]
+    if folder not in POLICYCTL_WALLS:
+        return "comes from a folder of policyctl that has no walls"
+    if folder != other and other not in POLICYCTL_WALLS[folder]:
+        return f"points from {folder} to {other}"
+    return None
+
+
 def problem_with(source, included):
     target = layer_of(included)
     if source.startswith(ON_TOP):
@@ -57,6 +84,8 @@ def problem_with(source, included):
         return "comes from a folder that belongs to no layer"
     if target != layer and target not in LAYERS[layer]:
         return f"points from {layer} to {target}"
+    if source.startswith(POLICYCTL) and included.startswith(POLICYCTL):
+        return problem_within_policyctl(source, included)
     return None
 
 

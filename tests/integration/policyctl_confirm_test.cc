@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "tests/integration/policyctl_fixture.h"
-#include "tools/policyctl/keep/journal.h"
+#include "tools/policyctl/change/journal.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/policyctl/language/configuration.h"
+#include "tests/support/typed_configuration.h"
 
 class RandomConfiguration {
  public:

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/policyctl/commands/command_line.h"
+#include "tools/policyctl/command_line/command_line.h"
 
 struct PolicyctlResult {
   int status = -1;

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <string_view>
 
-#include "tools/policyctl/keep/replace_file.h"
+#include "tools/policyctl/change/replace_file.h"
 
 int StandardOutput::finish() {
   const std::string_view pending(pbase(), static_cast<std::size_t>(pptr() - pbase()));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/typed_configuration.h"
 #include "tools/policyctl/failure.h"
 #include "tools/policyctl/language/write_configuration.h"
 
@@ -15,8 +16,7 @@ class CandidateOfASwitch : public testing::Test {
     present.interfaces["eth-0/1/1"].cos_value = 0;
     present.interfaces["eth-0/1/2"].cos_value = 0;
     present.vlans[20];
-    candidate.start_from(present);
-    present.cos = {};
+    candidate.start_from(present.whole());
     cos = write_configuration(candidate.configuration());
   }
 
@@ -26,9 +26,9 @@ class CandidateOfASwitch : public testing::Test {
   }
   // The message of its only fault.
   std::string refused(const std::string& line) {
-    const Configuration before = candidate.configuration();
+    const SwitchConfiguration before = candidate.configuration();
     const std::vector<Fault> faults = candidate.enter(line);
-    EXPECT_EQ(candidate.configuration(), before);
+    EXPECT_TRUE(candidate.configuration() == before);
     return faults.size() == 1 ? faults.front().message : "";
   }
   // Without the class of service, unless it changed.
@@ -69,7 +69,7 @@ TEST_F(CandidateOfASwitch, TakesStatementsBelowWhatIsOpen) {
 TEST_F(CandidateOfASwitch, IsNotEditedByOpeningAnInterface) {
   enter("interface eth-0/1/1");
   EXPECT_FALSE(candidate.is_edited());
-  EXPECT_EQ(candidate.configuration(), candidate.base());
+  EXPECT_TRUE(candidate.configuration() == candidate.base());
 }
 
 TEST_F(CandidateOfASwitch, ReplacesWhatWasSaidOfTheSameBefore) {
@@ -87,15 +87,16 @@ TEST_F(CandidateOfASwitch, ReplacesWhatWasSaidOfTheSameBefore) {
 TEST_F(CandidateOfASwitch, SetsTheClassOfService) {
   enter("cos flag on");
   enter("cos mapping 3 queue 6");
-  EXPECT_EQ(candidate.configuration().cos.flag, true);
-  EXPECT_EQ(candidate.configuration().cos.mapping.at(3), 6U);
+  const ClassOfService set = Configuration(candidate.configuration()).cos;
+  EXPECT_EQ(set.flag, true);
+  EXPECT_EQ(set.mapping.at(3), 6U);
 }
 
 TEST_F(CandidateOfASwitch, ReturnsToAListThatExists) {
   enter_rule();
   candidate.leave();
-  EXPECT_FALSE(candidate.open_acl(11));
-  EXPECT_TRUE(candidate.open_acl(10));
+  EXPECT_FALSE(candidate.open(ACL, key_of(11)));
+  EXPECT_TRUE(candidate.open(ACL, key_of(10)));
   enter("rule 2 deny");
   EXPECT_EQ(text(), "acl 10 type 0\n  rule 1 permit vlan 3\n  rule 2 deny\n");
 }
@@ -112,7 +113,7 @@ TEST_F(CandidateOfASwitch, RefusesToDenyWhatARemarkUses) {
   enter_rule();
   enter("vlan 20");
   enter("remark acl 10 rule 1 dscp 46");
-  candidate.open_acl(10);
+  candidate.open(ACL, key_of(10));
   EXPECT_EQ(refused("rule 1 deny vlan 3"), "a remark uses this rule, so it has to permit.");
 }
 
@@ -120,8 +121,7 @@ TEST_F(CandidateOfASwitch, RefusesToDeleteWhatIsInUseAndNamesWhoUsesIt) {
   enter_rule();
   enter("interface eth-0/1/1");
   enter("filter acl 10 rule 1");
-  ObjectName list;
-  list.acl = 10;
+  const ObjectName list{&ACL, key_of(10)};
   try {
     candidate.delete_object(list, false);
     FAIL();
@@ -141,19 +141,18 @@ TEST_F(CandidateOfASwitch, DeletesBindings) {
   enter("filter acl 10 rule 1");
   enter("remark acl 10 rule 1 dscp 46");
   enter("cos-value 5");
-  candidate.delete_filter({10, 1});
-  candidate.delete_remark({10, 1});
-  EXPECT_THROW(candidate.delete_filter({10, 1}), Failure);
-  EXPECT_THROW(candidate.delete_remark({10, 1}), Failure);
+  candidate.delete_binding(FILTER, 10, 1);
+  candidate.delete_binding(REMARK, 10, 1);
+  EXPECT_THROW(candidate.delete_binding(FILTER, 10, 1), Failure);
+  EXPECT_THROW(candidate.delete_binding(REMARK, 10, 1), Failure);
   enter("filter acl 10 rule 1");
-  candidate.delete_bindings("eth-0/1/1");
+  candidate.delete_bindings(INTERFACE, key_of(std::string_view("eth-0/1/1")));
   EXPECT_EQ(text(), "acl 10 type 0\n  rule 1 permit vlan 3\n");
 }
 
 TEST_F(CandidateOfASwitch, LeavesTheListThatIsDeleted) {
   enter_rule();
-  ObjectName list;
-  list.acl = 10;
+  const ObjectName list{&ACL, key_of(10)};
   candidate.delete_object(list, false);
   EXPECT_EQ(candidate.place_name(), "");
 }

@@ -14,7 +14,7 @@ TEST(ImportClassbench, TheSmallSetBecomesOneList) {
   const Import import = imported(example("classbench-acl1-1k.rules"), 10);
   EXPECT_EQ(shown_faults(import.faults), Texts{});
   EXPECT_EQ(notes_of(import), Texts{});
-  EXPECT_EQ(import.configuration.acls.size(), 1U);
+  EXPECT_EQ(import.configuration.of(ACL).size(), 1U);
   EXPECT_EQ(rules_of(import), 942U);
   const std::string text = printed(import);
   EXPECT_TRUE(text.starts_with("acl 10 type 0\n  rule 1 permit src-ip 176.19.181.33/32 "))

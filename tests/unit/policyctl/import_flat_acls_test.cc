@@ -27,9 +27,9 @@ std::string rule(const Import& import) {
 TEST(ImportFlatAcls, TheExampleBecomesSeventeenLists) {
   const Import import = imported(example("sources/config-flat.json"));
   EXPECT_EQ(shown_faults(import.faults), Texts{});
-  EXPECT_EQ(import.configuration.acls.size(), 17U);
+  EXPECT_EQ(import.configuration.of(ACL).size(), 17U);
   EXPECT_EQ(rules_of(import), 21U);
-  EXPECT_EQ(import.configuration.interfaces.size(), 17U);
+  EXPECT_EQ(import.configuration.of(INTERFACE).size(), 17U);
   EXPECT_EQ(import.notes.size(), 107U);
   const std::string text = printed(import);
   EXPECT_TRUE(

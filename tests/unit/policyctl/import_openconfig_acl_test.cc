@@ -35,7 +35,7 @@ void expect_left_out(const Import& import, const std::string& note) {
 TEST(ImportOpenconfigAcl, TheExampleBecomesTenLists) {
   const Import import = imported(example("sources/acl-tree.json"));
   EXPECT_EQ(shown_faults(import.faults), Texts{});
-  EXPECT_EQ(import.configuration.acls.size(), 10U);
+  EXPECT_EQ(import.configuration.of(ACL).size(), 10U);
   EXPECT_EQ(rules_of(import), 18U);
   const std::string note = ": ICMP with IPv6: the rule matches ICMPv6, protocol 58.";
   const std::string sets = "/acl/acl-sets/acl-set/";

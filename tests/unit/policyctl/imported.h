@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/typed_configuration.h"
 #include "tests/unit/policyctl/faults_of.h"
 #include "tools/policyctl/import/import_text.h"
 #include "tools/policyctl/language/write_configuration.h"
@@ -32,7 +33,5 @@ inline Texts notes_of(const Import& import) {
 }
 
 inline std::size_t rules_of(const Import& import) {
-  std::size_t count = 0;
-  for (const auto& [number, acl] : import.configuration.acls) count += acl.rules.size();
-  return count;
+  return import.configuration.of(RULE).size();
 }

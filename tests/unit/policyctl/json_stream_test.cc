@@ -1,4 +1,4 @@
-#include "tools/policyctl/json/json_stream.h"
+#include "tools/policyctl/render/json_stream.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "tests/unit/policyctl/random_configuration.h"
-#include "tools/policyctl/json/json_configuration.h"
+#include "tools/policyctl/render/json_configuration.h"
 
 namespace {
 
@@ -47,7 +47,7 @@ TEST(JsonOutput, SaysOfAFieldWhatItsValueIsNotNamedFor) {
   rule.description = "\xff";
   configuration.acls[10].rules[1] = rule;
   std::ostringstream out;
-  print_configuration_json(out, configuration);
+  print_configuration_json(out, configuration.entries());
   const Json read = Json::parse(out.str()).at("acls").at(0).at("rules").at(0);
   EXPECT_EQ(read, (Json{{"rule", 1},
                         {"action", "permit"},
@@ -60,7 +60,7 @@ TEST(JsonOutput, SaysOfAFieldWhatItsValueIsNotNamedFor) {
 TEST(JsonOutput, IsWellFormedWhateverTheTextsHold) {
   EXPECT_TRUE(rc::check([] {
     std::ostringstream out;
-    print_configuration_json(out, any_configuration());
+    print_configuration_json(out, any_configuration().entries());
     RC_ASSERT(Json::accept(out.str()));
   }));
 }

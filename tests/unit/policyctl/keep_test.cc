@@ -10,8 +10,8 @@
 
 #include "tests/support/temporary_folder.h"
 #include "tests/unit/policyctl/whole_switch.h"
-#include "tools/policyctl/keep/checkpoints.h"
-#include "tools/policyctl/keep/journal.h"
+#include "tools/policyctl/change/checkpoints.h"
+#include "tools/policyctl/change/journal.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
@@ -132,7 +132,7 @@ std::string says_locked(const StateDirectory& directory) {
     (void)directory.lock(std::chrono::milliseconds(1), "another");
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.status(), ExitStatus::TIMED_OUT);
-    return failure.what();
+    return failure.message();
   }
   return "it was not held";
 }
@@ -177,7 +177,8 @@ TEST_F(Keep, MakesARelativeDirectoryOfOneLetter) {
 TEST_F(Keep, NumbersCheckpointsFromTheNewestAndDropsTheOldest) {
   const StateDirectory directory(PLACE);
   for (std::uint32_t i = 1; i <= MOST_CHECKPOINTS + 5; ++i) {
-    keep_checkpoint(directory, whole_switch("cos schedule mode " + std::to_string(i % 5) + "\n"),
+    keep_checkpoint(directory,
+                    whole_switch("cos schedule mode " + std::to_string(i % 5) + "\n").whole(),
                     "change " + std::to_string(i) + "\nof two, lines");
   }
   const std::vector<Checkpoint> checkpoints = list_checkpoints(directory);
@@ -191,13 +192,13 @@ TEST_F(Keep, NumbersCheckpointsFromTheNewestAndDropsTheOldest) {
 
 TEST_F(Keep, CountsNoCheckpointThatSomebodyElseNamed) {
   const StateDirectory directory(PLACE);
-  keep_checkpoint(directory, whole_switch(""), "first");
+  keep_checkpoint(directory, whole_switch("").whole(), "first");
   for (const char* const name :
        {"checkpoint-", "checkpoint-backup", "checkpoint-3", "checkpoint-00000000077",
         "checkpoint-0000000009x", "checkpoint-99999999999999999999"}) {
     directory.write(name, "# checkpoint of then, somebody's\n");
   }
-  keep_checkpoint(directory, whole_switch(""), "second");
+  keep_checkpoint(directory, whole_switch("").whole(), "second");
   const std::vector<Checkpoint> checkpoints = list_checkpoints(directory);
   ASSERT_EQ(checkpoints.size(), 2U);
   EXPECT_EQ(checkpoints[0].why, "second");
@@ -215,10 +216,11 @@ const Journal JOURNAL{"4711-1", "policy-00", "apply \"a b\".conf\n", 0, {}};
 
 // From one configuration to another, written to the disk.
 Touched write_some_journal(const StateDirectory& directory) {
-  const Configuration before =
-      whole_switch("acl 10 type 0 description \"\\xff\"\n  rule 1 permit\n");
+  const SwitchConfiguration before =
+      whole_switch("acl 10 type 0 description \"\\xff\"\n  rule 1 permit\n").whole();
   const Plan plan(before, whole_switch("cos flag on\nacl 20 type 1\n  rule 2 deny protocol 6\n"
-                                       "vlan 100\n  filter acl 20 rule 2\n"));
+                                       "vlan 100\n  filter acl 20 rule 2\n")
+                              .whole());
   write_journal(directory, JOURNAL, plan);
   return touched_by(plan);
 }

@@ -1,10 +1,17 @@
-#include "tools/policyctl/plan/merge.h"
+#include "tools/policyctl/change/difference.h"
 
 #include <gtest/gtest.h>
+
+#include "tests/support/typed_configuration.h"
 
 namespace {
 
 using Names = std::vector<std::string>;
+
+struct Merge {
+  Configuration target;
+  Names conflicts;
+};
 
 Configuration start() {
   Configuration configuration;
@@ -25,7 +32,11 @@ struct ThreeSides {
   Configuration wanted = start();
   Configuration now = start();
 
-  [[nodiscard]] Merge merged() const { return merge(base, wanted, now); }
+  [[nodiscard]] Merge merged() const {
+    const Difference made =
+        carry_over(base.entries(), wanted.entries(), now.whole(), OnClash::REFUSE);
+    return {Configuration(made.target), made.clashes};
+  }
 };
 
 TEST(Merge, WithoutAnotherChangeGivesWhatIsWanted) {
@@ -56,7 +67,7 @@ TEST(Merge, KeepsWhatOthersChangedElsewhere) {
 TEST(Merge, NamesEveryEntryThatBothChangedDifferently) {
   ThreeSides sides;
   sides.wanted.cos.flag = true;
-  sides.now.cos.flag = std::nullopt;
+  sides.now.cos.flag = std::nullopt;  // which no switch has
   sides.wanted.time_ranges.erase("night");
   sides.now.time_ranges["night"].number1 = 23;
   sides.wanted.acls[10].rules[3].description = "mine";
@@ -146,6 +157,46 @@ TEST(Merge, LeavesInterfacesAloneThatCameOrWentUntouched) {
   const Merge merged = sides.merged();
   EXPECT_EQ(merged.conflicts, Names());
   EXPECT_EQ(merged.target.interfaces, sides.now.interfaces);
+}
+
+struct KeptSides : ThreeSides {
+  [[nodiscard]] Merge kept() const {
+    const Difference made =
+        carry_over(base.entries(), wanted.entries(), now.whole(), OnClash::KEEP_THEIRS);
+    return {Configuration(made.target), made.clashes};
+  }
+};
+
+TEST(KeepTheirs, CarriesOverAllButWhatOthersChangedToo) {
+  KeptSides sides;
+  sides.wanted.cos.flag = true;
+  sides.wanted.acls[10].rules[2].action = DENY;
+  sides.now.acls[10].rules.erase(2);
+  sides.now.interfaces["eth"].filters = {{10, 1}};
+  const Merge merged = sides.kept();
+  EXPECT_EQ(merged.conflicts, Names{"acl 10 rule 2"});
+  Configuration expected = sides.now;
+  expected.cos.flag = true;
+  EXPECT_EQ(merged.target, expected);
+}
+
+TEST(KeepTheirs, KeepsARuleThatOthersBoundMeanwhile) {
+  KeptSides sides;
+  sides.wanted.acls[10].rules.erase(3);
+  sides.now.vlans[20].filters = {{10, 3}};
+  const Merge merged = sides.kept();
+  EXPECT_EQ(merged.conflicts, Names{"vlan 20 filter acl 10 rule 3"});
+  EXPECT_EQ(merged.target, sides.now);
+}
+
+TEST(KeepTheirs, KeepsAListThatOthersAddedTo) {
+  KeptSides sides;
+  sides.wanted.acls.erase(10);
+  sides.wanted.interfaces["eth"].filters.clear();
+  sides.now.acls[10].rules[4];
+  const Merge merged = sides.kept();
+  EXPECT_EQ(merged.conflicts, Names{"acl 10 rule 4"});
+  EXPECT_EQ(merged.target.acls.at(10).rules.size(), 1U);
 }
 
 }  // namespace

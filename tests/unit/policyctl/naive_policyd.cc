@@ -4,43 +4,26 @@
 
 bool NaivePolicyd::carry_out(const Plan& plan) {
   return std::all_of(plan.steps().begin(), plan.steps().end(),
-                     [&](const Step& step) { return carry_out(step, plan); });
+                     [&](const Step& step) { return carry_out(step); });
 }
 
-bool NaivePolicyd::carry_out(const Step& step, const Plan& plan) {
-  const Configuration& target = plan.target();
-  switch (step.kind) {
-    case StepKind::DELETE_FILTER:
-    case StepKind::UNREMARK:
-    case StepKind::ADD_FILTER:
-    case StepKind::REMARK:
-    case StepKind::SET_COS_VALUE:
-      return carry_out_at_record(step, target);
-    case StepKind::DELETE_TIME_RANGE:
-      return now.time_ranges.erase(*step.name) == 1;
-    case StepKind::CREATE_TIME_RANGE:
-      return now.time_ranges.emplace(*step.name, target.time_ranges.at(*step.name)).second;
-    case StepKind::DELETE_RULE:
-    case StepKind::CREATE_RULE:
-    case StepKind::SET_RULE_DESCRIPTION:
-    case StepKind::UNSET_RULE_DESCRIPTION:
-      return carry_out_at_rule(step, target);
-    case StepKind::DELETE_ACL:
-    case StepKind::CREATE_ACL:
-    case StepKind::SET_ACL_DESCRIPTION:
-    case StepKind::UNSET_ACL_DESCRIPTION:
-      return carry_out_at_acl(step, target);
-    default:
-      return set_class_of_service(step.kind, plan);
-  }
+bool NaivePolicyd::carry_out(const Step& step) {
+  const EntryKind* const kind = step.kind;
+  if (kind == &FILTER || kind == &REMARK || kind == &COS_VALUE) return carry_out_at_record(step);
+  if (kind == &RULE) return carry_out_at_rule(step);
+  if (kind == &ACL) return carry_out_at_acl(step);
+  if (kind != &TIME_RANGE) return set_class_of_service(step);
+  const std::string name(step.key.name.view());
+  if (step.verb == Verb::REMOVE) return now.time_ranges.erase(name) == 1;
+  return now.time_ranges.emplace(name, time_range_of(step.value)).second;
 }
 
-Bindings* NaivePolicyd::record(const RecordName& name) {
-  if (name.interface == nullptr) {
-    const auto at = now.vlans.find(name.vlan);
+Bindings* NaivePolicyd::record(const EntryKey& key) {
+  if (key.name.empty()) {
+    const auto at = now.vlans.find(key.numbers[0]);
     return at == now.vlans.end() ? nullptr : &at->second;
   }
-  const auto at = now.interfaces.find(*name.interface);
+  const auto at = now.interfaces.find(key.name.view());
   return at == now.interfaces.end() ? nullptr : &at->second;
 }
 
@@ -58,83 +41,78 @@ bool NaivePolicyd::is_bound(const RuleKey& key, bool whole_acl) const {
          std::any_of(now.vlans.begin(), now.vlans.end(), holds);
 }
 
-bool NaivePolicyd::carry_out_at_record(const Step& step, const Configuration& target) {
-  Bindings* const bound = record(step.record);
+bool NaivePolicyd::carry_out_at_record(const Step& step) {
+  Bindings* const bound = record(step.key);
   if (bound == nullptr) return false;
-  const auto filter = std::find(bound->filters.begin(), bound->filters.end(), step.key);
-  const Rule* const rule = find_rule(now, step.key);
-  const Bindings& wanted = step.record.interface != nullptr
-                               ? target.interfaces.at(*step.record.interface)
-                               : target.vlans.at(step.record.vlan);
-  switch (step.kind) {
-    case StepKind::DELETE_FILTER:
-      if (filter == bound->filters.end()) return false;
-      bound->filters.erase(filter);
-      return true;
-    case StepKind::ADD_FILTER:
-      if (filter != bound->filters.end() || rule == nullptr) return false;
-      bound->filters.push_back(step.key);
-      return true;
-    case StepKind::UNREMARK:
-      return bound->remarks.erase(step.key) == 1;
-    case StepKind::REMARK:
-      return rule != nullptr && rule->action == PERMIT &&
-             bound->remarks.emplace(step.key, wanted.remarks.at(step.key)).second;
-    default:
-      bound->cos_value = wanted.cos_value;
-      return true;
+  if (step.kind == &COS_VALUE) {
+    bound->cos_value = step.value.number(0);
+    return true;
   }
+  const RuleKey key = bound_rule(step.key);
+  const auto filter = std::find(bound->filters.begin(), bound->filters.end(), key);
+  const Rule* const rule = find_rule(now, key);
+  if (step.kind == &REMARK) {
+    if (step.verb == Verb::REMOVE) return bound->remarks.erase(key) == 1;
+    return rule != nullptr && rule->action == PERMIT &&
+           bound->remarks.emplace(key, remark_of(step.value)).second;
+  }
+  if (step.verb == Verb::REMOVE) {
+    if (filter == bound->filters.end()) return false;
+    bound->filters.erase(filter);
+    return true;
+  }
+  if (filter != bound->filters.end() || rule == nullptr) return false;
+  bound->filters.push_back(key);
+  return true;
 }
 
-bool NaivePolicyd::carry_out_at_rule(const Step& step, const Configuration& target) {
-  const auto acl = now.acls.find(step.key.acl);
+bool NaivePolicyd::carry_out_at_rule(const Step& step) {
+  const RuleKey key = rule_key(step.key);
+  const auto acl = now.acls.find(key.acl);
   if (acl == now.acls.end()) return false;
   std::map<std::uint32_t, Rule>& rules = acl->second.rules;
-  const auto rule = rules.find(step.key.rule);
-  if (step.kind == StepKind::CREATE_RULE) {
-    Rule made = target.acls.at(step.key.acl).rules.at(step.key.rule);
+  const auto rule = rules.find(key.rule);
+  if (step.verb == Verb::ADD) {
+    Rule made = rule_of(step.value);
     made.description.clear();
-    return rules.emplace(step.key.rule, std::move(made)).second;
+    return rules.emplace(key.rule, std::move(made)).second;
   }
   if (rule == rules.end()) return false;
-  if (step.kind == StepKind::DELETE_RULE) {
-    if (is_bound(step.key, false)) return false;
+  if (step.verb == Verb::REMOVE) {
+    if (is_bound(key, false)) return false;
     rules.erase(rule);
-  } else if (step.kind == StepKind::SET_RULE_DESCRIPTION) {
-    rule->second.description = target.acls.at(step.key.acl).rules.at(step.key.rule).description;
   } else {
-    rule->second.description.clear();
+    rule->second.description = step.value.text();
   }
   return true;
 }
 
-bool NaivePolicyd::carry_out_at_acl(const Step& step, const Configuration& target) {
-  const auto acl = now.acls.find(step.key.acl);
-  if (step.kind == StepKind::CREATE_ACL) {
-    return now.acls.emplace(step.key.acl, Acl{target.acls.at(step.key.acl).type, "", {}}).second;
+bool NaivePolicyd::carry_out_at_acl(const Step& step) {
+  const std::uint32_t number = step.key.numbers[0];
+  const auto acl = now.acls.find(number);
+  if (step.verb == Verb::ADD) {
+    return now.acls.emplace(number, Acl{step.value.number(0), "", {}}).second;
   }
   if (acl == now.acls.end()) return false;
-  if (step.kind == StepKind::DELETE_ACL) {
-    if (is_bound(step.key, true)) return false;
+  if (step.verb == Verb::REMOVE) {
+    if (is_bound({number, 0}, true)) return false;
     now.acls.erase(acl);
-  } else if (step.kind == StepKind::SET_ACL_DESCRIPTION) {
-    acl->second.description = target.acls.at(step.key.acl).description;
   } else {
-    acl->second.description.clear();
+    acl->second.description = step.value.text();
   }
   return true;
 }
 
-bool NaivePolicyd::set_class_of_service(StepKind kind, const Plan& plan) {
-  const ClassOfService& target = plan.target().cos;
-  const auto set_queues = [](Queues& queues, const Queues& wanted) {
-    for (const auto& [priority, queue] : wanted) queues[priority] = queue;
-  };
-  if (kind == StepKind::SET_COS_FLAG) now.cos.flag = target.flag;
-  if (kind == StepKind::SET_SCHEDULE_MODE) now.cos.mode = target.mode;
-  if (kind == StepKind::SET_SCHEDULE_ALGORITHM) now.cos.schedule = target.schedule;
-  if (kind == StepKind::SET_PRIORITY_QUEUES)
-    set_queues(now.cos.priority_queues, plan.priority_queues());
-  if (kind == StepKind::SET_COS_MAPPING) set_queues(now.cos.mapping, plan.mapping());
+bool NaivePolicyd::set_class_of_service(const Step& step) {
+  const EntryValue& value = step.value;
+  if (step.kind == &COS_FLAG) now.cos.flag = value.number(0) != 0;
+  if (step.kind == &COS_SCHEDULE_MODE) now.cos.mode = value.number(0);
+  if (step.kind == &COS_SCHEDULE_ALGORITHM) {
+    now.cos.schedule = Schedule{
+        value.number(0), {value.number(1), value.number(2), value.number(3), value.number(4)}};
+  }
+  Queues& queues = step.kind == &COS_PRIORITY ? now.cos.priority_queues : now.cos.mapping;
+  if (step.kind != &COS_PRIORITY && step.kind != &COS_MAPPING) return true;
+  for (const auto& [priority, queue] : queues_of(step)) queues[priority] = queue;
   return true;
 }

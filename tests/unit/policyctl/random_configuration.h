@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tools/policyctl/language/configuration.h"
+#include "tests/support/typed_configuration.h"
 
 // Of all byte values, those that need care more often.
 rc::Gen<std::string> gen_text();

@@ -1,4 +1,5 @@
 #include "tools/policyctl/language/read_configuration.h"
+#include "tools/policyctl/entries/scopes.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -57,12 +58,12 @@ TEST(ReadConfiguration, ARemarkOfARuleThatDeniesIsAFault) {
 TEST(ReadConfiguration, ABindingOfARuleThatIsNowhereIsAFaultOfTheWholeSwitch) {
   const ReadConfiguration read = read_configuration("vlan 1\nfilter acl 1 rule 2\n");
   EXPECT_EQ(shown_faults(read.faults), Faults{});
-  EXPECT_EQ(shown_faults(binding_faults(read.bindings, read.configuration, true)),
+  EXPECT_EQ(shown_faults(use_faults(read.places, read.configuration, true)),
             Faults{"2:19+1 there is no acl 1 rule 2, neither here nor on the switch. | "
                    "Add the rule, or leave this out."});
-  Configuration whole = read.configuration;
+  Configuration whole(read.configuration);
   whole.acls[1].rules[2] = {};
-  EXPECT_EQ(shown_faults(binding_faults(read.bindings, whole, true)), Faults{});
+  EXPECT_EQ(shown_faults(use_faults(read.places, whole.entries(), true)), Faults{});
 }
 
 TEST(ReadConfiguration, AllFaultsOfAFileAreFoundInOnePassInOrder) {
@@ -100,31 +101,32 @@ TEST(ReadConfiguration, LinesBelowABadLineAreNotCalledWrongForIt) {
 }
 
 TEST(ReadConfiguration, AtAPromptARefusedLineOpensNothing) {
-  Configuration configuration;
-  ConfigurationReader reader(configuration);
+  ReadConfiguration read;
+  ConfigurationReader reader(read);
   reader.read_line("acl 1 tpye 0", 1);
-  EXPECT_EQ(reader.entry().faults().size(), 1U);
-  EXPECT_EQ(reader.entry().context(), StatementContext::TOP);
+  EXPECT_EQ(read.faults.size(), 1U);
+  EXPECT_EQ(reader.context(), &TOP_LEVEL);
   reader.read_line("acl 1 type 0", 2);
-  EXPECT_EQ(reader.entry().context(), StatementContext::ACL);
-  EXPECT_EQ(reader.entry().faults().size(), 1U);
+  EXPECT_EQ(reader.context(), &IN_A_LIST);
+  EXPECT_EQ(read.faults.size(), 1U);
 }
 
 TEST(ReadConfiguration, NamesTheRecordsThatHaveToExistWhereTheyStand) {
   const ReadConfiguration read = read_configuration("interface a\n vlan 17\n");
-  ASSERT_EQ(read.records.size(), 2U);
-  EXPECT_EQ(read.records[0].interface, "a");
-  EXPECT_EQ(std::pair(read.records[0].line, read.records[0].column), std::pair(1UL, 11UL));
-  EXPECT_EQ(read.records[1].interface, "");
-  EXPECT_EQ(read.records[1].vlan, 17U);
-  EXPECT_EQ(std::pair(read.records[1].line, read.records[1].column), std::pair(2UL, 7UL));
+  ASSERT_EQ(read.places.size(), 2U);
+  EXPECT_EQ(read.places[0].kind, &INTERFACE);
+  EXPECT_EQ(read.places[0].key, key_of(std::string_view("a")));
+  EXPECT_EQ(std::pair(read.places[0].line, read.places[0].column), std::pair(1U, 11U));
+  EXPECT_EQ(read.places[1].kind, &VLAN);
+  EXPECT_EQ(read.places[1].key, key_of(17));
+  EXPECT_EQ(std::pair(read.places[1].line, read.places[1].column), std::pair(2U, 7U));
 }
 
 TEST(ReadConfiguration, FiltersKeepTheOrderInWhichTheyAreWritten) {
   const ReadConfiguration read = read_configuration(
       "interface a\nfilter acl 2 rule 1\nfilter acl 1 rule 9\ninterface a\nfilter acl 1 rule 3\n");
   EXPECT_EQ(shown_faults(read.faults), Faults{});
-  EXPECT_EQ(read.configuration.interfaces.at("a").filters,
+  EXPECT_EQ(Configuration(read.configuration).interfaces.at("a").filters,
             (std::vector<RuleKey>{{2, 1}, {1, 9}, {1, 3}}));
 }
 

@@ -1,4 +1,4 @@
-#include "tools/policyctl/commands/selection.h"
+#include "tools/policyctl/entries/selection.h"
 
 #include <gtest/gtest.h>
 
@@ -22,12 +22,12 @@ vlan 100
   filter acl 10 rule 1
 )";
 
-Configuration edge() {
+Entries edge() {
   return read_configuration(EDGE).configuration;
 }
 
 std::string narrowed(const Words& words) {
-  Configuration configuration = edge();
+  Entries configuration = edge();
   Selection::parse(words).narrow(configuration);
   return write_configuration(configuration);
 }
@@ -39,7 +39,7 @@ std::string failure_of(ExitStatus status, Run run) {
     run();
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.status(), status);
-    return std::string(failure.what()) + " " + failure.advice();
+    return failure.message() + " " + worded(failure.advice(), Where::COMMAND_LINE);
   }
   return "none";
 }

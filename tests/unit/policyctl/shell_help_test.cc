@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/typed_configuration.h"
 #include "tools/policyctl/shell/shell.h"
 
 namespace {
@@ -19,7 +20,7 @@ class HelpInTheShell : public testing::Test {
     present.interfaces["eth-0/1/2"];
     present.interfaces["lag1"];
     present.vlans[20];
-    candidate.start_from(present);
+    candidate.start_from(present.whole());
   }
 
   std::string inserted(const std::string& before) { return help.complete(before).insert; }
@@ -50,13 +51,13 @@ TEST_F(HelpInTheShell, CompletesNamesOfWhatThereIs) {
 }
 
 TEST_F(HelpInTheShell, CompletesRulesOfTheOpenList) {
-  candidate.open_acl(10);
+  candidate.open(ACL, key_of(10));
   EXPECT_EQ(listed("delete rule "), "  1\n  22\n");
   EXPECT_EQ(inserted("rule 22 de"), "ny ");
 }
 
 TEST_F(HelpInTheShell, CompletesMatchFieldsAndShowsHowTheirValuesLook) {
-  candidate.open_acl(10);
+  candidate.open(ACL, key_of(10));
   EXPECT_EQ(inserted("rule 2 permit src-po"), "rt ");
   EXPECT_EQ(inserted("rule 2 permit src-ip "), "");
   EXPECT_EQ(listed("rule 2 permit src-ip "), "  10.1.0.0/16  for example; ADDRESS/LENGTH\n");
@@ -93,8 +94,8 @@ TEST_F(HelpInTheShell, TellsWhatIsWrongWhenNothingMayFollow) {
 TEST_F(HelpInTheShell, KnowsEveryStatementAndCommandAtTheBeginning) {
   const std::string all = help.explain("");
   for (const Statement& each : statements()) {
-    if (each.context != StatementContext::TOP) continue;
-    EXPECT_NE(all.find("  " + std::string(pattern_of(each)[0].word)), std::string::npos);
+    if (each.context != &TOP_LEVEL) continue;
+    EXPECT_NE(all.find("  " + std::string(each.elements[0].word)), std::string::npos);
   }
   for (const CommandForm& each : shell_commands().all()) {
     EXPECT_NE(all.find("  " + each.pattern.substr(0, each.pattern.find(' '))), std::string::npos);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/unit/policyctl/faults_of.h"
+#include "tools/policyctl/entries/rule.h"
 
 namespace {
 
@@ -265,7 +266,7 @@ TEST(StatementMatch, AFieldByNumberTakesAnyText) {
   expected.append(7, "10.0.0.999");
   expected.append(33, std::string_view("\0\xff", 2));
   expected.append(36, "");
-  EXPECT_EQ(find_rule(read.configuration, {1, 1})->fields, expected);
+  EXPECT_EQ(rule_of(*read.configuration.find(RULE, key_of(RuleKey{1, 1}))).fields, expected);
 }
 
 TEST(StatementMatch, AFieldIsGivenOnce) {
@@ -286,7 +287,7 @@ TEST(StatementMatch, AKeywordIsAValueWhereAValueStands) {
   const ReadConfiguration read =
       read_configuration("acl 1 type 0\nrule 1 deny time-range description description vlan");
   EXPECT_EQ(shown_faults(read.faults), Faults{});
-  EXPECT_EQ(find_rule(read.configuration, {1, 1})->description, "vlan");
+  EXPECT_EQ(rule_of(*read.configuration.find(RULE, key_of(RuleKey{1, 1}))).description, "vlan");
 }
 
 TEST(StatementMatch, ALongWordIsCutInTheMessage) {

@@ -22,28 +22,16 @@ std::string requests(std::string_view names) {
   return in_code(text);
 }
 
-std::string below(StatementContext context) {
-  switch (context) {
-    case StatementContext::TOP:
-      return "";
-    case StatementContext::ACL:
-      return "`acl`";
-    case StatementContext::BINDINGS:
-      break;
-  }
-  return "`interface`";
-}
-
 std::string documented_rows() {
   std::string rows;
   for (const Statement& each : statements()) {
-    rows += "| " + in_code(each.pattern) + " | " + below(each.context) + " | " +
+    rows += "| " + in_code(each.pattern) + " | " + in_code(each.context->heads) + " | " +
             std::string(each.help) + " | " + requests(each.reads) + " | " + requests(each.sends) +
             " |\n";
   }
   std::set<std::string_view> seen;
   for (const Statement& each : statements()) {
-    for (const PatternElement& element : pattern_of(each)) {
+    for (const PatternElement& element : each.elements) {
       if (element.argument == nullptr || !seen.insert(element.word).second) continue;
       rows += "| " + in_code(element.word) + " | " + argument_syntax(*element.argument) + " | " +
               std::string(element.argument->help) + " |\n";

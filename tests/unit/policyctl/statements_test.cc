@@ -56,7 +56,7 @@ TEST(Statements, ReadAndSendCommandsThatTheDaemonHas) {
 
 TEST(Statements, ThatHoldSomethingCanBeReadBackAndBroughtAbout) {
   for (const Statement& each : statements()) {
-    const bool only_opens = each.opens == StatementContext::BINDINGS;
+    const bool only_opens = *each.kind->facts().presence == Presence::OUTSIDE;
     EXPECT_EQ(each.reads.empty(), only_opens) << each.pattern;
     EXPECT_EQ(each.sends.empty(), only_opens) << each.pattern;
   }
@@ -73,16 +73,24 @@ TEST(Statements, ReadBySomethingThatChangesNothing) {
   }
 }
 
-TEST(Statements, AreFoundByTheirIds) {
-  for (const Statement& each : statements()) EXPECT_EQ(&statement(each.id), &each);
+TEST(Statements, AreFoundByTheirKinds) {
+  for (const Statement& each : statements()) {
+    EXPECT_EQ(&statements_of(*each.kind)[each.form], &each) << each.pattern;
+  }
 }
 
-TEST(Statements, HaveHandlersHelpAndPatternsThatBeginWithAKeyword) {
+const Statement& statement_like(std::string_view word) {
   for (const Statement& each : statements()) {
-    EXPECT_NE(each.enter, nullptr) << each.pattern;
+    if (each.elements[0].word == word) return each;
+  }
+  throw std::out_of_range(std::string(word));
+}
+
+TEST(Statements, HaveHelpAndPatternsThatBeginWithAKeyword) {
+  for (const Statement& each : statements()) {
     EXPECT_FALSE(each.help.empty()) << each.pattern;
     EXPECT_FALSE(each.help.ends_with('.')) << each.pattern;
-    EXPECT_EQ(pattern_of(each)[0].kind, PatternElement::Kind::LITERAL) << each.pattern;
+    EXPECT_EQ(each.elements[0].kind, PatternElement::Kind::LITERAL) << each.pattern;
   }
 }
 
@@ -90,7 +98,7 @@ TEST(Statements, PatternsAreTheirElements) {
   for (const Statement& each : statements()) {
     std::string joined;
     bool is_open = false;
-    for (const PatternElement& element : pattern_of(each)) {
+    for (const PatternElement& element : each.elements) {
       if (!joined.empty()) joined += ' ';
       if (element.optional) joined += '[';
       is_open = is_open || element.optional;
@@ -108,25 +116,25 @@ TEST(Statements, PatternsAreTheirElements) {
 TEST(Statements, HaveNoMoreArgumentsThanThereIsSpaceFor) {
   for (const Statement& each : statements()) {
     std::size_t count = 0;
-    for (const PatternElement& element : pattern_of(each)) count += element.argument ? 1 : 0;
+    for (const PatternElement& element : each.elements) count += element.argument ? 1 : 0;
     EXPECT_LE(count, StatementValues::MOST_ARGUMENTS) << each.pattern;
   }
 }
 
 TEST(Statements, ArgumentsSayHowTheyAreWritten) {
   for (const Statement& each : statements()) {
-    for (const PatternElement& element : pattern_of(each)) {
+    for (const PatternElement& element : each.elements) {
       if (element.argument == nullptr) continue;
       EXPECT_FALSE(element.argument->help.empty()) << element.word;
       EXPECT_FALSE(argument_syntax(*element.argument).empty()) << element.word;
     }
   }
-  const Argument& action = *pattern_of(statement(StatementId::RULE))[2].argument;
+  const Argument& action = *statement_like("rule").elements[2].argument;
   EXPECT_EQ(argument_syntax(action), "deny, permit");
   EXPECT_EQ(choice(action, 0), "deny");
   EXPECT_EQ(choice(action, 1), "permit");
-  EXPECT_EQ(argument_syntax(*pattern_of(statement(StatementId::VLAN))[1].argument), "1..4094");
-  EXPECT_EQ(argument_syntax(*pattern_of(statement(StatementId::INTERFACE))[1].argument), "text");
+  EXPECT_EQ(argument_syntax(*statement_like("vlan").elements[1].argument), "1..4094");
+  EXPECT_EQ(argument_syntax(*statement_like("interface").elements[1].argument), "text");
 }
 
 }  // namespace

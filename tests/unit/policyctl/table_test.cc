@@ -1,8 +1,8 @@
-#include "tools/policyctl/commands/table.h"
+#include "tools/policyctl/render/table.h"
 
 #include <gtest/gtest.h>
 
-#include "tools/policyctl/commands/table_text.h"
+#include "tools/policyctl/render/table_text.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/policyctl/commands/tables_of_switch.h"
+#include "tools/policyctl/render/tables_of_switch.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -134,7 +134,7 @@ TEST(TablesOfSwitch, SendATerminalNothingThatItObeys) {
   EXPECT_TRUE(rc::check([] {
     const auto width = *rc::gen::inRange<std::size_t>(1, 200);
     const std::string text =
-        tables_of_switch(any_configuration(), Selection::parse({}), {width, false});
+        tables_of_switch(any_configuration().entries(), Selection::parse({}), {width, false});
     for (const char c : text) {
       const auto byte = static_cast<unsigned char>(c);
       RC_ASSERT(byte == '\n' || (byte >= 0x20 && byte != 0x7f));

@@ -4,10 +4,10 @@
 
 #include "tests/integration/random_configuration.h"
 #include "tests/unit/policyctl/naive_policyd.h"
+#include "tools/policyctl/change/complete.h"
+#include "tools/policyctl/change/touched.h"
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
-#include "tools/policyctl/plan/complete.h"
-#include "tools/policyctl/plan/undo.h"
 
 namespace {
 
@@ -48,19 +48,19 @@ std::string text(const Configuration& configuration) {
 }
 
 // As a journal keeps it.
-Configuration through_text(const Configuration& configuration) {
+WantedConfiguration through_text(const Entries& configuration) {
   std::string text;
   append_configuration(text, configuration, Bare::WRITTEN);
   return read_configuration(text).configuration;
 }
 
 void expect_undone(NaivePolicyd& policyd, const Touched& touched, const Configuration& before) {
-  const Undo undone = undo(touched, policyd.now);
-  const Configuration now = policyd.now;
+  const SwitchConfiguration now = policyd.now.whole();
+  const Difference undone = undo(touched, now);
   const Plan back(now, undone.target);
   EXPECT_TRUE(policyd.carry_out(back));
   EXPECT_EQ(text(policyd.now), text(before));
-  EXPECT_TRUE(undone.left.empty()) << undone.left.front();
+  EXPECT_TRUE(undone.clashes.empty()) << undone.clashes.front();
 }
 
 class UndoAtRandom : public testing::TestWithParam<std::uint32_t> {
@@ -82,7 +82,8 @@ TEST_P(UndoAtRandom, APlanThatIsCarriedOutMakesItsTarget) {
   for_each_seed([](std::uint32_t seed) {
     const TwoStates states(seed);
     NaivePolicyd policyd(states.before);
-    EXPECT_TRUE(policyd.carry_out(Plan(states.before, states.after)));
+    const SwitchConfiguration before = states.before.whole();
+    EXPECT_TRUE(policyd.carry_out(Plan(before, states.after.whole())));
     EXPECT_EQ(text(policyd.now), text(states.after));
   });
 }
@@ -90,7 +91,8 @@ TEST_P(UndoAtRandom, APlanThatIsCarriedOutMakesItsTarget) {
 TEST_P(UndoAtRandom, EveryBeginningOfAPlanIsUndone) {
   for_each_seed([](std::uint32_t seed) {
     const TwoStates states(seed);
-    const Plan plan(states.before, states.after);
+    const SwitchConfiguration before = states.before.whole();
+    const Plan plan(before, states.after.whole());
     Touched touched = touched_by(plan);
     touched.before = through_text(touched.before);
     touched.after = through_text(touched.after);
@@ -101,7 +103,7 @@ TEST_P(UndoAtRandom, EveryBeginningOfAPlanIsUndone) {
       expect_undone(stopped, touched, states.before);
       if (testing::Test::HasFailure()) return;
       if (done < plan.steps().size()) {
-        ASSERT_TRUE(policyd.carry_out(plan.steps()[done], plan));
+        ASSERT_TRUE(policyd.carry_out(plan.steps()[done]));
       }
     }
   });
@@ -112,7 +114,8 @@ TEST_P(UndoAtRandom, EveryBeginningOfAPlanIsUndone) {
 TEST_P(UndoAtRandom, AnyPartOfAPlanIsUndone) {
   for_each_seed([](std::uint32_t seed) {
     const TwoStates states(seed);
-    const Plan plan(states.before, states.after);
+    const SwitchConfiguration before = states.before.whole();
+    const Plan plan(before, states.after.whole());
     std::mt19937 random(seed);
     for (int part = 0; part < 20 && !testing::Test::HasFailure(); ++part) {
       SCOPED_TRACE("part " + std::to_string(part));
@@ -122,7 +125,7 @@ TEST_P(UndoAtRandom, AnyPartOfAPlanIsUndone) {
       std::vector<Step> refused;
       for (const Step& step : plan.steps()) {
         if (random() % one_lost_in == 0) continue;
-        if (!policyd.carry_out(step, plan)) refused.push_back(step);
+        if (!policyd.carry_out(step)) refused.push_back(step);
       }
       if (part % 2 == 0) forget_refused(touched, refused);
       expect_undone(policyd, touched, states.before);

@@ -1,4 +1,4 @@
-#include "tools/policyctl/plan/undo.h"
+#include "tools/policyctl/change/touched.h"
 
 #include <gtest/gtest.h>
 
@@ -41,7 +41,8 @@ class UndoOfAChange : public testing::Test {
  protected:
   UndoOfAChange()
       : before(whole_switch(OLD)),
-        plan(before, whole_switch(NEW)),
+        whole(before.whole()),
+        plan(whole, whole_switch(NEW).whole()),
         touched(touched_by(plan)),
         policyd(before) {
     EXPECT_TRUE(policyd.carry_out(plan));
@@ -49,15 +50,16 @@ class UndoOfAChange : public testing::Test {
 
   // What the switch is after undoing, and what was left.
   std::string undone() {
-    const Undo back = undo(touched, policyd.now);
-    left = back.left;
-    const Configuration now = policyd.now;
+    const SwitchConfiguration now = policyd.now.whole();
+    const Difference back = undo(touched, now);
+    left = back.clashes;
     EXPECT_TRUE(policyd.carry_out(Plan(now, back.target)));
     return named_text(policyd.now);
   }
 
   using Left = std::vector<std::string>;
   Configuration before;
+  SwitchConfiguration whole;
   Plan plan;
   Touched touched;
   NaivePolicyd policyd;
@@ -71,7 +73,7 @@ TEST_F(UndoOfAChange, PutsAllOfItBack) {
 
 TEST_F(UndoOfAChange, ChangesNothingWhereNothingWasDone) {
   policyd.now = before;
-  EXPECT_TRUE(Plan(before, undo(touched, before).target).empty());
+  EXPECT_TRUE(Plan(whole, undo(touched, whole).target).empty());
 }
 
 TEST_F(UndoOfAChange, LeavesASettingThatSomebodyElseChanged) {
@@ -135,8 +137,9 @@ TEST_F(UndoOfAChange, LeavesABindingOfSomebodyElseWhoseRuleCameAfterTheRulesWere
   policyd.now.acls[30] = policyd.now.acls.at(20);
   policyd.now.interfaces.at("eth-0/1/2").filters = {{30, 1}};
   policyd.now.vlans.at(200).remarks[{30, 1}] = {REMARK_DSCP, 46};
-  Configuration read = policyd.now;
-  read.acls.erase(30);
+  Configuration seen = policyd.now;
+  seen.acls.erase(30);
+  const SwitchConfiguration read = seen.whole();
   EXPECT_TRUE(policyd.carry_out(Plan(read, undo(touched, read).target)));
   EXPECT_EQ(named_text(policyd.now), OLD_RULES + "acl 30 type 1\n  rule 1 permit ttl 5\n" +
                                          OLD_BINDINGS +
@@ -165,15 +168,15 @@ TEST_F(UndoOfAChange, BringsBackARuleThatIsMissing) {
   EXPECT_EQ(left, Left());
 }
 
-Step refused_creation(StepKind kind, const RuleKey& key, const RecordName& record = {}) {
-  return {kind, key, record, nullptr};
+Step refused_creation(const EntryKind& kind, const EntryKey& key) {
+  return {&kind, Verb::ADD, key, {}};
 }
 
 TEST_F(UndoOfAChange, KeepsWhatPolicydRefusedToMakeBecauseItWasThere) {
   const std::uint32_t vlan = 100;
-  forget_refused(touched, {refused_creation(StepKind::CREATE_ACL, {20, 0}),
-                           refused_creation(StepKind::CREATE_RULE, {20, 1}),
-                           refused_creation(StepKind::ADD_FILTER, {20, 1}, {nullptr, vlan})});
+  forget_refused(touched,
+                 {refused_creation(ACL, key_of(20)), refused_creation(RULE, key_of(RuleKey{20, 1})),
+                  refused_creation(FILTER, key_at(key_of(vlan), {20, 1}))});
   EXPECT_EQ(undone(), OLD_RULES + "acl 20 type 1\n  rule 1 permit ttl 5\n" + OLD_BINDINGS +
                           "vlan 100\n  filter acl 20 rule 1\n");
   EXPECT_EQ(left, Left());
@@ -182,22 +185,24 @@ TEST_F(UndoOfAChange, KeepsWhatPolicydRefusedToMakeBecauseItWasThere) {
 // Somebody bound a rule of the list before, so it could not go and come again.
 TEST(Undo, PutsBackTheDescriptionOfAListThatCouldNotBeReplaced) {
   const Configuration before = whole_switch("acl 10 type 0\n  rule 1 permit\n");
-  const Plan plan(before, whole_switch("acl 10 type 1 description \"x\"\n"
-                                       "  rule 1 permit description \"y\"\n"));
+  const SwitchConfiguration whole = before.whole();
+  const Plan plan(whole, whole_switch("acl 10 type 1 description \"x\"\n"
+                                      "  rule 1 permit description \"y\"\n")
+                             .whole());
   NaivePolicyd policyd(before);
   policyd.now.vlans.at(100).filters = {{10, 1}};
   const Configuration bound = policyd.now;
   std::vector<Step> refused;
   for (const Step& step : plan.steps()) {
-    if (!policyd.carry_out(step, plan)) refused.push_back(step);
+    if (!policyd.carry_out(step)) refused.push_back(step);
   }
   EXPECT_EQ(refused.size(), 3U);
   EXPECT_EQ(policyd.now.acls.at(10).description, "x");
   Touched touched = touched_by(plan);
   forget_refused(touched, refused);
-  const Undo undone = undo(touched, policyd.now);
+  const Difference undone = undo(touched, policyd.now.whole());
   EXPECT_EQ(write_configuration(undone.target), write_configuration(bound));
-  EXPECT_TRUE(undone.left.empty());
+  EXPECT_TRUE(undone.clashes.empty());
 }
 
 }  // namespace

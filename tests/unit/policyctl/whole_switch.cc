@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/policyctl/change/complete.h"
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
-#include "tools/policyctl/plan/complete.h"
 
 Configuration whole_switch(const std::string& text) {
   Configuration bare;
@@ -12,7 +12,7 @@ Configuration whole_switch(const std::string& text) {
   for (const std::uint32_t id : {100U, 200U}) bare.vlans[id];
   ReadConfiguration read = read_configuration(text);
   EXPECT_TRUE(read.faults.empty()) << read.faults.front().message;
-  return complete(std::move(read.configuration), bare, Unnamed::REMOVED);
+  return Configuration(complete(std::move(read.configuration), bare.whole(), Unnamed::REMOVED));
 }
 
 std::string named_text(Configuration configuration) {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/policyctl/language/configuration.h"
+#include "tests/support/typed_configuration.h"
 
 // What the text names, everything else as policyd starts.
 [[nodiscard]] Configuration whole_switch(const std::string& text);

@@ -43,7 +43,7 @@ TEST(WriteConfiguration, WhatWasReadIsWrittenAsItWas) {
 }
 
 TEST(WriteConfiguration, NothingIsWrittenAsNothing) {
-  EXPECT_EQ(write_configuration({}), "");
+  EXPECT_EQ(write_configuration(Entries()), "");
 }
 
 TEST(WriteConfiguration, OrderAndSpacingOfTheFileDoNotMatter) {
@@ -101,31 +101,39 @@ TEST(WriteConfiguration, AnyConfigurationComesBackByteForByte) {
     const ReadConfiguration read = read_configuration(text);
     RC_ASSERT(shown_faults(read.faults) == std::vector<std::string>{});
     RC_ASSERT(write_configuration(read.configuration) == text);
-    RC_ASSERT(read.configuration.acls == configuration.acls);
-    RC_ASSERT(read.configuration.cos == configuration.cos);
-    RC_ASSERT(read.configuration.time_ranges == configuration.time_ranges);
+    const Configuration back(read.configuration);
+    RC_ASSERT(back.acls == configuration.acls);
+    RC_ASSERT(back.cos == configuration.cos);
+    RC_ASSERT(back.time_ranges == configuration.time_ranges);
   }));
 }
 
 TEST(WriteConfiguration, SingleStatementsAreTheLinesOfTheWhole) {
-  Acl acl;
-  acl.type = 1;
-  acl.description = "a\nb";
-  EXPECT_EQ(acl_statement(3, acl), R"(acl 3 type 1 description "a\nb")");
-  EXPECT_EQ(rule_statement(4, {PERMIT, {}, "web"}), R"(rule 4 permit description "web")");
-  EXPECT_EQ(time_range_statement("n", {1, 2, true, 3, 4}), "time-range n 1 2 on 3 4");
-  EXPECT_EQ(interface_statement("a b"), R"(interface "a b")");
-  EXPECT_EQ(vlan_statement(4094), "vlan 4094");
-  EXPECT_EQ(filter_statement({1, 2}), "filter acl 1 rule 2");
-  EXPECT_EQ(remark_statement({1, 2}, {REMARK_DSCP, 63}), "remark acl 1 rule 2 dscp 63");
-  EXPECT_EQ(remark_statement({1, 2}, {REMARK_PRIORITY, 7}), "remark acl 1 rule 2 priority 7");
-  EXPECT_EQ(remark_statement({1, 2}, {REMARK_TWO_BIT, 3}), "remark acl 1 rule 2 two-bit 3");
-  EXPECT_EQ(cos_value_statement(9), "cos-value 9");
-  EXPECT_EQ(cos_flag_statement(false), "cos flag off");
-  EXPECT_EQ(cos_mode_statement(4), "cos schedule mode 4");
-  EXPECT_EQ(cos_schedule_statement({3, {1, 2, 3, 4}}), "cos schedule algorithm 3 weights 1 2 3 4");
-  EXPECT_EQ(cos_priority_statement(1, 2), "cos priority 1 queue 2");
-  EXPECT_EQ(cos_mapping_statement(1, 2), "cos mapping 1 queue 2");
+  const EntryKey vlan = key_of(20);
+  const EntryKey bound = key_at(vlan, {1, 2});
+  EXPECT_EQ(statement_text(ACL, key_of(3), acl_value(1, "a\nb")),
+            R"(acl 3 type 1 description "a\nb")");
+  EXPECT_EQ(statement_text(RULE, key_of(RuleKey{1, 4}), value_of(Rule{PERMIT, {}, "web"})),
+            R"(rule 4 permit description "web")");
+  EXPECT_EQ(statement_text(TIME_RANGE, key_of(std::string_view("n")),
+                           value_of(TimeRange{1, 2, true, 3, 4})),
+            "time-range n 1 2 on 3 4");
+  EXPECT_EQ(statement_text(INTERFACE, key_of(std::string_view("a b"))), R"(interface "a b")");
+  EXPECT_EQ(statement_text(VLAN, key_of(4094)), "vlan 4094");
+  EXPECT_EQ(statement_text(FILTER, bound), "filter acl 1 rule 2");
+  const auto remark = [&](RemarkKind kind, std::uint32_t value) {
+    return statement_text(REMARK, bound, value_of(Remark{kind, value}));
+  };
+  EXPECT_EQ(remark(REMARK_DSCP, 63), "remark acl 1 rule 2 dscp 63");
+  EXPECT_EQ(remark(REMARK_PRIORITY, 7), "remark acl 1 rule 2 priority 7");
+  EXPECT_EQ(remark(REMARK_TWO_BIT, 3), "remark acl 1 rule 2 two-bit 3");
+  EXPECT_EQ(statement_text(COS_VALUE, vlan, {9}), "cos-value 9");
+  EXPECT_EQ(statement_text(COS_FLAG, {}, {0}), "cos flag off");
+  EXPECT_EQ(statement_text(COS_SCHEDULE_MODE, {}, {4}), "cos schedule mode 4");
+  EXPECT_EQ(statement_text(COS_SCHEDULE_ALGORITHM, {}, {3, 1, 2, 3, 4}),
+            "cos schedule algorithm 3 weights 1 2 3 4");
+  EXPECT_EQ(statement_text(COS_PRIORITY, key_of(1), {2}), "cos priority 1 queue 2");
+  EXPECT_EQ(statement_text(COS_MAPPING, key_of(1), {2}), "cos mapping 1 queue 2");
 }
 
 }  // namespace

@@ -14,27 +14,36 @@
 #include <utility>
 #include <vector>
 
-#include "tools/policyctl/commands/change_switch.h"
-#include "tools/policyctl/commands/prepare_plan.h"
-#include "tools/policyctl/json/json_configuration.h"
-#include "tools/policyctl/json/json_output.h"
-#include "tools/policyctl/keep/local_time.h"
-#include "tools/policyctl/switch/read_switch.h"
+#include "tools/policyctl/change/change_switch.h"
+#include "tools/policyctl/change/faults_at_switch.h"
+#include "tools/policyctl/change/local_time.h"
+#include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/render/json_configuration.h"
+#include "tools/policyctl/render/json_output.h"
+#include "tools/policyctl/render/print_plan.h"
+#include "tools/policyctl/render/progress_line.h"
 
 namespace {
 
 struct Wanted {
   ReadConfiguration read;
-  Configuration target;
+  SwitchConfiguration target;
   std::vector<Fault> faults;
 };
 
 // What the switch is to become, and what the text asks for that it cannot.
-Wanted want(ReadConfiguration read, const Configuration& present, Unnamed unnamed) {
+Wanted want(ReadConfiguration read, const SwitchConfiguration& present, Unnamed unnamed) {
   Wanted wanted{std::move(read), {}, {}};
   wanted.target = complete(std::move(wanted.read.configuration), present, unnamed);
-  wanted.faults = faults_at_switch(wanted.read, present, wanted.target);
+  wanted.faults = faults_at_switch(wanted.read.places, present, wanted.target);
   return wanted;
+}
+
+// Where all that is not named goes, all has to be known.
+SwitchConfiguration present_for(SwitchSession& session, const ReadConfiguration& read,
+                                Unnamed unnamed) {
+  return unnamed == Unnamed::REMOVED ? read_switch(session, all_parts())
+                                     : read_switch_for(session, read.configuration);
 }
 
 // Becomes the guard: of what this process has, it keeps the folder alone. Its
@@ -54,9 +63,8 @@ Wanted want(ReadConfiguration read, const Configuration& present, Unnamed unname
 }
 
 [[noreturn]] void refuse_without_guard() {
-  throw Failure(ExitStatus::REFUSED,
-                "could not start a process that watches for the confirmation. Nothing was "
-                "changed.");
+  throw Failure(ExitStatus::REFUSED, "could not start a process that watches for the confirmation.",
+                "", Fate::UNCHANGED);
 }
 
 // A process of its own, which outlives this one and its terminal.
@@ -114,15 +122,28 @@ bool is_over(const Context& context, const StateDirectory& directory, const std:
   }
 }
 
+// A guard whose directory is not to be used watches all the same.
+void hold_as_guard(const StateDirectory& directory, std::optional<ChangeLock>& held) {
+  try {
+    if (!held && directory.exists()) {
+      std::optional<ChangeLock> lock = hold_guard(directory);
+      if (lock) held.emplace(std::move(*lock));
+    }
+  } catch (const Failure&) {
+    return;
+  }
+}
+
 std::string confirmation_advice(std::uint32_t seconds) {
-  return "It is undone within " + std::to_string(seconds) +
-         " s, unless 'policyctl confirm' comes before.";
+  return "It is undone within " + std::to_string(seconds) + " s, unless " + own_command("confirm") +
+         " comes before.";
 }
 
 [[noreturn]] void refuse_without_change(const StateDirectory& directory) {
   const std::string note = undo_note(directory);
-  throw Failure(ExitStatus::REFUSED, "no change waits for its confirmation.",
-                note.empty() ? "It may have been undone already; see 'policyctl show'." : note);
+  throw Failure(
+      ExitStatus::REFUSED, "no change waits for its confirmation.",
+      note.empty() ? "It may have been undone already; see " + own_command("show") + "." : note);
 }
 
 }  // namespace
@@ -144,7 +165,7 @@ ExitStatus plan_command(const Context& context, const std::string& file, Unnamed
   ReadConfiguration read = read_configuration(source.text);
   if (!read.faults.empty()) return report_faults(context, source, read.faults);
   const auto session = context.connect();
-  const Configuration present = read_switch(*session, SwitchParts::all());
+  const SwitchConfiguration present = present_for(*session, read, unnamed);
   Wanted wanted = want(std::move(read), present, unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);
   const Plan plan(present, std::move(wanted.target));
@@ -168,10 +189,10 @@ ExitStatus apply_text(const Context& context, SourceText source, const std::stri
   const ChangeLock lock = directory.lock(context.patience, what);
   refuse_unfinished_change(directory);
   std::unique_ptr<SwitchSession> session;
-  Configuration present;
+  SwitchConfiguration present;
   before_change([&] {
     session = context.connect();
-    present = read_switch(*session, SwitchParts::all());
+    present = present_for(*session, read, options.unnamed);
   });
   const std::string left_out = options.without_gone ? leave_gone_out(read, present) : "";
   Wanted wanted = want(std::move(read), present, options.unnamed);
@@ -192,7 +213,11 @@ ChangeReport change_to_confirm(const Context& context, SwitchSession& session,
     change.confirm_by = milliseconds_since_epoch() + std::int64_t{1000} * what.confirm_s;
     leave_guard(context, change.id, change.confirm_by);
   }
-  ChangeReport report = change_switch(context, session, directory, plan, change);
+  ProgressLine progress(context.err, context.err_is_terminal);
+  ChangeReport report =
+      change_switch([&progress](std::size_t done, std::size_t all) { progress.show(done, all); },
+                    session, directory, plan, change);
+  progress.clear();
   if (report.is_made && change.confirm_by > 0) {
     const std::string more = report.advice.empty() ? "" : " " + report.advice;
     report.advice = confirmation_advice(what.confirm_s) + more;
@@ -209,7 +234,7 @@ ExitStatus confirm_command(const Context& context) {
     throw Failure(ExitStatus::REFUSED,
                   "the change '" + journal->what +
                       "' was not finished, or is undone in part, and cannot be kept.",
-                  "Undo it with 'policyctl recover'.");
+                  "Undo it with " + own_command("recover") + ".");
   }
   const auto session = context.connect();
   ChangeReport report;
@@ -241,7 +266,10 @@ ExitStatus recover_command(const Context& context) {
 
 ExitStatus guard_command(const Context& context, const std::string& id, std::int64_t confirm_by) {
   const StateDirectory directory(context.place);
+  // Another may still have it for a moment, of a change that is over.
+  std::optional<ChangeLock> held;
   for (std::int64_t left = 0;;) {
+    hold_as_guard(directory, held);
     left = confirm_by - milliseconds_since_epoch();
     if (is_over(context, directory, id, left <= 0)) return ExitStatus::DONE;
     const std::int64_t pause = left > 0 ? std::min(left, LOOK_EVERY_MS) : LOOK_EVERY_MS;

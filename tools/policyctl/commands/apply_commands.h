@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/policyctl/commands/change_switch.h"
+#include "tools/policyctl/change/change_switch.h"
+#include "tools/policyctl/change/complete.h"
 #include "tools/policyctl/commands/context.h"
-#include "tools/policyctl/plan/complete.h"
 
 // Syntax and values of a file, without a switch.
 ExitStatus check_command(const Context& context, const std::string& file);

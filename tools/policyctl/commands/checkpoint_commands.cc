@@ -4,23 +4,25 @@
 #include <utility>
 
 #include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/change/checkpoints.h"
+#include "tools/policyctl/change/faults_at_switch.h"
+#include "tools/policyctl/change/read_switch.h"
 #include "tools/policyctl/commands/apply_commands.h"
-#include "tools/policyctl/commands/prepare_plan.h"
-#include "tools/policyctl/json/json_configuration.h"
-#include "tools/policyctl/json/json_output.h"
-#include "tools/policyctl/keep/checkpoints.h"
+#include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/statement_match.h"
 #include "tools/policyctl/language/write_configuration.h"
-#include "tools/policyctl/switch/read_switch.h"
+#include "tools/policyctl/render/json_configuration.h"
+#include "tools/policyctl/render/json_output.h"
+#include "tools/policyctl/render/print_plan.h"
 
 namespace {
 
 constexpr std::string_view CHECKPOINT = "checkpoint:";
 constexpr std::string_view SWITCH = "switch";
 
-Configuration read_whole_switch(const Context& context) {
+SwitchConfiguration read_whole_switch(const Context& context) {
   const auto session = context.connect();
-  return read_switch(*session, SwitchParts::all());
+  return read_switch_for(*session, {});
 }
 
 // What is no file may be another side, misspelt.
@@ -37,7 +39,7 @@ SourceText read_file_of(const std::string& name) {
 
 // One side of a comparison, whole. None when its text has faults, which are
 // reported.
-std::optional<Configuration> side(const Context& context, const std::string& name) {
+std::optional<SwitchConfiguration> side(const Context& context, const std::string& name) {
   if (name == SWITCH) return read_whole_switch(context);
   SourceText source;
   if (name.starts_with(CHECKPOINT)) {
@@ -53,20 +55,24 @@ std::optional<Configuration> side(const Context& context, const std::string& nam
     report_faults(context, source, read.faults);
     return std::nullopt;
   }
-  return complete(std::move(read.configuration), Configuration{}, Unnamed::REMOVED);
+  return complete(std::move(read.configuration), {}, Unnamed::REMOVED);
 }
 
-// Sides of a comparison know the same interfaces and VLANs.
-template <typename Records>
-void name_the_same(Records& a, Records& b) {
-  for (const auto& [name, bindings] : a) b.try_emplace(name);
-  for (const auto& [name, bindings] : b) a.try_emplace(name);
-}
-
-// What a side does not say is not left as it is: it is what policyd starts with.
-void say_cos_values(Configuration& side) {
-  for (auto& [name, bindings] : side.interfaces) {
-    bindings.cos_value = bindings.cos_value.value_or(0);
+// Sides of a comparison know the same interfaces and VLANs; what a side does not say
+// of them is what policyd starts with.
+void name_the_same(SwitchConfiguration& a, SwitchConfiguration& b) {
+  for (const EntryKind* kind : entry_kinds()) {
+    if (*kind->facts().presence == Presence::OUTSIDE) {
+      EntryMap records = a.of(*kind);
+      records.insert(b.of(*kind).begin(), b.of(*kind).end());
+      a.of(*kind) = records;
+      b.of(*kind) = std::move(records);
+    }
+    if (*kind->facts().presence != Presence::ALWAYS) continue;
+    for (const auto& [key, value] : a.of(*kind))
+      b.of(*kind).try_emplace(key, default_of(*kind, key));
+    for (const auto& [key, value] : b.of(*kind))
+      a.of(*kind).try_emplace(key, default_of(*kind, key));
   }
 }
 
@@ -90,7 +96,7 @@ ExitStatus checkpoint_command(const Context& context, const std::string& why) {
   const StateDirectory directory(context.place);
   // Half of somebody's change is no configuration to go back to.
   const ChangeLock lock = directory.lock(context.patience, "checkpoint");
-  const Configuration configuration = read_whole_switch(context);
+  const SwitchConfiguration configuration = read_whole_switch(context);
   keep_checkpoint(directory, configuration, why.empty() ? "by hand" : why);
   if (context.json) {
     print_json(context.out, {{"checkpoint", 1}});
@@ -131,14 +137,11 @@ ExitStatus rollback_command(const Context& context, std::size_t number, std::uin
 }
 
 ExitStatus diff_command(const Context& context, const std::string& from, const std::string& to) {
-  std::optional<Configuration> before = side(context, from);
+  std::optional<SwitchConfiguration> before = side(context, from);
   if (!before) return ExitStatus::BAD_FILE;
-  std::optional<Configuration> after = side(context, to);
+  std::optional<SwitchConfiguration> after = side(context, to);
   if (!after) return ExitStatus::BAD_FILE;
-  name_the_same(before->interfaces, after->interfaces);
-  name_the_same(before->vlans, after->vlans);
-  say_cos_values(*before);
-  say_cos_values(*after);
+  name_the_same(*before, *after);
   const Plan plan(*before, std::move(*after));
   if (context.json) {
     print_plan_json(context.out, plan);

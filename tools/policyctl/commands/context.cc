@@ -15,8 +15,8 @@
 #include <string_view>
 
 #include "framework/base/exceptions.h"
-#include "tools/policyctl/json/json_output.h"
-#include "tools/policyctl/keep/replace_file.h"
+#include "tools/policyctl/change/replace_file.h"
+#include "tools/policyctl/render/json_output.h"
 
 namespace {
 
@@ -83,11 +83,6 @@ int write_over(const std::string& file, const std::string& text) {
 
 }  // namespace
 
-bool Context::in_colour() const {
-  const char* const unwanted = std::getenv("NO_COLOR");
-  return out_is_terminal && (unwanted == nullptr || *unwanted == '\0');
-}
-
 SourceText read_source(const std::string& file) {
   if (file == "-") return {"standard input", read_all(std::cin, "standard input")};
   errno = 0;
@@ -106,33 +101,6 @@ void write_file(const Context& context, const std::string& file, const std::stri
   throw Failure(ExitStatus::REFUSED, file + ": " + std::strerror(error) + ".");
 }
 
-ExitStatus report_faults(const Context& context, const SourceText& source,
-                         const std::vector<Fault>& faults) {
-  if (context.json) {
-    print_json(context.out, faults_json(source.name, faults));
-  } else {
-    print_faults(context.err, source, faults);
-    context.err << source.name << ": " << counted(faults.size(), "fault") << ".\n";
-  }
-  return ExitStatus::BAD_FILE;
-}
-
-ExitStatus report_failure(const Context& context, const Failure& failure) {
-  context.out << std::flush;
-  if (context.json) {
-    print_json(context.out, failure_json(failure));
-    return failure.status();
-  }
-  context.err << "policyctl: " << failure.what() << '\n';
-  std::string_view advice = failure.advice();
-  while (!advice.empty()) {
-    const std::string_view line = advice.substr(0, advice.find('\n'));
-    context.err << "  " << line << '\n';
-    advice.remove_prefix(std::min(advice.size(), line.size() + 1));
-  }
-  return failure.status();
-}
-
 ExitStatus run_reporting(const Context& context, const std::function<ExitStatus()>& run) {
   try {
     return run();
@@ -143,8 +111,4 @@ ExitStatus run_reporting(const Context& context, const std::function<ExitStatus(
   } catch (const std::exception& problem) {
     return report_failure(context, Failure(ExitStatus::REFUSED, problem.what()));
   }
-}
-
-std::string counted(std::size_t count, const std::string& thing) {
-  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }

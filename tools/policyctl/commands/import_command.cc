@@ -3,8 +3,8 @@
 #include <ostream>
 
 #include "framework/xrl/nearest_name.h"
-#include "tools/policyctl/json/json_output.h"
 #include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/render/json_output.h"
 
 namespace {
 

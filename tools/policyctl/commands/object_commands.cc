@@ -4,22 +4,23 @@
 #include <utility>
 
 #include "policy/interfaces/policy_config_xif.h"
-#include "tools/policyctl/commands/change_switch.h"
-#include "tools/policyctl/commands/prepare_plan.h"
-#include "tools/policyctl/json/json_output.h"
-#include "tools/policyctl/switch/read_switch.h"
+#include "tools/policyctl/change/change_switch.h"
+#include "tools/policyctl/change/faults_at_switch.h"
+#include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/render/json_output.h"
+#include "tools/policyctl/render/print_uses.h"
 
 namespace {
 
 ExitStatus refuse_used(const Context& context, const ObjectName& object,
-                       const std::vector<Use>& uses) {
+                       const std::vector<ObjectUse>& uses, bool lists_all) {
   if (context.json) {
     print_json(context.out, uses_json(object, uses));
     return ExitStatus::REFUSED;
   }
   context.err << "policyctl: delete " << object.name() << ": it is in use by "
               << counted(uses.size(), "binding") << ". Nothing was changed.\n";
-  print_uses(context.err, uses);
+  print_uses(context.err, uses, lists_all ? uses.size() : MOST_USES);
   context.err << "  Unbind it first, or delete it with --cascade.\n";
   return ExitStatus::REFUSED;
 }
@@ -60,9 +61,9 @@ XrlError set_dscp_queue(SwitchSession& session, std::uint32_t dscp, std::uint32_
 
 ExitStatus who_uses_command(const Context& context, const ObjectName& object) {
   const auto session = context.connect();
-  const Configuration present = read_switch(*session, SwitchParts::all());
+  const SwitchConfiguration present = read_switch(*session, all_parts());
   require_object(object, present, ON_THE_SWITCH);
-  const std::vector<Use> uses = uses_of(object, present);
+  const std::vector<ObjectUse> uses = uses_of(object, present);
   if (context.json) {
     print_json(context.out, uses_json(object, uses));
   } else if (uses.empty()) {
@@ -73,28 +74,29 @@ ExitStatus who_uses_command(const Context& context, const ObjectName& object) {
   return ExitStatus::DONE;
 }
 
-ExitStatus delete_command(const Context& context, const ObjectName& object, bool cascade) {
+ExitStatus delete_command(const Context& context, const ObjectName& object,
+                          const DeleteOptions& options) {
   const StateDirectory directory(context.place);
   const ChangeLock lock = directory.lock(context.patience, "delete " + object.name());
   refuse_unfinished_change(directory);
   std::unique_ptr<SwitchSession> session;
-  Configuration present;
+  SwitchConfiguration present;
   before_change([&] {
     session = context.connect();
-    present = read_switch(*session, SwitchParts::all());
+    present = read_switch_for(*session, {});
     require_object(object, present, ON_THE_SWITCH);
   });
-  if (object.acl && !cascade) {
-    const std::vector<Use> uses = uses_of(object, present);
-    if (!uses.empty()) return refuse_used(context, object, uses);
+  if (!options.cascade) {
+    const std::vector<ObjectUse> uses = uses_of(object, present);
+    if (!uses.empty()) return refuse_used(context, object, uses, options.lists_all);
   }
-  Configuration target = present;
-  if (object.acl) unbind_object(object, target);
+  SwitchConfiguration target = present;
+  unbind_object(object, target);
   remove_object(object, target);
   const Plan plan(present, std::move(target));
   const std::string what = "delete " + object.name();
-  const ChangeReport report =
-      change_switch(context, *session, directory, plan, {what, new_change_id(), 0});
+  const ChangeReport report = change_switch([](std::size_t, std::size_t) {}, *session, directory,
+                                            plan, {what, new_change_id(), 0});
   return print_report(context, what, report);
 }
 

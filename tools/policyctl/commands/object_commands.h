@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "tools/policyctl/commands/context.h"
-#include "tools/policyctl/commands/object_uses.h"
+#include "tools/policyctl/entries/object_uses.h"
 
 // Every interface, VLAN and remark that holds the list or the rule, which `object`
 // must be. Exits REFUSED when there is no such list or rule.
@@ -12,7 +12,12 @@ ExitStatus who_uses_command(const Context& context, const ObjectName& object);
 
 // Deletes it; `cascade` unbinds it first. One that is in use is refused, and who
 // uses it is printed.
-ExitStatus delete_command(const Context& context, const ObjectName& object, bool cascade);
+struct DeleteOptions {
+  bool cascade = false;
+  bool lists_all = false;  // of who uses it, not the first alone
+};
+ExitStatus delete_command(const Context& context, const ObjectName& object,
+                          const DeleteOptions& options);
 
 // The queue of a DSCP, which policyd does not tell: a command and no statement.
 // policyd keeps it in the mapping of priorities under the number of the DSCP, so

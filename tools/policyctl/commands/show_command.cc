@@ -1,41 +1,65 @@
 #include "tools/policyctl/commands/show_command.h"
 
+#include <algorithm>
 #include <ostream>
 
-#include "tools/policyctl/commands/pager.h"
-#include "tools/policyctl/commands/tables_of_switch.h"
-#include "tools/policyctl/json/json_configuration.h"
+#include "tools/policyctl/change/journal.h"
+#include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/render/json_configuration.h"
+#include "tools/policyctl/render/pager.h"
+#include "tools/policyctl/render/tables_of_switch.h"
 
 namespace {
 
-Configuration read(const Context& context, const SwitchParts& parts) {
+// What nobody knows is left out where all was asked for, and that is said.
+SwitchConfiguration read(const Context& context, const Selection& selection,
+                         const SwitchParts& parts) {
   const auto session = context.connect();
-  return read_switch(*session, parts);
+  ReadSwitch read = read_parts(*session, parts);
+  if (read.unknown.empty()) return std::move(read.configuration);
+  const bool is_needed = !selection.kind().empty() &&
+                         std::any_of(read.unknown.begin(), read.unknown.end(),
+                                     [&](const EntryKind* kind) { return selection.has(*kind); });
+  if (is_needed) throw unknown_part_failure(read);
+  context.err << "policyctl: " << read.why_unknown << " What is bound there is left out.\n";
+  return std::move(read.configuration);
 }
 
 std::string tables(const Context& context, const Selection& selection) {
-  SwitchParts parts = selection.parts();
   // Lists are shown with how many hold them.
-  parts.bindings = parts.bindings || parts.acls;
-  Configuration configuration = read(context, parts);
+  const SwitchParts parts = selection.has(ACL) ? all_parts() : selection.parts();
+  SwitchConfiguration configuration = read(context, selection, parts);
   selection.require(configuration);
   return tables_of_switch(std::move(configuration), selection,
                           {window_of_output().columns, context.in_colour()});
 }
 
 std::string text(const Context& context, const Selection& selection) {
-  Configuration configuration = read(context, selection.parts());
+  SwitchConfiguration configuration = read(context, selection, selection.parts());
   selection.require(configuration);
   selection.narrow(configuration);
   return write_configuration(configuration);
 }
 
+// What is kept is of no concern to who only looks.
+void tell_of_unwatched_change(const Context& context) {
+  try {
+    const std::string change = unwatched_change(StateDirectory(context.place));
+    if (!change.empty()) context.err << "policyctl: " << harmless(change) << '\n';
+  } catch (const Failure&) {
+    return;
+  }
+}
+
 }  // namespace
 
 ExitStatus show_command(const Context& context, const Selection& selection, ShowAs show_as) {
+  tell_of_unwatched_change(context);
   if (context.json) {
-    Configuration configuration = read(context, selection.parts());
+    SwitchConfiguration configuration = read(context, selection, selection.parts());
     selection.require(configuration);
     selection.narrow(configuration);
     print_configuration_json(context.out, configuration);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tools/policyctl/commands/context.h"
-#include "tools/policyctl/commands/selection.h"
+#include "tools/policyctl/entries/selection.h"
 
 enum class ShowAs {
   WHAT_FITS,  // tables on a terminal, text that can be applied elsewhere

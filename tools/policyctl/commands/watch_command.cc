@@ -8,10 +8,12 @@
 #include <thread>
 #include <utility>
 
-#include "tools/policyctl/commands/prepare_plan.h"
-#include "tools/policyctl/json/json_output.h"
-#include "tools/policyctl/keep/local_time.h"
-#include "tools/policyctl/plan/plan.h"
+#include "tools/policyctl/change/faults_at_switch.h"
+#include "tools/policyctl/change/local_time.h"
+#include "tools/policyctl/change/plan.h"
+#include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/render/json_output.h"
+#include "tools/policyctl/render/print_plan.h"
 
 namespace {
 
@@ -59,9 +61,9 @@ class Watching {
   }
 
  private:
-  [[nodiscard]] Configuration read() {
+  [[nodiscard]] SwitchConfiguration read() {
     const auto begin = std::chrono::steady_clock::now();
-    Configuration configuration = read_switch(*_session, _selection.parts());
+    SwitchConfiguration configuration = read_switch(*_session, _selection.parts());
     _selection.narrow(configuration);
     _reading = std::chrono::steady_clock::now() - begin;
     return configuration;
@@ -79,7 +81,7 @@ class Watching {
   void look() {
     const std::string lives = ask_finder();
     if (lives != _session->policyd()) throw Failure(ExitStatus::NOT_REACHABLE, news_of(lives));
-    const Configuration now = read();
+    const SwitchConfiguration now = read();
     if (std::exchange(_is_lost, false)) say_that_it_is_back();
     if (now == _last) return;
     const Plan changes(_last, now);
@@ -118,7 +120,7 @@ class Watching {
         const auto now = _context.connect();
         if (now->policyd() != _policyd) return news_of(now->policyd());
         const bool may_be_dying = failure.status() == ExitStatus::NOT_REACHABLE;
-        if (!may_be_dying || std::chrono::steady_clock::now() >= end) return failure.what();
+        if (!may_be_dying || std::chrono::steady_clock::now() >= end) return failure.message();
         std::this_thread::sleep_for(ASK_AGAIN_AFTER);
       }
     } catch (const NoPolicyd&) {
@@ -128,7 +130,7 @@ class Watching {
       return "the finder at " + _context.place.name() +
              (is_silent ? " does not answer." : " is gone.");
     } catch (const Failure& another) {
-      return another.what();
+      return another.message();
     }
   }
 
@@ -169,7 +171,7 @@ class Watching {
   WatchOptions _options;
   std::unique_ptr<SwitchSession> _session;  // null while the switch is lost
   std::string _policyd;                     // that was read last
-  Configuration _last;
+  SwitchConfiguration _last;
   std::chrono::duration<double> _reading{0};
   std::size_t _seen = 0;
   bool _is_lost = false;

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "tools/policyctl/commands/context.h"
-#include "tools/policyctl/commands/selection.h"
+#include "tools/policyctl/entries/selection.h"
 
 struct WatchOptions {
   std::chrono::duration<double> interval{1};  // from the end of a reading to the next

@@ -4,6 +4,9 @@
 #include <map>
 #include <set>
 
+#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/entries/binding.h"
+#include "tools/policyctl/entries/record.h"
 #include "tools/policyctl/import/flat_rule.h"
 #include "tools/policyctl/import/split_list.h"
 
@@ -23,9 +26,8 @@ struct List {
 
 class FlatAcls {
  public:
-  FlatAcls(const FlatTables& tables, AclNumbers numbers, Configuration& configuration,
-           ImportLog& log)
-      : _tables(tables), _numbers(numbers), _configuration(configuration), _log(log) {}
+  FlatAcls(const FlatTables& tables, AclNumbers numbers, Entries& entries, ImportLog& log)
+      : _tables(tables), _numbers(numbers), _entries(entries), _log(log) {}
 
   void import() {
     for (const FlatEntry& port : _tables.entries("PORT")) _known_ports.insert(port.key);
@@ -50,7 +52,7 @@ class FlatAcls {
       return nullptr;
     }
     _places.emplace(name, _lists.size());
-    _configuration.acls[*number].description = name;
+    _entries.put(ACL, key_of(*number), acl_value(0, name));
     _lists.push_back({*number, {}, true, {}});
     return &_lists.back();
   }
@@ -69,7 +71,8 @@ class FlatAcls {
     if (!text) return;
     if (member == "policy_desc") {
       if (*text != entry.key && !text->empty()) {
-        _configuration.acls[list.number].description = entry.key + ": " + value.text;
+        _entries.put(ACL, key_of(list.number),
+                     acl_value(0, entry.key + ": " + std::string(value.text)));
       }
     } else if (member == "ports@") {
       read_ports(list, *text, path);
@@ -125,14 +128,13 @@ class FlatAcls {
       return a.priority > b.priority;
     };
     std::stable_sort(list.rules.begin(), list.rules.end(), is_before);
-    std::map<std::uint32_t, Rule>& rules = _configuration.acls[list.number].rules;
     std::uint32_t number = 0;
     for (FlatRule& each : list.rules) {
       if (!each.rule) continue;
       if (each.rule->fields.empty()) {
         _log.note(each.path, "no condition", "the rule matches every packet.");
       }
-      rules.emplace_hint(rules.end(), ++number, std::move(*each.rule));
+      _entries.put(RULE, key_of(RuleKey{list.number, ++number}), value_of(*each.rule));
     }
     if (list.is_bound) bind_rules(list, number);
   }
@@ -148,14 +150,17 @@ class FlatAcls {
     }
     _bindings += last * list.ports.size();
     for (const std::string& port : list.ports) {
-      std::vector<RuleKey>& filters = _configuration.interfaces[port].filters;
+      const EntryKey record = key_of(std::string_view(port));
+      _entries.of(INTERFACE).try_emplace(record);
+      std::vector<RuleKey> filters = filters_at(_entries, record);
       for (std::uint32_t rule = 1; rule <= last; ++rule) filters.push_back({list.number, rule});
+      put_filters(_entries, record, filters);
     }
   }
 
   const FlatTables& _tables;
   AclNumbers _numbers;
-  Configuration& _configuration;
+  Entries& _entries;
   ImportLog& _log;
   Names _known_ports;
   std::size_t _bindings = 0;
@@ -165,7 +170,7 @@ class FlatAcls {
 
 }  // namespace
 
-void import_flat_acls(const FlatTables& tables, AclNumbers numbers, Configuration& configuration,
+void import_flat_acls(const FlatTables& tables, AclNumbers numbers, Entries& entries,
                       ImportLog& log) {
-  FlatAcls(tables, numbers, configuration, log).import();
+  FlatAcls(tables, numbers, entries, log).import();
 }

@@ -1,5 +1,6 @@
 #include "tools/policyctl/import/flat_cos.h"
 
+#include "tools/policyctl/entries/queue_map.h"
 #include "tools/policyctl/import/flat_schedule.h"
 #include "tools/policyctl/language/statement_match.h"
 
@@ -20,7 +21,7 @@ const FlatEntry* queue_map_for(const FlatTables& tables, const std::string& name
 
 // Of a priority whose traffic class is `traffic_class`.
 void map_priority(std::uint32_t priority, const FlatEntry& queues, const JsonValue& traffic_class,
-                  const std::string& path, ClassOfService& cos, ImportLog& log) {
+                  const std::string& path, Entries& entries, ImportLog& log) {
   const JsonValue* const queue_value = queues.value->find(traffic_class.text);
   if (queue_value == nullptr) {
     return log.note(path, "traffic class " + describe(traffic_class),
@@ -33,10 +34,10 @@ void map_priority(std::uint32_t priority, const FlatEntry& queues, const JsonVal
     return log.note(queue_path, describe(*queue_value),
                     "policyd has queues 0 to 7; the priority is left out.");
   }
-  cos.mapping[priority] = *queue;
+  entries.put(COS_MAPPING, key_of(priority), EntryValue{*queue});
 }
 
-void map_priorities(const FlatEntry& map, const FlatEntry& queues, ClassOfService& cos,
+void map_priorities(const FlatEntry& map, const FlatEntry& queues, Entries& entries,
                     ImportLog& log) {
   for (const auto& [name, traffic_class] : map.value->members) {
     const std::string path = json_path(map.path, name);
@@ -44,12 +45,12 @@ void map_priorities(const FlatEntry& map, const FlatEntry& queues, ClassOfServic
     if (!priority || *priority > LAST_PRIORITY) {
       log.fault(path, "the name is no 802.1p priority 0..7.");
     } else if (log.scalar(path, traffic_class)) {
-      map_priority(*priority, queues, traffic_class, path, cos, log);
+      map_priority(*priority, queues, traffic_class, path, entries, log);
     }
   }
 }
 
-void import_priority_maps(const FlatTables& tables, ClassOfService& cos, ImportLog& log) {
+void import_priority_maps(const FlatTables& tables, Entries& entries, ImportLog& log) {
   const std::vector<FlatEntry>& maps = tables.entries("DOT1P_TO_TC_MAP");
   const FlatEntry* used = nullptr;
   for (const FlatEntry& map : maps) {
@@ -62,7 +63,7 @@ void import_priority_maps(const FlatTables& tables, ClassOfService& cos, ImportL
       log.note(map.path, "no TC_TO_QUEUE_MAP",
                "traffic classes lead to queues by a map of the same name; there is none.");
     } else {
-      map_priorities(map, *used, cos, log);
+      map_priorities(map, *used, entries, log);
     }
   }
   for (const FlatEntry& map : tables.entries("TC_TO_QUEUE_MAP")) {
@@ -74,11 +75,11 @@ void import_priority_maps(const FlatTables& tables, ClassOfService& cos, ImportL
 
 }  // namespace
 
-void import_flat_cos(const FlatTables& tables, ClassOfService& cos, ImportLog& log) {
-  import_priority_maps(tables, cos, log);
+void import_flat_cos(const FlatTables& tables, Entries& entries, ImportLog& log) {
+  import_priority_maps(tables, entries, log);
   for (const FlatEntry& map : tables.entries("DSCP_TO_TC_MAP")) {
     log.note(map.path, counted(map.value->members.size(), "value", "values"),
              "queues of DSCP values are set by a command; a configuration does not hold them.");
   }
-  import_flat_schedule(tables, cos, log);
+  import_flat_schedule(tables, entries, log);
 }

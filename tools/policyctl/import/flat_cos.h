@@ -5,4 +5,4 @@
 
 // The map of 802.1p priorities, chained with that of traffic classes, and the
 // schedule of the queues.
-void import_flat_cos(const FlatTables& tables, ClassOfService& cos, ImportLog& log);
+void import_flat_cos(const FlatTables& tables, Entries& entries, ImportLog& log);

@@ -1,8 +1,10 @@
 #include "tools/policyctl/import/flat_schedule.h"
 
+#include <array>
 #include <map>
 #include <set>
 
+#include "tools/policyctl/entries/setting.h"
 #include "tools/policyctl/language/statement_match.h"
 
 namespace {
@@ -15,8 +17,8 @@ using Schedulers = std::map<std::uint32_t, std::string>;  // of a port, by queue
 
 class FlatSchedule {
  public:
-  FlatSchedule(const FlatTables& tables, ClassOfService& cos, ImportLog& log)
-      : _tables(tables), _cos(cos), _log(log) {}
+  FlatSchedule(const FlatTables& tables, Entries& entries, ImportLog& log)
+      : _tables(tables), _entries(entries), _log(log) {}
 
   void import() {
     for (const FlatEntry& entry : _tables.entries("SCHEDULER")) read_scheduler(entry);
@@ -102,20 +104,20 @@ class FlatSchedule {
     if (schedulers.size() != WEIGHTED_QUEUES || schedulers.rbegin()->first >= WEIGHTED_QUEUES) {
       return "policyd has weights of queues 0 to 3, all of them and no others";
     }
-    Schedule schedule;
+    std::array<std::uint32_t, 1 + WEIGHTED_QUEUES> schedule{};
     for (const auto& [queue, name] : schedulers) {
       const auto weight = _weights.find(name);
       if (weight == _weights.end() || !weight->second) {
         return "queue " + std::to_string(queue) + " has no scheduler with a DWRR weight";
       }
-      schedule.weights[queue] = *weight->second;
+      schedule.at(1 + queue) = *weight->second;
     }
-    _cos.schedule = schedule;
+    _entries.put(COS_SCHEDULE_ALGORITHM, {}, EntryValue(schedule));
     return {};
   }
 
   const FlatTables& _tables;
-  ClassOfService& _cos;
+  Entries& _entries;
   ImportLog& _log;
   std::map<std::string, std::optional<std::uint32_t>> _weights;  // by scheduler; none: not weighted
   std::map<std::string, Schedulers> _ports;
@@ -124,6 +126,6 @@ class FlatSchedule {
 
 }  // namespace
 
-void import_flat_schedule(const FlatTables& tables, ClassOfService& cos, ImportLog& log) {
-  FlatSchedule(tables, cos, log).import();
+void import_flat_schedule(const FlatTables& tables, Entries& entries, ImportLog& log) {
+  FlatSchedule(tables, entries, log).import();
 }

@@ -5,4 +5,4 @@
 
 // QUEUE and SCHEDULER as the switch-wide weights of queues 0 to 3, when they say
 // just that; a note says why they do not.
-void import_flat_schedule(const FlatTables& tables, ClassOfService& cos, ImportLog& log);
+void import_flat_schedule(const FlatTables& tables, Entries& entries, ImportLog& log);

@@ -1,4 +1,6 @@
 #include "tools/classbench/classbench_rule.h"
+#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/entries/rule.h"
 #include "tools/policyctl/import/import_formats.h"
 
 namespace {
@@ -16,9 +18,6 @@ Rule rule_of(const ClassbenchRule& from) {
   Rule rule;
   rule.action = PERMIT;
   const std::vector<MatchValue> values = match_values(from);
-  std::size_t bytes = 0;
-  for (const MatchValue& value : values) bytes += value.text.size();
-  rule.fields.reserve(values.size(), bytes);
   for (const MatchValue& value : values) rule.fields.append(value.field->number, value.text);
   return rule;
 }
@@ -26,14 +25,15 @@ Rule rule_of(const ClassbenchRule& from) {
 }  // namespace
 
 void import_classbench(std::string_view text, const ImportOptions& options, Import& import) {
-  std::map<std::uint32_t, Rule>& rules = import.configuration.acls[options.first_acl].rules;
+  import.configuration.put(ACL, key_of(options.first_acl), acl_value(0, ""));
   std::uint32_t number = 1;
   for (; !text.empty(); ++number) {
     std::string_view line = text.substr(0, text.find('\n'));
     text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
     if (line.ends_with('\r')) line.remove_suffix(1);
     try {
-      rules.emplace_hint(rules.end(), number, rule_of(parse_classbench_line(line)));
+      import.configuration.put(RULE, key_of(RuleKey{options.first_acl, number}),
+                               value_of(rule_of(parse_classbench_line(line))));
     } catch (const ClassbenchLineError& error) {
       import.faults.push_back(fault_of(line, number, error));
     }

@@ -29,6 +29,6 @@ void import_flat_config(std::string_view text, const ImportOptions& options, Imp
   ImportLog log(import);
   const FlatTables tables(*tree, log);
   import_flat_acls(tables, AclNumbers(options.first_acl), import.configuration, log);
-  import_flat_cos(tables, import.configuration.cos, log);
+  import_flat_cos(tables, import.configuration, log);
   note_other_tables(tables, log);
 }

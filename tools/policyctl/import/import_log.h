@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/policyctl/entries/rule.h"
 #include "tools/policyctl/import/import_text.h"
 #include "tools/policyctl/import/json_tree.h"
 

@@ -1,3 +1,4 @@
+#include "tools/policyctl/entries/acl.h"
 #include "tools/policyctl/import/acl_numbers.h"
 #include "tools/policyctl/import/import_formats.h"
 #include "tools/policyctl/import/import_log.h"
@@ -11,7 +12,7 @@ constexpr const char* NO_COUNTERPART = "policyd has nothing like it.";
 class OpenconfigReader {
  public:
   OpenconfigReader(const ImportOptions& options, Import& import)
-      : _configuration(import.configuration), _log(import), _numbers(options.first_acl) {}
+      : _entries(import.configuration), _log(import), _numbers(options.first_acl) {}
 
   void read(const JsonValue& tree) {
     constexpr const char* WAY[] = {"acl", "acl-sets", "acl-set"};
@@ -51,8 +52,8 @@ class OpenconfigReader {
   void read_set(const std::string& name, const JsonValue& set, const std::string& path) {
     const std::optional<std::uint32_t> number = _numbers.next();
     if (!number) return _log.fault(path, "no number of an access control list is left.");
-    Acl& acl = _configuration.acls[*number];
-    acl.description = name;
+    const std::uint32_t acl = *number;
+    _entries.put(ACL, key_of(acl), acl_value(0, name));
     for (const auto& [member, value] : _log.members(path, set)) {
       const std::string member_path = json_path(path, member);
       if (member == "config") {
@@ -65,21 +66,23 @@ class OpenconfigReader {
     }
   }
 
-  void read_set_config(Acl& acl, const std::string& name, const JsonValue& config,
+  void read_set_config(std::uint32_t acl, const std::string& name, const JsonValue& config,
                        const std::string& path) {
     for (const auto& [member, value] : _log.members(path, config)) {
       if (member == "name" && value.text == name) continue;
       const std::string member_path = json_path(path, member);
       if (member == "description") {
         const std::optional<std::string_view> text = _log.scalar(member_path, value);
-        if (text) acl.description = name + ": " + std::string(*text);
+        if (text) {
+          _entries.put(ACL, key_of(acl), acl_value(0, name + ": " + std::string(*text)));
+        }
       } else {
         _log.note(member_path, describe(value), NO_COUNTERPART);
       }
     }
   }
 
-  void read_entries(Acl& acl, const JsonValue& entries, const std::string& path) {
+  void read_entries(std::uint32_t acl, const JsonValue& entries, const std::string& path) {
     for (const auto& [member, value] : _log.members(path, entries)) {
       const std::string member_path = json_path(path, member);
       if (member != "acl-entry") {
@@ -92,7 +95,7 @@ class OpenconfigReader {
     }
   }
 
-  void read_entry(Acl& acl, const std::string& key, const JsonValue& value,
+  void read_entry(std::uint32_t acl, const std::string& key, const JsonValue& value,
                   const std::string& path) {
     OpenconfigEntry entry(_log, path);
     entry.read(value);
@@ -101,13 +104,13 @@ class OpenconfigReader {
     const std::optional<std::uint32_t> number =
         entry.number() ? entry.number() : foreign_number(key);
     if (!number) return _log.fault(path, "config/sequence-id is missing.");
-    if (!acl.rules.emplace(*number, std::move(*rule)).second) {
+    if (!_entries.of(RULE).emplace(key_of(RuleKey{acl, *number}), value_of(*rule)).second) {
       _log.fault(path, "the list has a rule " + std::to_string(*number) + " already.",
                  "Give the entry another sequence-id.");
     }
   }
 
-  Configuration& _configuration;
+  Entries& _entries;
   ImportLog _log;
   AclNumbers _numbers;
 };

@@ -53,9 +53,9 @@ struct ImportNote {
 // An entry that has a condition without counterpart is left out, with a note: the
 // rule would match more than it was meant to.
 struct Import {
-  Configuration configuration;    // prints as text that reads back without faults
-  std::vector<ImportNote> notes;  // nothing is left out unnamed
-  std::vector<Fault> faults;      // of the text; with any, the rest is incomplete
+  WantedConfiguration configuration;  // prints as text that reads back without faults
+  std::vector<ImportNote> notes;      // nothing is left out unnamed
+  std::vector<Fault> faults;          // of the text; with any, the rest is incomplete
 };
 
 [[nodiscard]] Import import_text(ImportFormat format, std::string_view text,

@@ -67,7 +67,7 @@ bool expect_fields(const std::vector<PatternElement>& pattern, std::size_t field
 }
 
 bool expect_of(const Statement& statement, std::span<const Word> words, Expected& expected) {
-  const std::vector<PatternElement>& pattern = pattern_of(statement);
+  const std::vector<PatternElement>& pattern = statement.elements;
   const auto fields = std::find_if(pattern.begin(), pattern.end(),
                                    [](const PatternElement& e) { return e.kind == Kind::FIELDS; });
   const auto before = static_cast<std::size_t>(fields - pattern.begin());
@@ -87,7 +87,7 @@ bool expect_after(const std::vector<PatternElement>& pattern, std::span<const Wo
   return expect_elements(pattern, 0, words, expected);
 }
 
-Expected expected_after(StatementContext context, std::span<const Word> words) {
+Expected expected_after(const Scope* context, std::span<const Word> words) {
   Expected expected;
   std::size_t open = 0;
   for (const Statement* each : candidates(context, words, words.size())) {

@@ -75,10 +75,10 @@ void print_place(std::ostream& out, std::string_view line, const Fault& fault) {
 void print_faults(std::ostream& out, const SourceText& source, const std::vector<Fault>& faults) {
   Lines lines(source.text);
   for (const Fault& fault : faults) {
-    out << source.name << ':';
+    out << harmless(source.name) << ':';
     if (fault.line > 0) out << fault.line << ':' << fault.column << ':';
-    out << ' ' << fault.message << '\n';
+    out << ' ' << harmless(fault.message) << '\n';
     if (fault.line > 0) print_place(out, lines.line(fault.line), fault);
-    if (!fault.advice.empty()) out << "  " << fault.advice << '\n';
+    if (!fault.advice.empty()) out << "  " << harmless(fault.advice) << '\n';
   }
 }

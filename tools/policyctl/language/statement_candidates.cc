@@ -10,8 +10,8 @@ namespace {
 using Kind = PatternElement::Kind;
 
 // Statements that may begin a line within `context`.
-bool may_stand(const Statement& statement, StatementContext context) {
-  return statement.context == StatementContext::TOP || statement.context == context;
+bool may_stand(const Statement& statement, const Scope* context) {
+  return statement.context == &TOP_LEVEL || statement.context == context;
 }
 
 // A literal in quotes fits, too, so that what is wrong with it can be said.
@@ -27,22 +27,22 @@ bool literals_fit(const std::vector<PatternElement>& pattern, std::span<const Wo
 
 }  // namespace
 
-std::vector<const Statement*> candidates(StatementContext context, std::span<const Word> words,
+std::vector<const Statement*> candidates(const Scope* context, std::span<const Word> words,
                                          std::size_t count) {
   std::vector<const Statement*> fitting;
   for (const Statement& each : statements()) {
-    if (may_stand(each, context) && literals_fit(pattern_of(each), words, count)) {
+    if (may_stand(each, context) && literals_fit(each.elements, words, count)) {
       fitting.push_back(&each);
     }
   }
   return fitting;
 }
 
-const Statement* find_statement(StatementContext context, std::span<const Word> words) {
+const Statement* find_statement(const Scope* context, std::span<const Word> words) {
   const Statement* found = nullptr;
   for (const Statement& each : statements()) {
     if (!may_stand(each, context)) continue;
-    const std::vector<PatternElement>& pattern = pattern_of(each);
+    const std::vector<PatternElement>& pattern = each.elements;
     if (pattern[0].word != words[0].text) continue;
     if (!literals_fit(pattern, words, std::min(words.size(), pattern.size()))) continue;
     if (found != nullptr) return nullptr;
@@ -51,13 +51,13 @@ const Statement* find_statement(StatementContext context, std::span<const Word> 
   return found;
 }
 
-const Statement* statement_meant(StatementContext context, std::string_view word) {
+const Statement* statement_meant(const Scope* context, std::string_view word) {
   NearestName nearest(word);
   for (const std::string_view each : literals_at(candidates(context, {}, 0), 0)) {
     nearest.consider(each);
   }
   for (const Statement* each : candidates(context, {}, 0)) {
-    if (pattern_of(*each)[0].word == nearest.name()) return each;
+    if (each->elements[0].word == nearest.name()) return each;
   }
   return nullptr;
 }
@@ -66,7 +66,7 @@ std::vector<std::string_view> literals_at(const std::vector<const Statement*>& s
                                           std::size_t place) {
   std::vector<std::string_view> literals;
   for (const Statement* each : statements) {
-    const std::vector<PatternElement>& pattern = pattern_of(*each);
+    const std::vector<PatternElement>& pattern = each->elements;
     if (place >= pattern.size() || pattern[place].kind != Kind::LITERAL) continue;
     const std::string_view word = pattern[place].word;
     if (std::find(literals.begin(), literals.end(), word) == literals.end()) {

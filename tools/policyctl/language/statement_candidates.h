@@ -13,18 +13,17 @@
 
 // Those that may stand within `context` and whose first `count` elements take the
 // first `count` words, as far as literals go.
-[[nodiscard]] std::vector<const Statement*> candidates(StatementContext context,
+[[nodiscard]] std::vector<const Statement*> candidates(const Scope* context,
                                                        std::span<const Word> words,
                                                        std::size_t count);
 
 // The one that the words are, as far as its literals go; null when there is
 // none or the words end before that is decided.
-[[nodiscard]] const Statement* find_statement(StatementContext context,
-                                              std::span<const Word> words);
+[[nodiscard]] const Statement* find_statement(const Scope* context, std::span<const Word> words);
 
 // One of those that begin with this word, or with the one nearest to it. Null
 // when none is near.
-[[nodiscard]] const Statement* statement_meant(StatementContext context, std::string_view word);
+[[nodiscard]] const Statement* statement_meant(const Scope* context, std::string_view word);
 
 // The literals that `statements` have at `place`, each once.
 [[nodiscard]] std::vector<std::string_view> literals_at(

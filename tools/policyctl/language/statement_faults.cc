@@ -6,6 +6,7 @@
 
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/language/statement_candidates.h"
+#include "tools/policyctl/language/statement_match.h"
 
 namespace {
 
@@ -27,11 +28,8 @@ std::string joined(const std::vector<std::string_view>& words) {
 // Of a word that begins statements elsewhere.
 std::string advice_on_place(std::string_view word) {
   for (const Statement& each : statements()) {
-    if (pattern_of(each)[0].word != word) continue;
-    if (each.context == StatementContext::ACL) return "It stands below an 'acl' line.";
-    if (each.context == StatementContext::BINDINGS) {
-      return "It stands below an 'interface' or 'vlan' line.";
-    }
+    if (each.elements[0].word != word) continue;
+    if (!each.context->advice.empty()) return std::string(each.context->advice);
   }
   return {};
 }
@@ -85,6 +83,10 @@ Fault bad_argument(const Argument& argument, const Word& word) {
   const std::string what = quoted_for_fault(word.text);
   const std::string meaning = std::string(argument.name) + ": " + std::string(argument.help) + ".";
   if (argument.syntax == ArgumentSyntax::NUMBER) {
+    const std::string without_zero = without_leading_zero(word.text);
+    if (!without_zero.empty()) {
+      return fault_at(word, what + " has a leading zero.", is_meant(without_zero));
+    }
     return fault_at(word, what + " is no number " + argument_syntax(argument) + ".", meaning);
   }
   NearestName nearest(word.text);
@@ -98,7 +100,7 @@ Fault bad_argument(const Argument& argument, const Word& word) {
                   nearest.name().empty() ? meaning : is_meant(nearest.name()));
 }
 
-Fault no_statement(StatementContext context, std::span<const Word> words) {
+Fault no_statement(const Scope* context, std::span<const Word> words) {
   if (words[0].quoted) {
     return fault_at(words[0], "a statement begins with a word that is not in quotes.");
   }
@@ -115,7 +117,7 @@ Fault no_statement(StatementContext context, std::span<const Word> words) {
                     std::move(advice));
   }
   const std::vector<const Statement*> open = candidates(context, words, words.size());
-  const PatternElement& next = pattern_of(*open.front())[words.size()];
+  const PatternElement& next = open.front()->elements[words.size()];
   if (next.kind == PatternElement::Kind::ARGUMENT) {
     return element_missing(words, next, *open.front());
   }

@@ -28,4 +28,4 @@
 [[nodiscard]] Fault surplus_word(const Word& word, const Statement& statement);
 [[nodiscard]] Fault bad_argument(const Argument& argument, const Word& word);
 // No single statement begins like this; names the first word that none has.
-[[nodiscard]] Fault no_statement(StatementContext context, std::span<const Word> words);
+[[nodiscard]] Fault no_statement(const Scope* context, std::span<const Word> words);

@@ -1,5 +1,6 @@
 #include "tools/policyctl/language/statement_match.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "tools/policyctl/language/statement_candidates.h"
@@ -21,7 +22,13 @@ std::optional<std::uint32_t> decimal_number(std::string_view text) {
   return number;
 }
 
-std::optional<Fault> StatementMatch::match(StatementContext context, std::span<const Word> words) {
+std::string without_leading_zero(std::string_view text) {
+  if (!text.starts_with('0') || text.size() < 2) return {};
+  text.remove_prefix(std::min(text.find_first_not_of('0'), text.size() - 1));
+  return decimal_number(text) ? std::string(text) : std::string();
+}
+
+std::optional<Fault> StatementMatch::match(const Scope* context, std::span<const Word> words) {
   _arguments = 0;
   _fields.clear();
   _values.arguments.fill({});
@@ -33,7 +40,7 @@ std::optional<Fault> StatementMatch::match(StatementContext context, std::span<c
 }
 
 std::optional<Fault> StatementMatch::match_rest(std::span<const Word> words) {
-  const std::vector<PatternElement>& pattern = pattern_of(*_statement);
+  const std::vector<PatternElement>& pattern = _statement->elements;
   std::size_t at = 0;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
     const PatternElement& element = pattern[i];

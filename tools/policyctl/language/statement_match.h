@@ -34,7 +34,7 @@ class StatementMatch {
   // Of a line within `context`; a statement of the top level may stand anywhere.
   // What is wrong, or nothing, and then statement() and values() are the line's.
   // `words` must not be empty, and must live as long as the values are used.
-  std::optional<Fault> match(StatementContext context, std::span<const Word> words);
+  std::optional<Fault> match(const Scope* context, std::span<const Word> words);
 
   [[nodiscard]] const Statement& statement() const { return *_statement; }
   [[nodiscard]] const StatementValues& values() const { return _values; }
@@ -62,11 +62,14 @@ struct Expected {
   std::uint32_t acl = 0;  // the list that a rule would be of, when `argument` is RULE
   const Statement* statement = nullptr;  // null while several are possible
 };
-[[nodiscard]] Expected expected_after(StatementContext context, std::span<const Word> words);
+[[nodiscard]] Expected expected_after(const Scope* context, std::span<const Word> words);
 // Adds what may follow `words` in one pattern without match fields. False when
 // they are not its beginning.
 bool expect_after(const std::vector<PatternElement>& pattern, std::span<const Word> words,
                   Expected& expected);
 
+// The number that a word would be without its leading zeros; empty when that is not all
+// that is wrong with it.
+[[nodiscard]] std::string without_leading_zero(std::string_view text);
 // The number that a word is, if it is one.
 [[nodiscard]] std::optional<std::uint32_t> decimal_number(std::string_view text);

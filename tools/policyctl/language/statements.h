@@ -1,8 +1,6 @@
-// The statements of the configuration language: the one table that the reader,
-// the writer, completion, help, the manual page and the hints of errors go by.
-//
-// A new statement is a row in statements.cc, its handler in
-// statement_handlers.cc, and a line in the writer that prints it.
+// The statements of the configuration language, from the table of entry kinds: the
+// reader, the writer, completion, help, the manual page and the hints of errors go
+// by them.
 #pragma once
 
 #include <cstdint>
@@ -11,20 +9,10 @@
 #include <string_view>
 #include <vector>
 
-class StatementEntry;
-struct StatementValues;
+#include "tools/policyctl/language/entry_kind.h"
 
-// What there is, on a switch or beside it, that an argument may name.
-enum class LiveNames : std::uint8_t {
-  NONE,
-  ACLS,
-  RULES,
-  TIME_RANGES,
-  INTERFACES,
-  VLANS,
-  FILES,
-  TOPICS
-};
+// What there is beside the switch that an argument may name.
+enum class Beside : std::uint8_t { NOTHING, FILES, TOPICS, CHECKPOINTS };
 
 enum class ArgumentSyntax : std::uint8_t {
   NUMBER,  // decimal, `lowest` to `highest`
@@ -38,43 +26,8 @@ struct Argument {
   std::uint32_t lowest;  // of NUMBER
   std::uint32_t highest;
   std::string_view choices;  // of CHOICE
-  LiveNames live;
+  Beside beside;
   std::string_view help;
-};
-
-// Where a statement stands: by itself, or below the statement that opens it.
-enum class StatementContext : std::uint8_t { TOP, ACL, BINDINGS };
-
-enum class StatementId : std::uint8_t {
-  COS_FLAG,
-  COS_SCHEDULE_MODE,
-  COS_SCHEDULE_ALGORITHM,
-  COS_PRIORITY,
-  COS_MAPPING,
-  TIME_RANGE,
-  ACL,
-  INTERFACE,
-  VLAN,
-  RULE,
-  COS_VALUE,
-  FILTER,
-  REMARK_DSCP,
-  REMARK_PRIORITY,
-  REMARK_TWO_BIT,
-};
-
-// Of a pattern: words in lower case stand as they are, words in upper case are
-// arguments, "FIELD..." is any number of match fields, each a name or number and
-// a value, and what is in square brackets may be left out.
-struct Statement {
-  StatementId id;
-  StatementContext context;
-  StatementContext opens;  // TOP: nothing
-  std::string_view pattern;
-  std::string_view reads;  // the request that reads it back from the daemon
-  std::string_view sends;  // the requests that bring it about
-  std::string_view help;
-  void (*enter)(StatementEntry& entry, const StatementValues& values);
 };
 
 struct PatternElement {
@@ -84,10 +37,23 @@ struct PatternElement {
   bool optional;             // it and what follows may be left out
 };
 
-// In the order in which configurations are written.
+struct Statement {
+  const EntryKind* kind = nullptr;
+  std::uint32_t form = 0;  // its place among those of the kind
+  const Scope* context = &TOP_LEVEL;
+  const Scope* opens = nullptr;
+  std::string_view pattern;
+  std::string_view reads;  // the request that reads it back from the daemon
+  std::string_view sends;  // the requests that bring it about
+  std::string_view help;
+  std::vector<PatternElement> elements;
+};
+
+// In the order of the table.
 [[nodiscard]] std::span<const Statement> statements();
-[[nodiscard]] const Statement& statement(StatementId id);
-[[nodiscard]] const std::vector<PatternElement>& pattern_of(const Statement& statement);
+// The kind whose entries on the switch an argument may name; null: none.
+[[nodiscard]] const EntryKind* kind_named_by(const Argument& argument);
+[[nodiscard]] std::span<const Statement> statements_of(const EntryKind& kind);
 // The elements of another pattern, which must outlive them; its arguments must be
 // of the table.
 [[nodiscard]] std::vector<PatternElement> parse_pattern(std::string_view pattern);

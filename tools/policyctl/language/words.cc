@@ -56,7 +56,35 @@ std::size_t announced_length(unsigned char first) {
   return 0;
 }
 
+// Characters that are not seen but change how the others are: marks of direction,
+// breaks, what has no width, tags.
+bool is_obeyed(std::string_view character) {
+  if (character.size() == 4) return character.starts_with("\xf3\xa0");
+  if (character.size() != 3) return character == "\xd8\x9c";
+  const auto last = static_cast<unsigned char>(character[2]);
+  if (character.starts_with("\xe2\x80"))
+    return last >= 0x8b && (last <= 0x8f || (last >= 0xa8 && last <= 0xae));
+  if (character.starts_with("\xe2\x81")) return last >= 0xa0 && last <= 0xaf;
+  return character == "\xef\xbb\xbf";
+}
+
 }  // namespace
+
+std::string harmless(std::string_view text) {
+  std::string shown;
+  while (!text.empty()) {
+    const std::size_t length = std::max<std::size_t>(shown_character(text), 1);
+    const bool is_shown = text[0] == '\n' || shown_character(text) > 0;
+    if (is_shown) {
+      shown += text.substr(0, length);
+    } else {
+      const std::string quoted = as_quoted_word(text.substr(0, 1));
+      shown += quoted.substr(1, quoted.size() - 2);
+    }
+    text.remove_prefix(length);
+  }
+  return shown;
+}
 
 std::size_t shown_character(std::string_view text) {
   if (text.empty()) return 0;
@@ -71,7 +99,8 @@ std::size_t shown_character(std::string_view text) {
   const bool surrogate = byte(0) == 0xed && byte(1) >= 0xa0;
   const bool too_high = byte(0) == 0xf4 && byte(1) >= 0x90;
   const bool control = byte(0) == 0xc2 && byte(1) < 0xa0;
-  return overlong || surrogate || too_high || control ? 0 : length;
+  return overlong || surrogate || too_high || control || is_obeyed(text.substr(0, length)) ? 0
+                                                                                           : length;
 }
 
 std::optional<WordFault> Words::split(std::string_view line) {

@@ -47,6 +47,9 @@ class Words {
 [[nodiscard]] std::string as_word(std::string_view text);
 // The same, always in quotes.
 [[nodiscard]] std::string as_quoted_word(std::string_view text);
+// What can be shown of `text` as it is, and line breaks; all else escaped as in a quoted
+// word. A terminal obeys some bytes.
+[[nodiscard]] std::string harmless(std::string_view text);
 // The bytes that the UTF-8 character at the start of `text` takes; 0 when there
 // is none that is well formed and can be shown.
 [[nodiscard]] std::size_t shown_character(std::string_view text);

@@ -1,26 +1,16 @@
 #include "tools/policyctl/language/write_configuration.h"
 
 #include <charconv>
-#include <initializer_list>
 
 #include "common/match_fields.h"
 #include "common/match_values.h"
-#include "framework/base/xlog.h"
+#include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
 
 namespace {
 
-using Kind = PatternElement::Kind;
-
 constexpr std::string_view INDENTATION = "  ";
-
-struct Given {
-  explicit Given(std::uint32_t n) : number(n) {}
-  explicit Given(std::string_view t) : text(t) {}
-  std::uint32_t number = 0;
-  std::string_view text;
-};
 
 void append_number(std::string& line, std::uint32_t number) {
   char digits[10];
@@ -28,93 +18,126 @@ void append_number(std::string& line, std::uint32_t number) {
   line.append(digits, end);
 }
 
-void append_argument(std::string& line, const PatternElement& element, const Given& given) {
+// The arguments of a statement one after the other, from its key and its value.
+class Arguments {
+ public:
+  Arguments(const EntryKind& kind, const EntryKey& key, const EntryValue& value)
+      : _key(key),
+        _value(value),
+        _of_key(*kind.facts().key_arguments),
+        _key_number(numbers_above(kind)),
+        _value_number(kind.facts().forms.value.size() > 1 ? 1 : 0) {}
+
+  std::uint32_t number() {
+    return takes_key() ? _key.numbers[_key_number++] : _value.number(_value_number++);
+  }
+  std::string_view text() { return takes_key() ? _key.name.view() : _value.text(); }
+  [[nodiscard]] std::string_view value_text() const { return _value.text(); }
+
+ private:
+  bool takes_key() { return _of_key > 0 && _of_key-- > 0; }
+
+  const EntryKey& _key;
+  const EntryValue& _value;
+  std::size_t _of_key;
+  std::size_t _key_number;
+  std::size_t _value_number;
+};
+
+void append_argument(std::string& line, const PatternElement& element, Arguments& arguments) {
   switch (element.argument->syntax) {
     case ArgumentSyntax::NUMBER:
-      append_number(line, given.number);
+      append_number(line, arguments.number());
       return;
     case ArgumentSyntax::CHOICE:
-      line += choice(*element.argument, given.number);
+      line += choice(*element.argument, arguments.number());
       return;
     case ArgumentSyntax::TEXT:
       // Descriptions look alike, names look like names.
-      line += element.word == "TEXT" ? as_quoted_word(given.text) : as_word(given.text);
+      line += element.word == "TEXT" ? as_quoted_word(arguments.text()) : as_word(arguments.text());
       return;
   }
 }
 
-// A statement with these arguments; an optional part is written when its
-// argument is not empty.
-void append_statement(std::string& line, StatementId id, std::initializer_list<Given> arguments,
-                      const RuleFields& fields = {}) {
-  const Given* given = arguments.begin();
+void append_statement(std::string& line, const Statement& statement, const EntryKey& key,
+                      const EntryValue& value) {
+  Arguments arguments(*statement.kind, key, value);
   const std::size_t begin = line.size();
-  for (const PatternElement& element : pattern_of(statement(id))) {
-    if (element.optional && given->text.empty()) return;
-    if (element.kind == Kind::FIELDS) {
-      fields.for_each([&line](std::uint32_t number, std::string_view value) {
+  for (const PatternElement& element : statement.elements) {
+    if (element.optional && value.text().empty()) return;
+    if (element.kind == PatternElement::Kind::FIELDS) {
+      for_each_field(value.fields(), [&line](std::uint32_t number, std::string_view text) {
         line += ' ';
-        append_field(line, number, value);
+        append_field(line, number, text);
       });
       continue;
     }
     if (line.size() > begin) line += ' ';
-    if (element.kind == Kind::LITERAL) {
+    if (element.kind == PatternElement::Kind::LITERAL) {
       line += element.word;
     } else {
-      XLOG_ASSERT(given != arguments.end(), "pattern element " + std::string(element.word));
-      append_argument(line, element, *given++);
+      append_argument(line, element, arguments);
     }
   }
 }
 
-std::string written(StatementId id, std::initializer_list<Given> arguments) {
-  std::string line;
-  append_statement(line, id, arguments);
-  return line;
+const Statement& statement_for(const EntryKind& kind, const EntryValue& value) {
+  const std::span<const Statement> forms = statements_of(kind);
+  return forms.size() == 1 ? forms[0]
+                           : forms[std::min<std::size_t>(value.number(0), forms.size() - 1)];
 }
 
-void append_rule(std::string& text, std::uint32_t number, const Rule& rule) {
-  append_statement(text, StatementId::RULE,
-                   {Given(number), Given(rule.action), Given(rule.description)}, rule.fields);
+bool is_from_the_start(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
+  return *kind.facts().presence == Presence::ALWAYS && value == default_of(kind, key);
 }
 
-void append_class_of_service(std::string& text, const ClassOfService& cos) {
-  if (cos.flag) text += cos_flag_statement(*cos.flag) + '\n';
-  if (cos.mode) text += cos_mode_statement(*cos.mode) + '\n';
-  if (cos.schedule) text += cos_schedule_statement(*cos.schedule) + '\n';
-  for (const auto& [priority, queue] : cos.priority_queues) {
-    text += cos_priority_statement(priority, queue) + '\n';
+class Writing {
+ public:
+  Writing(std::string& text, const Entries& entries, Bare bare)
+      : _text(text), _entries(entries), _bare(bare) {}
+
+  void write() {
+    for (const EntryKind* kind : entry_kinds()) {
+      if (*kind->facts().below != &TOP_LEVEL) continue;
+      for (const auto& [key, value] : _entries.of(*kind)) write_entry(*kind, key, value);
+    }
   }
-  for (const auto& [priority, queue] : cos.mapping) {
-    text += cos_mapping_statement(priority, queue) + '\n';
-  }
-}
 
-void append_bindings(std::string& text, const std::string& head, const Bindings& bindings,
-                     Bare bare) {
-  if (bindings.is_bare() && bare == Bare::LEFT_OUT) return;
-  const auto line = [&text](const std::string& statement) {
-    text.append(INDENTATION).append(statement) += '\n';
-  };
-  text += head + '\n';
-  const bool has_value =
-      bare == Bare::WRITTEN ? bindings.cos_value.has_value() : bindings.cos_value.value_or(0) != 0;
-  if (has_value) line(cos_value_statement(*bindings.cos_value));
-  for (const RuleKey& key : bindings.filters) line(filter_statement(key));
-  for (const auto& [key, remark] : bindings.remarks) line(remark_statement(key, remark));
-}
-
-StatementId remark_id(std::uint32_t kind) {
-  switch (kind) {
-    case REMARK_DSCP:
-      return StatementId::REMARK_DSCP;
-    case REMARK_PRIORITY:
-      return StatementId::REMARK_PRIORITY;
-    default:
-      return StatementId::REMARK_TWO_BIT;
+ private:
+  void write_entry(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
+    const bool is_outside = *kind.facts().presence == Presence::OUTSIDE;
+    if (is_outside && _bare == Bare::LEFT_OUT && is_bare(kind, key, _entries)) return;
+    append_statement(_text, statement_for(kind, value), key, value);
+    _text += '\n';
+    if (*kind.facts().opens == nullptr) return;
+    for (const EntryKind* child : entry_kinds()) {
+      if (!stands_below(*child, kind)) continue;
+      for_each_below(key, _entries.of(*child), [&](const EntryKey& own, const EntryValue& said) {
+        write_child(*child, own, said);
+      });
+    }
   }
-}
+
+  void write_child(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
+    if (*kind.facts().change == HowChanged::ORDERED) {
+      const Statement& statement = statements_of(kind)[0];
+      for_each_element(key, value,
+                       [&](const EntryKey& element) { write_line(statement, element, {}); });
+    } else if (_bare == Bare::WRITTEN || !is_from_the_start(kind, key, value)) {
+      write_line(statement_for(kind, value), key, value);
+    }
+  }
+
+  void write_line(const Statement& statement, const EntryKey& key, const EntryValue& value) {
+    _text += INDENTATION;
+    append_statement(_text, statement, key, value);
+    _text += '\n';
+  }
+
+  std::string& _text;
+  const Entries& _entries;
+  Bare _bare;
+};
 
 }  // namespace
 
@@ -130,88 +153,29 @@ void append_field(std::string& line, std::uint32_t number, std::string_view valu
   line += as_quoted_word(value);
 }
 
-std::string acl_statement(std::uint32_t number, const Acl& acl) {
-  return written(StatementId::ACL, {Given(number), Given(acl.type), Given(acl.description)});
-}
-
-std::string rule_statement(std::uint32_t number, const Rule& rule) {
+std::string statement_text(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
   std::string line;
-  append_rule(line, number, rule);
+  append_statement(line, statement_for(kind, value), key, value);
   return line;
 }
 
-std::string time_range_statement(std::string_view name, const TimeRange& range) {
-  return written(StatementId::TIME_RANGE,
-                 {Given(name), Given(range.number1), Given(range.number2),
-                  Given(std::uint32_t{range.flag}), Given(range.number3), Given(range.number4)});
-}
-
-std::string interface_statement(std::string_view name) {
-  return written(StatementId::INTERFACE, {Given(name)});
-}
-
-std::string vlan_statement(std::uint32_t id) {
-  return written(StatementId::VLAN, {Given(id)});
-}
-
-std::string filter_statement(const RuleKey& key) {
-  return written(StatementId::FILTER, {Given(key.acl), Given(key.rule)});
-}
-
-std::string remark_statement(const RuleKey& key, const Remark& remark) {
-  return written(remark_id(remark.kind), {Given(key.acl), Given(key.rule), Given(remark.value)});
-}
-
-std::string cos_value_statement(std::uint32_t value) {
-  return written(StatementId::COS_VALUE, {Given(value)});
-}
-
-std::string cos_flag_statement(bool flag) {
-  return written(StatementId::COS_FLAG, {Given(std::uint32_t{flag})});
-}
-
-std::string cos_mode_statement(std::uint32_t mode) {
-  return written(StatementId::COS_SCHEDULE_MODE, {Given(mode)});
-}
-
-std::string cos_schedule_statement(const Schedule& schedule) {
-  const auto& weights = schedule.weights;
-  return written(StatementId::COS_SCHEDULE_ALGORITHM,
-                 {Given(schedule.algorithm), Given(weights[0]), Given(weights[1]),
-                  Given(weights[2]), Given(weights[3])});
-}
-
-std::string cos_priority_statement(std::uint32_t priority, std::uint32_t queue) {
-  return written(StatementId::COS_PRIORITY, {Given(priority), Given(queue)});
-}
-
-std::string cos_mapping_statement(std::uint32_t priority, std::uint32_t queue) {
-  return written(StatementId::COS_MAPPING, {Given(priority), Given(queue)});
-}
-
-void append_configuration(std::string& text, const Configuration& configuration, Bare bare) {
-  append_class_of_service(text, configuration.cos);
-  for (const auto& [name, range] : configuration.time_ranges) {
-    text += time_range_statement(name, range) + '\n';
+bool is_bare(const EntryKind& head, const EntryKey& key, const Entries& entries) {
+  bool bare = true;
+  for (const EntryKind* child : entry_kinds()) {
+    if (!stands_below(*child, head)) continue;
+    for_each_below(key, entries.of(*child), [&](const EntryKey& own, const EntryValue& said) {
+      bare = bare && is_from_the_start(*child, own, said);
+    });
   }
-  for (const auto& [number, acl] : configuration.acls) {
-    text += acl_statement(number, acl) + '\n';
-    for (const auto& [rule_number, rule] : acl.rules) {
-      text += INDENTATION;
-      append_rule(text, rule_number, rule);
-      text += '\n';
-    }
-  }
-  for (const auto& [name, bindings] : configuration.interfaces) {
-    append_bindings(text, interface_statement(name), bindings, bare);
-  }
-  for (const auto& [id, bindings] : configuration.vlans) {
-    append_bindings(text, vlan_statement(id), bindings, bare);
-  }
+  return bare;
 }
 
-std::string write_configuration(const Configuration& configuration, Bare bare) {
+void append_configuration(std::string& text, const Entries& entries, Bare bare) {
+  Writing(text, entries, bare).write();
+}
+
+std::string write_configuration(const Entries& entries, Bare bare) {
   std::string text;
-  append_configuration(text, configuration, bare);
+  append_configuration(text, entries, bare);
   return text;
 }

@@ -1,35 +1,44 @@
 // Configuration as text: each statement a line, in the order of the table of
-// statements, numbers and names ascending. Reading it back gives the same.
+// entry kinds, numbers and names ascending. Reading it back gives the same.
 #pragma once
 
 #include <string>
 #include <string_view>
 
 #include "tools/policyctl/language/configuration.h"
+#include "tools/policyctl/language/entry_kind.h"
 
-// Interfaces and VLANs with nothing bound, and class-of-service values of 0, which
-// every interface has from the start.
+// Interfaces and VLANs with nothing bound, and what they have from the start.
 enum class Bare { LEFT_OUT, WRITTEN };
 
-[[nodiscard]] std::string write_configuration(const Configuration& configuration,
-                                              Bare bare = Bare::LEFT_OUT);
+[[nodiscard]] std::string write_configuration(const Entries& entries, Bare bare = Bare::LEFT_OUT);
 // The same, behind what `text` holds already.
-void append_configuration(std::string& text, const Configuration& configuration, Bare bare);
+void append_configuration(std::string& text, const Entries& entries, Bare bare);
 
-// Single statements, without indentation and line break.
-[[nodiscard]] std::string acl_statement(std::uint32_t number, const Acl& acl);
-[[nodiscard]] std::string rule_statement(std::uint32_t number, const Rule& rule);
-[[nodiscard]] std::string time_range_statement(std::string_view name, const TimeRange& range);
-[[nodiscard]] std::string interface_statement(std::string_view name);
-[[nodiscard]] std::string vlan_statement(std::uint32_t id);
-[[nodiscard]] std::string filter_statement(const RuleKey& key);
-[[nodiscard]] std::string remark_statement(const RuleKey& key, const Remark& remark);
-[[nodiscard]] std::string cos_value_statement(std::uint32_t value);
-[[nodiscard]] std::string cos_flag_statement(bool flag);
-[[nodiscard]] std::string cos_mode_statement(std::uint32_t mode);
-[[nodiscard]] std::string cos_schedule_statement(const Schedule& schedule);
-[[nodiscard]] std::string cos_priority_statement(std::uint32_t priority, std::uint32_t queue);
-[[nodiscard]] std::string cos_mapping_statement(std::uint32_t priority, std::uint32_t queue);
+// A single statement, without indentation and line break; of an ORDERED one the key
+// is of an element.
+[[nodiscard]] std::string statement_text(const EntryKind& kind, const EntryKey& key,
+                                         const EntryValue& value = {});
+
+// Calls `visit(element key)` for each element of an ORDERED entry, in their order.
+template <typename Visit>
+void for_each_element(const EntryKey& key, const EntryValue& value, Visit visit) {
+  for (std::size_t i = 0; i + 1 < value.count(); i += 2) {
+    visit(EntryKey{key.name, {key.numbers[0], value.number(i), value.number(i + 1)}});
+  }
+}
+
+// Whether nothing stands below a head that it does not have from the start.
+[[nodiscard]] bool is_bare(const EntryKind& head, const EntryKey& key, const Entries& entries);
+
+// Calls `visit(key, value)` for the entries of a kind below that of `key`, in order.
+template <typename Visit>
+void for_each_below(const EntryKey& key, const EntryMap& map, Visit visit) {
+  for (auto at = map.lower_bound(key); at != map.end(); ++at) {
+    if (at->first.numbers[0] != key.numbers[0] || at->first.name != key.name) return;
+    visit(at->first, at->second);
+  }
+}
 
 // A match field as rules write it: by name when the value is one of the field's,
 // by number otherwise.

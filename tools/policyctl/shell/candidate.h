@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/policyctl/commands/object_uses.h"
+#include "tools/policyctl/entries/object_uses.h"
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/language/fault.h"
 #include "tools/policyctl/language/statements.h"
@@ -15,55 +15,46 @@
 class Candidate {
  public:
   // Forgets all edits. `present` is the whole of a switch.
-  void start_from(Configuration present);
+  void start_from(SwitchConfiguration present);
 
   // What it was started from, and what it is.
-  [[nodiscard]] const Configuration& base() const { return _base; }
-  [[nodiscard]] const Configuration& configuration() const { return _configuration; }
+  [[nodiscard]] const SwitchConfiguration& base() const { return _base; }
+  [[nodiscard]] const SwitchConfiguration& configuration() const { return _configuration; }
   // Whether anything was edited since.
   [[nodiscard]] bool is_edited() const { return _is_edited; }
   // The edits are on the switch, which has become `present`; what is open stays so.
-  void set_committed(Configuration present);
+  void set_committed(SwitchConfiguration present);
 
-  // Which statement is open: what the next lines stand below.
-  [[nodiscard]] StatementContext context() const { return _place.context; }
-  [[nodiscard]] std::uint32_t open_acl_number() const { return _place.acl; }
+  // Which entry is open: what the next lines stand below.
+  [[nodiscard]] const Scope* context() const { return _scope; }
+  [[nodiscard]] const EntryKey& open_key() const { return _open_key; }
   // "acl 10"; empty at the top level.
   [[nodiscard]] std::string place_name() const;
-  void leave() { _place = {}; }
-  // False when there is no such list.
-  bool open_acl(std::uint32_t number);
+  void leave();
+  // False when there is no such entry.
+  bool open(const EntryKind& head, const EntryKey& key);
 
   // A statement, which replaces what was said of the same thing before. Its
   // faults; with any, nothing is changed.
   [[nodiscard]] std::vector<Fault> enter(std::string_view line);
   // Becomes another configuration of the same switch.
-  void become(Configuration configuration);
+  void become(SwitchConfiguration configuration);
 
   // Each throws Failure REFUSED when it is not there or is in use, and then
   // nothing is changed.
   void delete_object(const ObjectName& object, bool cascade);
-  void delete_bindings(const std::string& interface);
-  void delete_bindings(std::uint32_t vlan);
-  // Of the open interface or VLAN.
-  void delete_filter(const RuleKey& key);
-  void delete_remark(const RuleKey& key);
+  // All that is bound to an interface or VLAN.
+  void delete_bindings(const EntryKind& head, const EntryKey& key);
+  // Of the open interface or VLAN: a filter or a remark of that rule.
+  void delete_binding(const EntryKind& kind, std::uint32_t acl, std::uint32_t rule);
 
  private:
-  struct Place {
-    StatementContext context = StatementContext::TOP;
-    std::uint32_t acl = 0;
-    std::string interface;  // empty: the VLAN
-    std::uint32_t vlan = 0;
-  };
+  void merge(const Entries& said);
 
-  [[nodiscard]] Bindings& open_bindings();
-  void merge(Configuration said);
-  template <typename Records>
-  void merge_bindings(Records& records, Records& said);
-
-  Configuration _base;
-  Configuration _configuration;
-  Place _place;
+  SwitchConfiguration _base;
+  SwitchConfiguration _configuration;
+  const EntryKind* _head = nullptr;  // what is open; null: nothing
+  const Scope* _scope = &TOP_LEVEL;
+  EntryKey _open_key;
   bool _is_edited = false;
 };

@@ -5,17 +5,22 @@
 #include <utility>
 
 #include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/change/checkpoints.h"
+#include "tools/policyctl/change/complete.h"
+#include "tools/policyctl/change/difference.h"
+#include "tools/policyctl/change/faults_at_switch.h"
+#include "tools/policyctl/change/read_switch.h"
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/checkpoint_commands.h"
-#include "tools/policyctl/commands/prepare_plan.h"
-#include "tools/policyctl/commands/selection.h"
-#include "tools/policyctl/help/topics.h"
-#include "tools/policyctl/keep/checkpoints.h"
+#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/entries/selection.h"
+#include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/language/statement_faults.h"
 #include "tools/policyctl/language/write_configuration.h"
-#include "tools/policyctl/plan/merge.h"
-#include "tools/policyctl/switch/read_switch.h"
+#include "tools/policyctl/render/print_plan.h"
+#include "tools/policyctl/render/print_uses.h"
+#include "tools/policyctl/render/topics.h"
 
 namespace {
 
@@ -31,25 +36,17 @@ class SignalsKept {
   sigset_t _mask{};
 };
 
-constexpr const char* START_OVER =
+constexpr const char* KEEP_AND_LOAD =
     "Keep the candidate with 'save FILE', start over with 'rollback', and 'load FILE' again.";
+constexpr const char* START_OVER =
+    "Carry your edits over with 'update': what somebody else changed too stays as they made it.";
 
 Failure conflict_failure(const std::vector<std::string>& conflicts) {
   std::string names;
   for (const std::string& name : conflicts) names += (names.empty() ? "" : ", ") + name;
   return Failure(ExitStatus::REFUSED,
-                 "somebody else changed this since the candidate was started: " + names +
-                     ". Nothing was changed.",
-                 START_OVER);
-}
-
-void keep_parts(Configuration& configuration, const SwitchParts& parts) {
-  if (!parts.class_of_service) configuration.cos = {};
-  if (!parts.time_ranges) configuration.time_ranges.clear();
-  if (!parts.acls) configuration.acls.clear();
-  if (parts.bindings) return;
-  configuration.interfaces.clear();
-  configuration.vlans.clear();
+                 "somebody else changed this since the candidate was started: " + names + ".",
+                 START_OVER, Fate::UNCHANGED);
 }
 
 std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
@@ -66,20 +63,8 @@ std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
                 "See 'help', 'help statements' and 'help fields'.");
 }
 
-// Advice to a person at policyctl's command line, for one who is in the shell.
-std::string in_the_shell(std::string advice) {
-  constexpr std::string_view PROGRAM = "'policyctl ";
-  for (const std::string_view command : {"checkpoints", "confirm", "recover"}) {
-    const std::string outside = std::string(PROGRAM) + std::string(command) + "'";
-    for (std::size_t at = 0; (at = advice.find(outside, at)) != std::string::npos; ++at) {
-      advice.replace(at, PROGRAM.size(), "'");
-    }
-  }
-  return advice;
-}
-
 // A first word that begins neither a statement nor a command.
-std::optional<Fault> unknown_beginning(const Word& word, StatementContext context,
+std::optional<Fault> unknown_beginning(const Word& word, const Scope* context,
                                        const CommandForms& forms) {
   const std::vector<std::string_view> known = literals_at(candidates(context, {}, 0), 0);
   if (std::find(known.begin(), known.end(), word.text) != known.end()) return std::nullopt;
@@ -99,21 +84,23 @@ Shell::Shell(const Context& context, Lines lines)
     : _context(context),
       _forms(shell_commands()),
       _help(_candidate, _forms),
-      _is_attended(lines == Lines::TYPED) {}
+      _is_attended(lines == Lines::TYPED) {
+  _context.where = Where::SHELL;
+}
 
-Configuration Shell::read_present(SwitchSession& session) {
+SwitchConfiguration Shell::read_present(SwitchSession& session) {
   if (session.policyd() != _policyd) {
     throw Failure(ExitStatus::REFUSED,
                   "policyd was started anew since the candidate was started, and began from its "
-                  "defaults. Nothing was changed.",
-                  START_OVER);
+                  "defaults.",
+                  KEEP_AND_LOAD, Fate::UNCHANGED);
   }
-  return read_switch(session, SwitchParts::all());
+  return read_switch_for(session, {});
 }
 
 void Shell::start_over() {
   const auto session = _context.connect();
-  _candidate.start_from(read_switch(*session, SwitchParts::all()));
+  _candidate.start_from(read_switch_for(*session, {}));
   _policyd = session->policyd();
 }
 
@@ -126,13 +113,7 @@ ExitStatus Shell::run_line(std::string_view line, std::size_t number) {
   _line_number = number;
   _status = ExitStatus::DONE;
   const SignalsKept signals;
-  const ExitStatus thrown = run_reporting(_context, [this, line] {
-    try {
-      return enter(line);
-    } catch (const Failure& failure) {
-      throw Failure(failure.status(), failure.what(), in_the_shell(failure.advice()));
-    }
-  });
+  const ExitStatus thrown = run_reporting(_context, [this, line] { return enter(line); });
   if (!_is_over && !line.starts_with("quit") && !line.starts_with("exit")) _was_warned = false;
   return thrown == ExitStatus::DONE ? _status : thrown;
 }
@@ -143,7 +124,7 @@ ExitStatus Shell::enter(std::string_view line) {
   if (broken) return report({{0, broken->column, broken->length, broken->message, ""}}, line);
   if (words.all().empty()) return ExitStatus::DONE;
   const Word& first = words.all()[0];
-  const StatementContext context = _candidate.context();
+  const Scope* const context = _candidate.context();
   const bool opens_acl = first.text == "acl" && words.all().size() == 2;
   const bool is_command =
       _forms.begin_with(first.text, context) && !first.quoted && (first.text != "acl" || opens_acl);
@@ -180,13 +161,13 @@ bool Shell::may_leave() {
 }
 
 void Shell::open_acl(std::uint32_t number) {
-  if (_candidate.open_acl(number)) return;
+  if (_candidate.open(ACL, key_of(number))) return;
   throw Failure(ExitStatus::REFUSED, "there is no acl " + std::to_string(number) + " here.",
                 "Make one with 'acl " + std::to_string(number) + " type TYPE'.");
 }
 
 void Shell::exit() {
-  if (_candidate.context() == StatementContext::TOP) return quit();
+  if (_candidate.context() == &TOP_LEVEL) return quit();
   _candidate.leave();
 }
 
@@ -196,10 +177,27 @@ void Shell::quit() {
 
 void Shell::compare() {
   const auto session = _context.connect();
-  const Configuration now = read_present(*session);
-  Merge merged = merge(_candidate.base(), _candidate.configuration(), now);
-  if (!merged.conflicts.empty()) throw conflict_failure(merged.conflicts);
+  const SwitchConfiguration now = read_present(*session);
+  Difference merged =
+      carry_over(_candidate.base(), _candidate.configuration(), now, OnClash::REFUSE);
+  if (!merged.clashes.empty()) throw conflict_failure(merged.clashes);
   print_plan(_context.out, Plan(now, std::move(merged.target)), _context.out_is_terminal);
+}
+
+void Shell::update() {
+  const auto session = _context.connect();
+  const SwitchConfiguration now = read_switch_for(*session, {});
+  Difference carried =
+      carry_over(_candidate.base(), _candidate.configuration(), now, OnClash::KEEP_THEIRS);
+  const bool had_edits = _candidate.is_edited();
+  _policyd = session->policyd();
+  _candidate.start_from(now);
+  if (had_edits) _candidate.become(std::move(carried.target));
+  _context.out << "The candidate is what the switch is, with your edits.\n";
+  if (carried.clashes.empty()) return;
+  std::string names;
+  for (const std::string& name : carried.clashes) names += (names.empty() ? "" : ", ") + name;
+  _context.out << "Left as somebody else made it: " << names << ".\n";
 }
 
 void Shell::commit(std::uint32_t confirm_s) {
@@ -208,15 +206,15 @@ void Shell::commit(std::uint32_t confirm_s) {
   before_change([&] { session = _context.connect(); });
   const ChangeLock lock = directory.lock(_context.patience, "commit");
   refuse_unfinished_change(directory);
-  Configuration now;
+  SwitchConfiguration now;
   before_change([&] { now = read_present(*session); });
-  Merge merged = merge(_candidate.base(), _candidate.configuration(), now);
-  if (!merged.conflicts.empty()) throw conflict_failure(merged.conflicts);
+  Difference merged =
+      carry_over(_candidate.base(), _candidate.configuration(), now, OnClash::REFUSE);
+  if (!merged.clashes.empty()) throw conflict_failure(merged.clashes);
   const Plan plan(now, std::move(merged.target));
   ChangeReport report =
       change_to_confirm(_context, *session, directory, plan, {"commit", confirm_s});
   if (report.is_made) _candidate.set_committed(plan.target());
-  report.advice = in_the_shell(std::move(report.advice));
   _status = print_report(_context, "commit", report);
 }
 
@@ -243,9 +241,9 @@ void Shell::roll_back(std::uint32_t checkpoint) {
   }
   start_over();
   const std::string left_out = leave_gone_out(read, _candidate.base());
-  Configuration target =
+  SwitchConfiguration target =
       complete(std::move(read.configuration), _candidate.base(), Unnamed::REMOVED);
-  const std::vector<Fault> faults = faults_at_switch(read, _candidate.base(), target);
+  const std::vector<Fault> faults = faults_at_switch(read.places, _candidate.base(), target);
   if (!faults.empty()) {
     _status = report_faults(_context, source, faults);
     return;
@@ -257,8 +255,8 @@ void Shell::roll_back(std::uint32_t checkpoint) {
 
 void Shell::show(const std::vector<std::string>& what) {
   const Selection selection = Selection::parse(what);
-  Configuration configuration = _candidate.configuration();
-  keep_parts(configuration, selection.parts());
+  SwitchConfiguration configuration = _candidate.configuration();
+  selection.drop_other_parts(configuration);
   selection.require(configuration, IN_THE_CANDIDATE);
   selection.narrow(configuration);
   _context.out << write_configuration(configuration);
@@ -266,7 +264,7 @@ void Shell::show(const std::vector<std::string>& what) {
 
 void Shell::who_uses(const ObjectName& object) {
   require_object(object, _candidate.configuration(), IN_THE_CANDIDATE);
-  const std::vector<Use> uses = uses_of(object, _candidate.configuration());
+  const std::vector<ObjectUse> uses = uses_of(object, _candidate.configuration());
   if (uses.empty()) _context.out << object.name() << " is not in use.\n";
   print_uses(_context.out, uses);
 }
@@ -280,11 +278,11 @@ void Shell::load(const std::string& file) {
   const SourceText source = read_source(file);
   ReadConfiguration read = read_configuration(source.text);
   std::vector<Fault> faults = std::move(read.faults);
-  Configuration target;
+  SwitchConfiguration target;
   if (faults.empty()) {
-    const Configuration& here = _candidate.configuration();
+    const SwitchConfiguration& here = _candidate.configuration();
     target = complete(std::move(read.configuration), here, Unnamed::KEPT);
-    faults = faults_at_switch(read, here, target);
+    faults = faults_at_switch(read.places, here, target);
   }
   if (!faults.empty()) {
     _status = report_faults(_context, source, faults);
@@ -295,11 +293,11 @@ void Shell::load(const std::string& file) {
 }
 
 void Shell::check() {
-  const Configuration& candidate = _candidate.configuration();
+  const SwitchConfiguration& candidate = _candidate.configuration();
   const std::string text = write_configuration(candidate);
   const ReadConfiguration read = read_configuration(text);
   std::vector<Fault> faults = read.faults;
-  const std::vector<Fault> unbound = binding_faults(read.bindings, candidate, true);
+  const std::vector<Fault> unbound = use_faults(read.places, candidate, true);
   faults.insert(faults.end(), unbound.begin(), unbound.end());
   if (!faults.empty()) {
     _status = report_faults(_context, {"candidate", text}, faults);

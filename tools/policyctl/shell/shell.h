@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/language/command_forms.h"
 #include "tools/policyctl/shell/candidate.h"
-#include "tools/policyctl/shell/match_form.h"
 #include "tools/policyctl/shell/shell_help.h"
 
 class Shell {
@@ -18,7 +18,7 @@ class Shell {
   // A person is there to be asked again, or a text ends where it ends.
   enum class Lines { TYPED, OF_A_TEXT };
 
-  // `context` must outlive it. Nothing is read yet.
+  // Nothing is read yet.
   Shell(const Context& context, Lines lines);
 
   // The candidate becomes what the switch is. Throws Failure.
@@ -41,6 +41,9 @@ class Shell {
   void top() { _candidate.leave(); }
   void quit();
   void compare();
+  // Carries the edits over to what the switch is now; where others changed the same, their
+  // change stays.
+  void update();
   void commit(std::uint32_t confirm_s);
   void confirm();
   void recover();
@@ -55,11 +58,11 @@ class Shell {
   [[nodiscard]] Candidate& candidate() { return _candidate; }
 
  private:
-  [[nodiscard]] Configuration read_present(SwitchSession& session);
+  [[nodiscard]] SwitchConfiguration read_present(SwitchSession& session);
   ExitStatus enter(std::string_view line);
   ExitStatus report(const std::vector<Fault>& faults, std::string_view line);
 
-  const Context& _context;
+  Context _context;
   Candidate _candidate;
   const CommandForms& _forms;
   ShellHelp _help;

@@ -6,7 +6,7 @@
 #include <iostream>
 #include <ostream>
 
-#include "tools/policyctl/keep/state_directory.h"
+#include "tools/policyctl/change/state_directory.h"
 #include "tools/policyctl/shell/line_source.h"
 #include "tools/policyctl/shell/shell.h"
 

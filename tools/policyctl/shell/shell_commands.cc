@@ -3,12 +3,20 @@
 #include <utility>
 #include <vector>
 
-#include "tools/policyctl/commands/selection.h"
+#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/entries/binding.h"
+#include "tools/policyctl/entries/record.h"
+#include "tools/policyctl/entries/remark.h"
+#include "tools/policyctl/entries/scopes.h"
+#include "tools/policyctl/entries/selection.h"
+#include "tools/policyctl/entries/time_range.h"
 #include "tools/policyctl/shell/shell.h"
 
 namespace {
 
-using enum StatementContext;
+constexpr const Scope* TOP = &TOP_LEVEL;
+constexpr const Scope* IN_ACL = &IN_A_LIST;
+constexpr const Scope* BINDINGS = &AT_A_RECORD;
 
 std::vector<std::string> words_after(const FormMatch& match, std::size_t count) {
   std::vector<std::string> words;
@@ -29,10 +37,8 @@ std::string text(const FormMatch& match) {
 }
 
 ObjectName acl_or_rule(const FormMatch& match) {
-  ObjectName object;
-  object.acl = number(match, 0);
-  if (match.arguments.size() > 1) object.rule = number(match, 1);
-  return object;
+  if (match.arguments.size() > 1) return {&RULE, key_of(rule_key(match))};
+  return {&ACL, key_of(number(match, 0))};
 }
 
 void delete_acl_or_rule(Shell& shell, const FormMatch& match) {
@@ -40,16 +46,12 @@ void delete_acl_or_rule(Shell& shell, const FormMatch& match) {
 }
 
 void delete_open_rule(Shell& shell, const FormMatch& match) {
-  ObjectName object;
-  object.acl = shell.candidate().open_acl_number();
-  object.rule = number(match, 0);
-  shell.candidate().delete_object(object, match.ends_with("cascade"));
+  const RuleKey rule{shell.candidate().open_key().numbers[0], number(match, 0)};
+  shell.candidate().delete_object({&RULE, key_of(rule)}, match.ends_with("cascade"));
 }
 
 void delete_time_range(Shell& shell, const FormMatch& match) {
-  ObjectName object;
-  object.time_range = text(match);
-  shell.candidate().delete_object(object, false);
+  shell.candidate().delete_object({&TIME_RANGE, key_of(std::string_view(text(match)))}, false);
 }
 
 void show(Shell& shell, const FormMatch& match) {
@@ -69,18 +71,22 @@ std::vector<CommandForm> make_forms() {
       {"top", TOP, "leaves what is open", [](Shell& s, const FormMatch&) { s.top(); }},
       {"delete acl ACL [cascade]", TOP, DELETE_OBJECT, delete_acl_or_rule},
       {"delete acl ACL rule RULE [cascade]", TOP, DELETE_OBJECT, delete_acl_or_rule},
-      {"delete rule RULE [cascade]", ACL, DELETE_OBJECT, delete_open_rule},
+      {"delete rule RULE [cascade]", IN_ACL, DELETE_OBJECT, delete_open_rule},
       {"delete time-range NAME", TOP, "deletes it from the candidate", delete_time_range},
       {"delete interface INTERFACE", TOP, "takes all that is bound to it away",
-       [](Shell& s, const FormMatch& m) { s.candidate().delete_bindings(text(m)); }},
+       [](Shell& s, const FormMatch& m) { s.candidate().delete_bindings(INTERFACE, key_of(std::string_view(text(m)))); }},
       {"delete vlan VLAN", TOP, "takes all that is bound to it away",
-       [](Shell& s, const FormMatch& m) { s.candidate().delete_bindings(number(m, 0)); }},
+       [](Shell& s, const FormMatch& m) { s.candidate().delete_bindings(VLAN, key_of(number(m, 0))); }},
       {"delete filter acl ACL rule RULE", BINDINGS, "takes the filter away",
-       [](Shell& s, const FormMatch& m) { s.candidate().delete_filter(rule_key(m)); }},
+       [](Shell& s, const FormMatch& m) { s.candidate().delete_binding(FILTER, number(m, 0), number(m, 1)); }},
       {"delete remark acl ACL rule RULE", BINDINGS, "takes the remark away",
-       [](Shell& s, const FormMatch& m) { s.candidate().delete_remark(rule_key(m)); }},
+       [](Shell& s, const FormMatch& m) { s.candidate().delete_binding(REMARK, number(m, 0), number(m, 1)); }},
       {"compare", TOP, "shows what commit would change, with the switch read anew",
        [](Shell& s, const FormMatch&) { s.compare(); }},
+      {"update", TOP,
+       "carries the edits over to what the switch is now; where others changed the same, theirs "
+       "stays",
+       [](Shell& s, const FormMatch&) { s.update(); }},
       {"commit [confirm SECONDS]", TOP,
        "makes the switch the candidate; with 'confirm' it undoes itself unless confirmed in time",
        [](Shell& s, const FormMatch& m) { s.commit(number(m, 0)); }},

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <optional>
 
-#include "tools/policyctl/completion/file_offers.h"
-#include "tools/policyctl/help/topics.h"
 #include "tools/policyctl/language/statement_candidates.h"
+#include "tools/policyctl/render/file_offers.h"
+#include "tools/policyctl/render/topics.h"
 
 namespace {
 
@@ -61,12 +61,12 @@ Expected ShellHelp::expected(std::span<const Word> words) const {
   _forms.expect_after(_candidate.context(), words, expected);
   const bool names_acl =
       std::any_of(words.begin(), words.end(), [](const Word& word) { return word.text == "acl"; });
-  if (!names_acl) expected.acl = _candidate.open_acl_number();
+  if (!names_acl) expected.acl = _candidate.open_key().numbers[0];
   return expected;
 }
 
 std::vector<Offer> ShellHelp::all_offers(const Expected& expected, std::string_view partial) const {
-  if (expected.argument != nullptr && expected.argument->live == LiveNames::FILES) {
+  if (expected.argument != nullptr && expected.argument->beside == Beside::FILES) {
     return file_offers(partial);
   }
   return offers(expected, partial, _candidate.configuration());

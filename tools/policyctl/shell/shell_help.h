@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/policyctl/completion/offers.h"
+#include "tools/policyctl/language/command_forms.h"
+#include "tools/policyctl/render/offers.h"
 #include "tools/policyctl/shell/candidate.h"
 #include "tools/policyctl/shell/line_help.h"
-#include "tools/policyctl/shell/match_form.h"
 
 class ShellHelp : public LineHelp {
  public:

@@ -1,0 +1,32 @@
+// The table with one row more.
+#include <array>
+
+#include "tests/unit/policyctl/made_up/made_up_entry.h"
+#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/entries/binding.h"
+#include "tools/policyctl/entries/queue_map.h"
+#include "tools/policyctl/entries/record.h"
+#include "tools/policyctl/entries/remark.h"
+#include "tools/policyctl/entries/rule.h"
+#include "tools/policyctl/entries/setting.h"
+#include "tools/policyctl/entries/time_range.h"
+
+std::span<const EntryKind* const> entry_kinds() {
+  static const std::array KINDS{
+      &COS_FLAG,
+      &COS_SCHEDULE_MODE,
+      &COS_SCHEDULE_ALGORITHM,
+      &COS_PRIORITY,
+      &COS_MAPPING,
+      &TIME_RANGE,
+      &MADE_UP,
+      &ACL,
+      &INTERFACE,
+      &VLAN,
+      &RULE,
+      &COS_VALUE,
+      &FILTER,
+      &REMARK,
+  };
+  return KINDS;
+}

@@ -1,0 +1,36 @@
+#include "tools/policyctl/entries/required_form.h"
+
+#include <utility>
+
+#include "tools/policyctl/failure.h"
+#include "tools/policyctl/language/command_forms.h"
+
+std::size_t require_form(const std::vector<std::string_view>& forms,
+                         const std::vector<std::string>& words) {
+  if (words.empty()) {
+    throw Failure(ExitStatus::USAGE, "nothing is named.", "The forms are: " + listed(forms) + ".");
+  }
+  std::vector<CommandForm> table;
+  table.reserve(forms.size());
+  for (const std::string_view form : forms) {
+    table.push_back({std::string(form), &TOP_LEVEL, {}, nullptr});
+  }
+  std::vector<Word> given;
+  given.reserve(words.size());
+  for (const std::string& word : words) given.push_back({word, given.size() + 1, 1, false});
+  const CommandForms known(std::move(table));
+  FormMatch match;
+  const std::optional<Fault> fault = known.match(&TOP_LEVEL, given, match);
+  if (!fault) return static_cast<std::size_t>(match.form - known.all().data());
+  const bool is_behind_all = fault->column > given.size();
+  throw Failure(
+      ExitStatus::USAGE,
+      is_behind_all ? "something is missing behind '" + words.back() + "'." : fault->message,
+      fault->advice);
+}
+
+std::string listed(const std::vector<std::string_view>& forms) {
+  std::string text;
+  for (const std::string_view form : forms) text += (text.empty() ? "" : ", ") + std::string(form);
+  return text;
+}

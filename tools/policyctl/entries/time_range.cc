@@ -1,0 +1,84 @@
+#include "tools/policyctl/entries/time_range.h"
+
+#include "tools/policyctl/entries/entry_sender.h"
+#include "tools/policyctl/entries/switch_reader.h"
+#include "tools/policyctl/language/words.h"
+
+namespace {
+
+constexpr StatementForm FORMS[]{
+    {"time-range NAME NUMBER NUMBER SWITCH NUMBER NUMBER", "a named time range of five values"}};
+constexpr std::string_view JSON[]{"name", "number1", "number2", "flag", "number3", "number4"};
+
+class TimeRanges : public EntryKind {
+ public:
+  using EntryKind::EntryKind;
+
+  void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
+    reader.ask([this, &reader] {
+      return reader.client.send_get_time_ranges(
+          reader.policyd(),
+          reader.store("read the time ranges",
+                       [this, &reader](const XrlAtomList& names, const XrlAtomList& number1s,
+                                       const XrlAtomList& number2s, const XrlAtomList& flags,
+                                       const XrlAtomList& number3s, const XrlAtomList& number4s) {
+                         require_size(names.size(), number1s, number2s, flags, number3s, number4s);
+                         std::size_t i = 0;
+                         for (const std::string_view name : names.texts()) {
+                           reader.found(*this, key_of(name),
+                                        EntryValue{number1s.u32_at(i), number2s.u32_at(i),
+                                                   std::uint32_t{flags.u32_at(i) != 0},
+                                                   number3s.u32_at(i), number4s.u32_at(i)});
+                           ++i;
+                         }
+                       }));
+    });
+  }
+
+  [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
+    const std::string name(step.key.name.view());
+    if (step.verb == Verb::REMOVE) {
+      return sender.client.send_delete_time_range(sender.policyd, name, sender.done);
+    }
+    const TimeRange range = time_range_of(step.value);
+    return sender.client.send_create_time_range(sender.policyd, name, range.number1, range.number2,
+                                                range.flag, range.number3, range.number4,
+                                                sender.done);
+  }
+
+  [[nodiscard]] std::string describe(const Step& step) const override {
+    return (step.verb == Verb::REMOVE ? "delete " : "create ") + name_of(*this, step.key);
+  }
+};
+
+constinit const TimeRanges KIND(EntryFacts{
+    .forms = FORMS,
+    .below = &TOP_LEVEL,
+    .opens = nullptr,
+    .key_arguments = std::size_t{1},
+    .presence = Presence::MADE,
+    .defaults = std::span<const DefaultEntry>{},
+    .change = HowChanged::REPLACED,
+    .phase = Phase::NAMES,
+    .uses = Use{nullptr, nullptr, {}, {}, {}},
+    .missing = nullptr,
+    .refused = nullptr,
+    .said_twice = std::pair{std::string_view("a time range of this name stands above already."),
+                            std::string_view("Say it once.")},
+    .reads = "get_time_ranges",
+    .sends = "create_time_range, delete_time_range",
+    .json = JsonForm{"", "time_ranges", true, JSON},
+    .example = "time-range night 22 6 on 0 0\n",
+});
+
+}  // namespace
+
+const EntryKind& TIME_RANGE = KIND;
+
+EntryValue value_of(const TimeRange& range) {
+  return {range.number1, range.number2, std::uint32_t{range.flag}, range.number3, range.number4};
+}
+
+TimeRange time_range_of(const EntryValue& value) {
+  return {value.number(0), value.number(1), value.number(2) != 0, value.number(3), value.number(4)};
+}

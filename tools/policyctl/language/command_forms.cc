@@ -1,0 +1,126 @@
+#include "tools/policyctl/language/command_forms.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/language/statement_candidates.h"
+#include "tools/policyctl/language/statement_faults.h"
+
+namespace {
+
+using Kind = PatternElement::Kind;
+
+bool fits(const PatternElement& element, const Word& word) {
+  if (element.kind == Kind::LITERAL) return word.text == element.word && !word.quoted;
+  return argument_value(*element.argument, word.text).has_value();
+}
+
+std::string what_is_expected(const Expected& expected) {
+  std::string text;
+  for (const std::string_view literal : expected.literals) {
+    text += (text.empty() ? "" : ", ") + std::string(literal);
+  }
+  if (expected.argument != nullptr) {
+    text += (text.empty() ? "" : ", ") + std::string(expected.argument->name);
+  }
+  return text;
+}
+
+Fault misfit(std::span<const Word> words, std::size_t at, const Expected& expected) {
+  if (at == words.size()) {
+    return fault_at_end(words, "the line ends too early.",
+                        "Expected: " + what_is_expected(expected) + ".");
+  }
+  const Word& word = words[at];
+  if (expected.literals.empty() && expected.argument != nullptr) {
+    return bad_argument(*expected.argument, word);
+  }
+  if (expected.literals.empty()) {
+    return fault_at(word, quoted_for_fault(word.text) + " is one word too many.");
+  }
+  NearestName nearest(word.text);
+  for (const std::string_view literal : expected.literals) nearest.consider(literal);
+  return fault_at(word, quoted_for_fault(word.text) + " is not expected here.",
+                  nearest.name().empty() ? "Expected: " + what_is_expected(expected) + "."
+                                         : is_meant(nearest.name()));
+}
+
+}  // namespace
+
+CommandForms::CommandForms(std::vector<CommandForm> forms) : _forms(std::move(forms)) {
+  for (const CommandForm& form : _forms) _patterns.push_back(parse_pattern(form.pattern));
+}
+
+bool CommandForms::may_stand(std::size_t form, const Scope* context) const {
+  return _forms[form].context == &TOP_LEVEL || _forms[form].context == context;
+}
+
+bool CommandForms::begin_with(std::string_view word, const Scope* context) const {
+  for (std::size_t i = 0; i < _forms.size(); ++i) {
+    if (may_stand(i, context) && _patterns[i][0].word == word) return true;
+  }
+  return false;
+}
+
+std::size_t CommandForms::fitting_words(std::size_t form, std::span<const Word> words) const {
+  const std::vector<PatternElement>& pattern = _patterns[form];
+  std::size_t at = 0;
+  while (at < words.size() && at < pattern.size() && fits(pattern[at], words[at])) ++at;
+  return at;
+}
+
+std::optional<Fault> CommandForms::match(const Scope* context, std::span<const Word> words,
+                                         FormMatch& match) const {
+  std::size_t furthest = 0;
+  for (std::size_t i = 0; i < _forms.size(); ++i) {
+    if (!may_stand(i, context)) continue;
+    const std::vector<PatternElement>& pattern = _patterns[i];
+    const std::size_t fitting = fitting_words(i, words);
+    furthest = std::max(furthest, fitting);
+    if (fitting < words.size()) continue;
+    if (fitting < pattern.size() && !pattern[fitting].optional) continue;
+    match = {&_forms[i], words, {}};
+    for (std::size_t k = 0; k < words.size(); ++k) {
+      if (pattern[k].kind != Kind::ARGUMENT) continue;
+      const Word& word = words[k];
+      match.arguments.push_back(
+          {*argument_value(*pattern[k].argument, word.text), word.text, &word});
+    }
+    return std::nullopt;
+  }
+  Expected expected;
+  expect_after(context, words.first(furthest), expected);
+  return misfit(words, furthest, expected);
+}
+
+void CommandForms::expect_after(const Scope* context, std::span<const Word> words,
+                                Expected& expected) const {
+  for (std::size_t i = 0; i < _forms.size(); ++i) {
+    if (may_stand(i, context)) ::expect_after(_patterns[i], words, expected);
+  }
+}
+
+std::vector<const CommandForm*> CommandForms::beginning_with(
+    const std::vector<std::string>& words) const {
+  std::vector<const CommandForm*> found;
+  for (std::size_t i = 0; i < _forms.size(); ++i) {
+    const std::vector<PatternElement>& pattern = _patterns[i];
+    const bool begins =
+        words.size() <= pattern.size() &&
+        std::equal(words.begin(), words.end(), pattern.begin(),
+                   [](const std::string& word, const PatternElement& e) { return word == e.word; });
+    if (begins) found.push_back(&_forms[i]);
+  }
+  return found;
+}
+
+std::string_view CommandForms::help_of(const Scope* context, std::span<const Word> words) const {
+  std::string_view help;
+  for (std::size_t i = 0; i < _forms.size(); ++i) {
+    if (!may_stand(i, context) || fitting_words(i, words) < words.size()) continue;
+    if (!help.empty() && help != _forms[i].help) return {};
+    help = _forms[i].help;
+  }
+  return help;
+}

@@ -1,0 +1,104 @@
+#include "tools/policyctl/render/offers.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/match_fields.h"
+#include "tools/policyctl/entries/record.h"
+#include "tools/policyctl/entries/time_range.h"
+#include "tools/policyctl/language/words.h"
+#include "tools/policyctl/language/write_configuration.h"
+#include "tools/policyctl/render/topics.h"
+
+namespace {
+
+class Offering {
+ public:
+  Offering(std::string_view partial, const Entries& live) : _partial(partial), _live(live) {}
+
+  void offer(std::string_view word, std::string_view help = {}) {
+    if (word.starts_with(_partial)) _offers.push_back({as_word(word), std::string(help), false});
+  }
+  void offer_all(std::string_view words) {
+    while (!words.empty()) {
+      const std::string_view each = words.substr(0, words.find('|'));
+      offer(each);
+      words.remove_prefix(std::min(words.size(), each.size() + 1));
+    }
+  }
+  void offer_argument(const Expected& expected) {
+    offer_all(expected.argument->choices);
+    if (expected.argument->beside == Beside::TOPICS) {
+      for (const std::string& topic : language_topics()) offer(topic);
+    }
+    const EntryKind* const kind = kind_named_by(*expected.argument);
+    if (kind != nullptr) offer_entries(*kind, expected.acl);
+  }
+  void offer_fields() {
+    for (const MatchField& field : match_fields()) offer(field.name, field.help);
+  }
+  void offer_value(const MatchField& field) {
+    if (field.syntax == MatchSyntax::WORD) return offer_all(field.words);
+    if (field.syntax == MatchSyntax::INTERFACES) return offer_entries(INTERFACE, 0);
+    if (field.name == "time-range" && !_live.of(TIME_RANGE).empty()) {
+      return offer_entries(TIME_RANGE, 0);
+    }
+    if (!field.example.starts_with(_partial)) return;
+    _offers.push_back({as_word(field.example), "for example; " + match_value_syntax(field), true});
+  }
+  std::vector<Offer> take() { return std::move(_offers); }
+
+ private:
+  void offer_entry(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
+    if (!key.name.empty()) return offer(key.name.view());
+    offer(std::to_string(key.numbers[numbers_above(kind)]), value.text());
+  }
+  // Those of one list, where they stand below one.
+  void offer_entries(const EntryKind& kind, std::uint32_t above) {
+    const auto offer_one = [&](const EntryKey& key, const EntryValue& value) {
+      offer_entry(kind, key, value);
+    };
+    if (*kind.facts().below != &TOP_LEVEL) {
+      return for_each_below(key_of(above), _live.of(kind), offer_one);
+    }
+    for (const auto& [key, value] : _live.of(kind)) offer_one(key, value);
+  }
+
+  std::string_view _partial;
+  const Entries& _live;
+  std::vector<Offer> _offers;
+};
+
+}  // namespace
+
+std::vector<Offer> offers(const Expected& expected, std::string_view partial, const Entries& live) {
+  Offering offering(partial, live);
+  for (const std::string_view literal : expected.literals) offering.offer(literal);
+  if (expected.argument != nullptr) offering.offer_argument(expected);
+  if (expected.field) offering.offer_fields();
+  const MatchField* const field = find_match_field(expected.value_of);
+  if (field != nullptr) offering.offer_value(*field);
+  return offering.take();
+}
+
+std::vector<Offer> placeholders(const Expected& expected) {
+  std::vector<Offer> named;
+  if (expected.argument != nullptr) {
+    const Argument& argument = *expected.argument;
+    named.push_back({std::string(argument.name),
+                     argument_syntax(argument) + "; " + std::string(argument.help), false});
+  }
+  if (expected.field)
+    named.push_back({"FIELD",
+                     "a match field by name, or by number 0.." + std::to_string(LAST_MATCH_FIELD),
+                     false});
+  if (!expected.value_of.empty()) {
+    const MatchField* const field = find_match_field(expected.value_of);
+    named.push_back({"VALUE",
+                     field == nullptr
+                         ? "any text"
+                         : match_value_syntax(*field) + "; " + std::string(field->help),
+                     false});
+  }
+  return named;
+}
