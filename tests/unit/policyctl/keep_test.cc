@@ -36,6 +36,8 @@ std::string refused_with(Run run) {
   return "not refused";
 }
 
+Touched write_some_journal(const StateDirectory& directory);
+
 class Keep : public testing::Test {
  protected:
   Keep() {
@@ -104,6 +106,41 @@ TEST_F(Keep, SaysWhichFileCannotBeRead) {
   const std::string text = "could not read " + directory.path() + "/x: Is a directory.";
   EXPECT_EQ(refused_with([&] { (void)directory.read("x"); }), text);
   EXPECT_EQ(refused_with([&] { (void)directory.first_line("x"); }), text);
+}
+
+TEST_F(Keep, RefusesAPipeAtOnceAndFollowsNoLink) {
+  const StateDirectory directory(PLACE);
+  directory.write("x", "text");
+  ASSERT_EQ(mkfifo(path("journal").c_str(), 0600), 0);
+  EXPECT_EQ(refused_with([&] { (void)read_journal(directory); }),
+            "could not read " + directory.path() + "/journal: it is no plain file.");
+  std::filesystem::create_symlink(path("x"), path("link"));
+  EXPECT_EQ(refused_with([&] { (void)directory.read("link"); }),
+            "could not read " + directory.path() + "/link: Too many levels of symbolic links.");
+}
+
+TEST_F(Keep, RefusesADirectoryThatOthersMayWriteTo) {
+  const StateDirectory directory(PLACE);
+  directory.write("x", "text");
+  ASSERT_EQ(chmod(path("").c_str(), 0777), 0);
+  const std::string text = "could not use " + directory.path() +
+                           ": it is not a directory that is yours alone to write to.";
+  EXPECT_EQ(refused_with([&] { (void)directory.read("x"); }), text);
+  EXPECT_EQ(refused_with([&] { directory.write("x", "other"); }), text);
+  EXPECT_EQ(refused_with([&] { (void)directory.try_lock(); }), text);
+  ASSERT_EQ(chmod(path("").c_str(), 0700), 0);
+  EXPECT_EQ(directory.read("x"), "text");
+}
+
+TEST_F(Keep, KnowsOfAChangeThatNobodyWatches) {
+  const StateDirectory directory(PLACE);
+  EXPECT_EQ(unwatched_change(directory), "");
+  (void)write_some_journal(directory);
+  EXPECT_EQ(unwatched_change(directory), "");
+  confirm_journal_by(directory, 7);
+  EXPECT_NE(unwatched_change(directory), "");
+  const std::optional<ChangeLock> guard = hold_guard(directory);
+  EXPECT_EQ(unwatched_change(directory), "");
 }
 
 TEST_F(Keep, ReadsTheFirstLineOfAFileThatHasOneOrNot) {

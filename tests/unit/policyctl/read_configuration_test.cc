@@ -45,6 +45,13 @@ TEST(ReadConfiguration, AVlanHasNoClassOfServiceValue) {
                    "It stands below an 'interface' line."});
 }
 
+TEST(ReadConfiguration, AByteOrderMarkIsNamed) {
+  EXPECT_EQ(faults_of("\xef\xbb\xbf"
+                      "cos flag on\n"),
+            Faults{"1:1+3 the text begins with a byte order mark. | "
+                   "Save it as UTF-8 without one."});
+}
+
 TEST(ReadConfiguration, AnInterfaceHasAName) {
   EXPECT_EQ(faults_of("interface \"\"\n"), Faults{"1:11+2 an interface has a name."});
 }

@@ -183,8 +183,7 @@ TEST(StatementMatch, ANumberOutOfRangeIsToldItsRange) {
           {"time-range a 1 -2 on 3 4",
            "16+2 '-2' is no number 0..4294967295. | "
            "NUMBER: a number; the daemon gives it no meaning."},
-          {"acl 01 type 0",
-           "5+2 '01' is no number 0..4294967295. | ACL: number of an access control list."},
+          {"acl 01 type 0", "5+2 '01' has a leading zero. | Is '1' meant?"},
           {"acl 1 type 2", "12+1 '2' is no number 0..1. | TYPE: type of an access control list."},
           {"vlan 0", "6+1 '0' is no number 1..4094. | VLAN: VLAN id."},
           {"vlan 4095", "6+4 '4095' is no number 1..4094. | VLAN: VLAN id."},

@@ -176,4 +176,12 @@ TEST(Words, AnyLineIsReadOrRefusedWithinItsBounds) {
   }));
 }
 
+TEST(Harmless, EscapesWhatATerminalObeysOrDoesNotShow) {
+  EXPECT_EQ(harmless("plain \xc3\xa4\n"), "plain \xc3\xa4\n");
+  EXPECT_EQ(harmless("a\x1b[31m\x07"), "a\\x1b[31m\\x07");
+  EXPECT_EQ(harmless("\xc2\x9b"), "\\xc2\\x9b");
+  EXPECT_EQ(harmless("\xe2\x80\xae"), "\\xe2\\x80\\xae");
+  EXPECT_EQ(harmless("\xff"), "\\xff");
+}
+
 }  // namespace
