@@ -243,6 +243,14 @@ TEST_F(Keep, CountsNoCheckpointThatSomebodyElseNamed) {
   EXPECT_EQ(checkpoints[1].why, "first");
 }
 
+TEST_F(Keep, SaysInACheckpointThatBindingsWereNotKnown) {
+  const StateDirectory directory(PLACE);
+  keep_checkpoint(directory, bare_switch(), "without managers");
+  EXPECT_TRUE(lacks_bindings(read_checkpoint(directory, 1)));
+  keep_checkpoint(directory, whole_switch("").whole(), "with them");
+  EXPECT_FALSE(lacks_bindings(read_checkpoint(directory, 1)));
+}
+
 TEST_F(Keep, HasNoCheckpointOfAFileThatIsNone) {
   const StateDirectory directory(PLACE);
   directory.write("checkpoint-0000000001", "cos flag on\n");

@@ -21,6 +21,15 @@ std::string file_name(std::uint64_t serial) {
   return name;
 }
 
+constexpr std::string_view NOTHING_BOUND_IS_KNOWN = "# what is bound was not known\n";
+
+// A switch without any interface or VLAN is one whose managers are not there.
+bool knows_bindings(const Entries& entries) {
+  return std::any_of(entry_kinds().begin(), entry_kinds().end(), [&](const EntryKind* kind) {
+    return *kind->facts().presence == Presence::OUTSIDE && !entries.of(*kind).empty();
+  });
+}
+
 // None of a file that is no checkpoint, whatever somebody put there.
 std::optional<std::uint64_t> serial_of(std::string_view name) {
   std::uint64_t serial = 0;
@@ -45,13 +54,18 @@ void keep_checkpoint(const StateDirectory& directory, const SwitchConfiguration&
                      const std::string& why) {
   const std::vector<std::uint64_t> serials = serials_in(directory);
   const std::uint64_t serial = serials.empty() ? 1 : serials.back() + 1;
-  directory.write(file_name(serial), std::string(CHECKPOINT_HEAD) + local_time() + ", " +
-                                         on_one_line(why) + "\n" +
-                                         write_configuration(configuration));
+  directory.write(file_name(serial),
+                  std::string(CHECKPOINT_HEAD) + local_time() + ", " + on_one_line(why) + "\n" +
+                      std::string(knows_bindings(configuration) ? "" : NOTHING_BOUND_IS_KNOWN) +
+                      write_configuration(configuration));
   if (serials.size() < MOST_CHECKPOINTS) return;
   for (std::size_t i = 0; i <= serials.size() - MOST_CHECKPOINTS; ++i) {
     directory.remove(file_name(serials[i]));
   }
+}
+
+bool lacks_bindings(std::string_view checkpoint) {
+  return checkpoint.substr(checkpoint.find('\n') + 1).starts_with(NOTHING_BOUND_IS_KNOWN);
 }
 
 std::vector<Checkpoint> list_checkpoints(const StateDirectory& directory) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/policyctl/change/state_directory.h"
@@ -23,5 +24,8 @@ void keep_checkpoint(const StateDirectory& directory, const SwitchConfiguration&
                      const std::string& why);
 // The newest first: the first is what `rollback 1` goes back to.
 [[nodiscard]] std::vector<Checkpoint> list_checkpoints(const StateDirectory& directory);
+// Whether it was kept when nobody knew what there is to be bound to: it says nothing of
+// bindings then.
+[[nodiscard]] bool lacks_bindings(std::string_view checkpoint);
 // The text of the `number`th, from 1. Throws Failure REFUSED when there are fewer.
 [[nodiscard]] std::string read_checkpoint(const StateDirectory& directory, std::size_t number);

@@ -39,6 +39,15 @@ Wanted want(ReadConfiguration read, const SwitchConfiguration& present, Unnamed 
   return wanted;
 }
 
+void keep_bindings(Entries& wanted, const Entries& present) {
+  for (const EntryKind* head : entry_kinds()) {
+    if (*head->facts().presence != Presence::OUTSIDE) continue;
+    for (const EntryKind* kind : entry_kinds()) {
+      if (stands_below(*kind, *head)) wanted.of(*kind) = present.of(*kind);
+    }
+  }
+}
+
 // Where all that is not named goes, all has to be known.
 SwitchConfiguration present_for(SwitchSession& session, const ReadConfiguration& read,
                                 Unnamed unnamed) {
@@ -194,6 +203,7 @@ ExitStatus apply_text(const Context& context, SourceText source, const std::stri
     session = context.connect();
     present = present_for(*session, read, options.unnamed);
   });
+  if (options.keeps_bindings) keep_bindings(read.configuration, present);
   const std::string left_out = options.without_gone ? leave_gone_out(read, present) : "";
   Wanted wanted = want(std::move(read), present, options.unnamed);
   if (!wanted.faults.empty()) return report_faults(context, source, wanted.faults);

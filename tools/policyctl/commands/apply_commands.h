@@ -20,6 +20,8 @@ struct ApplyOptions {
   std::uint32_t confirm_s = 0;  // 0: needs no confirmation
   // Interfaces and VLANs that are gone are left out and named, not refused.
   bool without_gone = false;
+  // What is bound stays, whatever else goes: the text was kept when it was not known.
+  bool keeps_bindings = false;
 };
 ExitStatus apply_command(const Context& context, const ApplyOptions& options);
 

@@ -133,6 +133,7 @@ ExitStatus rollback_command(const Context& context, std::size_t number, std::uin
   options.unnamed = Unnamed::REMOVED;
   options.confirm_s = confirm_s;
   options.without_gone = true;
+  options.keeps_bindings = lacks_bindings(source.text);
   return apply_text(context, std::move(source), what, options);
 }
 
