@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr StatementForm FORMS[]{
+constexpr StatementForm ACL_FORMS[]{
     {"acl ACL type TYPE [description TEXT]", "an access control list; its rules follow"}};
-constexpr std::string_view JSON[]{"acl", "type", "description"};
+constexpr std::string_view ACL_JSON[]{"acl", "type", "description"};
 
 class Acls : public EntryKind {
  public:
@@ -54,8 +54,8 @@ class Acls : public EntryKind {
   }
 };
 
-constinit const Acls KIND(EntryFacts{
-    .forms = FORMS,
+constinit const Acls ACL_KIND(EntryFacts{
+    .forms = ACL_FORMS,
     .below = &TOP_LEVEL,
     .opens = &IN_A_LIST,
     .key_arguments = std::size_t{1},
@@ -70,10 +70,10 @@ constinit const Acls KIND(EntryFacts{
                             std::string_view("Move its rules there.")},
     .reads = "get_acls",
     .sends = "create_acl, set_acl_description, unset_acl_description, delete_acl",
-    .json = JsonForm{"", "acls", true, JSON},
+    .json = JsonForm{"", "acls", true, ACL_JSON},
     .example = "acl 10 type 0 description \"edge in\"\n",
 });
 
 }  // namespace
 
-const EntryKind& ACL = KIND;
+const EntryKind& ACL = ACL_KIND;

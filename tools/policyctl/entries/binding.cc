@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr StatementForm FORMS[]{
+constexpr StatementForm FILTER_FORMS[]{
     {"filter acl ACL rule RULE", "binds a rule as a packet filter, behind those bound before"}};
-constexpr std::string_view JSON[]{"acl", "rule"};
+constexpr std::string_view FILTER_JSON[]{"acl", "rule"};
 
 class Filters : public EntryKind {
  public:
@@ -60,8 +60,8 @@ class Filters : public EntryKind {
   }
 };
 
-constinit const Filters KIND(EntryFacts{
-    .forms = FORMS,
+constinit const Filters FILTER_KIND(EntryFacts{
+    .forms = FILTER_FORMS,
     .below = &AT_A_RECORD,
     .opens = nullptr,
     .key_arguments = std::size_t{2},
@@ -77,13 +77,13 @@ constinit const Filters KIND(EntryFacts{
     .reads = "get_port_packet_filters, get_vlan_packet_filters",
     .sends = "set_port_packet_filter, delete_port_packet_filter, set_vlan_packet_filter, "
              "delete_vlan_packet_filter",
-    .json = JsonForm{"", "filters", true, JSON},
+    .json = JsonForm{"", "filters", true, FILTER_JSON},
     .example = "  filter acl 10 rule 1\n  filter acl 10 rule 9\n",
 });
 
 }  // namespace
 
-const EntryKind& FILTER = KIND;
+const EntryKind& FILTER = FILTER_KIND;
 
 std::vector<RuleKey> filters_at(const Entries& entries, const EntryKey& record) {
   std::vector<RuleKey> filters;

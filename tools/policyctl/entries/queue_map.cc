@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t PRIORITIES = 8;
 
-constexpr std::pair<std::string_view, std::string_view> SAID_TWICE{
+constexpr std::pair<std::string_view, std::string_view> QUEUE_SAID_TWICE{
     "the queue of this priority was said above already.", "Say it once."};
 
 constexpr StatementForm PRIORITY_FORMS[]{
@@ -90,10 +90,10 @@ class Mapping : public QueueMap {
   }
 };
 
-constexpr EntryFacts facts(std::span<const StatementForm> forms,
-                           std::span<const DefaultEntry> defaults, Phase phase,
-                           std::string_view reads, std::string_view sends, std::string_view member,
-                           std::string_view example) {
+constexpr EntryFacts queue_facts(std::span<const StatementForm> forms,
+                                 std::span<const DefaultEntry> defaults, Phase phase,
+                                 std::string_view reads, std::string_view sends,
+                                 std::string_view member, std::string_view example) {
   return {
       .forms = forms,
       .below = &TOP_LEVEL,
@@ -106,7 +106,7 @@ constexpr EntryFacts facts(std::span<const StatementForm> forms,
       .uses = Use{nullptr, nullptr, {}, {}, {}},
       .missing = nullptr,
       .refused = nullptr,
-      .said_twice = SAID_TWICE,
+      .said_twice = QUEUE_SAID_TWICE,
       .reads = reads,
       .sends = sends,
       .json = JsonForm{"cos", member, true, PAIR_JSON},
@@ -114,17 +114,18 @@ constexpr EntryFacts facts(std::span<const StatementForm> forms,
   };
 }
 
-constinit const PriorityQueues PRIORITY(facts(PRIORITY_FORMS, SAME_QUEUE, Phase::SETTINGS,
-                                              "get_priority_queue", "set_priority_queue",
-                                              "priority_queues", "cos priority 5 queue 5\n"));
-constinit const Mapping MAPPING(facts(MAPPING_FORMS, USUAL_MAPPING, Phase::LINE_CARDS,
-                                      "get_cos_mapping", "set_cos_mapping", "mapping",
-                                      "cos mapping 0 queue 2\n"));
+constinit const PriorityQueues PRIORITY_KIND(queue_facts(PRIORITY_FORMS, SAME_QUEUE,
+                                                         Phase::SETTINGS, "get_priority_queue",
+                                                         "set_priority_queue", "priority_queues",
+                                                         "cos priority 5 queue 5\n"));
+constinit const Mapping MAPPING_KIND(queue_facts(MAPPING_FORMS, USUAL_MAPPING, Phase::LINE_CARDS,
+                                                 "get_cos_mapping", "set_cos_mapping", "mapping",
+                                                 "cos mapping 0 queue 2\n"));
 
 }  // namespace
 
-const EntryKind& COS_PRIORITY = PRIORITY;
-const EntryKind& COS_MAPPING = MAPPING;
+const EntryKind& COS_PRIORITY = PRIORITY_KIND;
+const EntryKind& COS_MAPPING = MAPPING_KIND;
 
 Queues queues_of(const EntryMap& map) {
   Queues queues;

@@ -91,10 +91,10 @@ EntryProblem refuse_without_name(const EntryKey& key) {
   return {"an interface has a name.", ""};
 }
 
-constexpr EntryFacts facts(std::span<const StatementForm> forms,
-                           EntryProblem (*missing)(const EntryKey&, const Entries&),
-                           EntryProblem (*refused)(const EntryKey&), const JsonForm& json,
-                           std::string_view example) {
+constexpr EntryFacts record_facts(std::span<const StatementForm> forms,
+                                  EntryProblem (*missing)(const EntryKey&, const Entries&),
+                                  EntryProblem (*refused)(const EntryKey&), const JsonForm& json,
+                                  std::string_view example) {
   return {
       .forms = forms,
       .below = &TOP_LEVEL,
@@ -115,11 +115,12 @@ constexpr EntryFacts facts(std::span<const StatementForm> forms,
   };
 }
 
-constinit const Interfaces INTERFACES(facts(INTERFACE_FORMS, no_interface, refuse_without_name,
-                                            {"", "interfaces", true, INTERFACE_JSON},
-                                            "interface eth-0/3/1\n"));
-constinit const Vlans VLANS(facts(VLAN_FORMS, no_vlan, nullptr, {"", "vlans", true, VLAN_JSON},
-                                  "vlan 20\n"));
+constinit const Interfaces INTERFACES(record_facts(INTERFACE_FORMS, no_interface,
+                                                   refuse_without_name,
+                                                   {"", "interfaces", true, INTERFACE_JSON},
+                                                   "interface eth-0/3/1\n"));
+constinit const Vlans VLANS(record_facts(VLAN_FORMS, no_vlan, nullptr,
+                                         {"", "vlans", true, VLAN_JSON}, "vlan 20\n"));
 
 }  // namespace
 

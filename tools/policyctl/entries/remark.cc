@@ -8,14 +8,14 @@
 namespace {
 
 // In the order of RemarkKind.
-constexpr StatementForm FORMS[]{
+constexpr StatementForm REMARK_FORMS[]{
     {"remark acl ACL rule RULE dscp DSCP", "gives packets that a permit rule matches another DSCP"},
     {"remark acl ACL rule RULE priority PRIORITY",
      "gives packets that a permit rule matches another priority"},
     {"remark acl ACL rule RULE two-bit TWO-BIT",
      "gives packets that a permit rule matches a two-bit value"},
 };
-constexpr std::string_view JSON[]{"acl", "rule", "kind", "value"};
+constexpr std::string_view REMARK_JSON[]{"acl", "rule", "kind", "value"};
 
 class Remarks : public EntryKind {
  public:
@@ -67,8 +67,8 @@ class Remarks : public EntryKind {
   }
 };
 
-constinit const Remarks KIND(EntryFacts{
-    .forms = FORMS,
+constinit const Remarks REMARK_KIND(EntryFacts{
+    .forms = REMARK_FORMS,
     .below = &AT_A_RECORD,
     .opens = nullptr,
     .key_arguments = std::size_t{2},
@@ -88,11 +88,11 @@ constinit const Remarks KIND(EntryFacts{
     .reads = "get_port_remark, get_vlan_remark",
     .sends = "remark_port_priority, unremark_port_priority, remark_vlan_priority, "
              "unremark_vlan_priority",
-    .json = JsonForm{"", "remarks", true, JSON},
+    .json = JsonForm{"", "remarks", true, REMARK_JSON},
     .example = "  remark acl 10 rule 1 dscp 46\n  remark acl 10 rule 2 priority 5\n"
                "  remark acl 10 rule 3 two-bit 2\n",
 });
 
 }  // namespace
 
-const EntryKind& REMARK = KIND;
+const EntryKind& REMARK = REMARK_KIND;

@@ -6,10 +6,10 @@
 
 namespace {
 
-constexpr StatementForm FORMS[]{
+constexpr StatementForm RULE_FORMS[]{
     {"rule RULE ACTION FIELD... [description TEXT]",
      "a rule of the list above; it matches what each of its fields matches"}};
-constexpr std::string_view JSON[]{"rule", "action", "fields", "description"};
+constexpr std::string_view RULE_JSON[]{"rule", "action", "fields", "description"};
 
 class Rules : public EntryKind {
  public:
@@ -85,8 +85,8 @@ class Rules : public EntryKind {
   }
 };
 
-constinit const Rules KIND(EntryFacts{
-    .forms = FORMS,
+constinit const Rules RULE_KIND(EntryFacts{
+    .forms = RULE_FORMS,
     .below = &IN_A_LIST,
     .opens = nullptr,
     .key_arguments = std::size_t{1},
@@ -101,7 +101,7 @@ constinit const Rules KIND(EntryFacts{
                             std::string_view("Say it once.")},
     .reads = "get_rules, get_rule",
     .sends = "create_rule, set_rule_description, unset_rule_description, delete_rule",
-    .json = JsonForm{"", "rules", true, JSON},
+    .json = JsonForm{"", "rules", true, RULE_JSON},
     .example = "  rule 1 permit src-ip 10.0.0.0/8 dst-port 80 description \"web\"\n"
                "  rule 2 permit src-ip 192.0.2.0/24 time-range night\n"
                "  rule 3 permit protocol 17 36 \"any text of field 36\"\n"
@@ -110,7 +110,7 @@ constinit const Rules KIND(EntryFacts{
 
 }  // namespace
 
-const EntryKind& RULE = KIND;
+const EntryKind& RULE = RULE_KIND;
 
 EntryValue value_of(const Rule& rule) {
   return EntryValue({rule.action}, rule.description, rule.fields.packed());

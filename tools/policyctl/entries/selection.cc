@@ -17,7 +17,7 @@ struct SelectionForm {
   const EntryKind* below = nullptr;
 };
 
-const std::vector<SelectionForm>& all_forms() {
+const std::vector<SelectionForm>& selectable_forms() {
   static const std::vector<SelectionForm> FORMS = [] {
     std::vector<SelectionForm> forms;
     for (const EntryKind* kind : entry_kinds()) {
@@ -66,7 +66,7 @@ void drop_orphans(Entries& entries, const EntryKind& head) {
 
 std::vector<std::string_view> selection_forms() {
   std::vector<std::string_view> forms;
-  for (const SelectionForm& form : all_forms()) forms.push_back(form.words);
+  for (const SelectionForm& form : selectable_forms()) forms.push_back(form.words);
   return forms;
 }
 
@@ -79,7 +79,7 @@ Selection Selection::parse(const std::vector<std::string>& words) {
     }
     return selection;
   }
-  const SelectionForm& form = all_forms().at(require_form(selection_forms(), words));
+  const SelectionForm& form = selectable_forms().at(require_form(selection_forms(), words));
   selection._parts = form.parts;
   if (words.size() > 1) selection._key = key_of_word(*form.parts[0], words[1]);
   if (form.below != nullptr) selection._key.numbers[1] = decimal_number(words[3]).value_or(0);

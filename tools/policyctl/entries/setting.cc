@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr std::pair<std::string_view, std::string_view> SAID_TWICE{"this was said above already.",
-                                                                   "Say it once."};
+constexpr std::pair<std::string_view, std::string_view> SETTING_SAID_TWICE{
+    "this was said above already.", "Say it once."};
 
 constexpr StatementForm FLAG_FORMS[]{{"cos flag SWITCH", "the switch-wide class-of-service flag"}};
 constexpr StatementForm MODE_FORMS[]{
@@ -137,10 +137,11 @@ class CosValue : public EntryKind {
   }
 };
 
-constexpr EntryFacts facts(std::span<const StatementForm> forms, const Scope* below,
-                           std::span<const DefaultEntry> defaults,
-                           EntryProblem (*refused)(const EntryKey&), std::string_view reads,
-                           std::string_view sends, const JsonForm& json, std::string_view example) {
+constexpr EntryFacts setting_facts(std::span<const StatementForm> forms, const Scope* below,
+                                   std::span<const DefaultEntry> defaults,
+                                   EntryProblem (*refused)(const EntryKey&), std::string_view reads,
+                                   std::string_view sends, const JsonForm& json,
+                                   std::string_view example) {
   return {
       .forms = forms,
       .below = below,
@@ -153,7 +154,7 @@ constexpr EntryFacts facts(std::span<const StatementForm> forms, const Scope* be
       .uses = Use{nullptr, nullptr, {}, {}, {}},
       .missing = nullptr,
       .refused = refused,
-      .said_twice = SAID_TWICE,
+      .said_twice = SETTING_SAID_TWICE,
       .reads = reads,
       .sends = sends,
       .json = json,
@@ -161,24 +162,26 @@ constexpr EntryFacts facts(std::span<const StatementForm> forms, const Scope* be
   };
 }
 
-constinit const CosFlag FLAG(facts(FLAG_FORMS, &TOP_LEVEL, ZERO, nullptr, "get_cos_flag",
-                                   "set_cos_flag", {"cos", "flag", false, FLAG_JSON},
-                                   "cos flag on\n"));
-constinit const ScheduleMode MODE(facts(MODE_FORMS, &TOP_LEVEL, ZERO, nullptr, "get_schedule_mode",
-                                        "set_schedule_mode",
-                                        {"cos", "schedule_mode", false, MODE_JSON},
-                                        "cos schedule mode 1\n"));
-constinit const ScheduleAlgorithm SCHEDULE(
-    facts(SCHEDULE_FORMS, &TOP_LEVEL, USUAL_SCHEDULE, nullptr, "get_schedule_algorithm",
-          "set_schedule_algorithm", {"cos", "schedule_algorithm", false, SCHEDULE_JSON},
-          "cos schedule algorithm 2 weights 12 8 4 1\n"));
-constinit const CosValue VALUE(facts(VALUE_FORMS, &AT_A_RECORD, ZERO, refuse_of_a_vlan,
-                                     "get_port_cos_value", "set_port_cos_value",
-                                     {"", "cos_value", false, VALUE_JSON}, "  cos-value 3\n"));
+constinit const CosFlag FLAG_KIND(setting_facts(FLAG_FORMS, &TOP_LEVEL, ZERO, nullptr,
+                                                "get_cos_flag", "set_cos_flag",
+                                                {"cos", "flag", false, FLAG_JSON},
+                                                "cos flag on\n"));
+constinit const ScheduleMode MODE_KIND(setting_facts(MODE_FORMS, &TOP_LEVEL, ZERO, nullptr,
+                                                     "get_schedule_mode", "set_schedule_mode",
+                                                     {"cos", "schedule_mode", false, MODE_JSON},
+                                                     "cos schedule mode 1\n"));
+constinit const ScheduleAlgorithm SCHEDULE_KIND(
+    setting_facts(SCHEDULE_FORMS, &TOP_LEVEL, USUAL_SCHEDULE, nullptr, "get_schedule_algorithm",
+                  "set_schedule_algorithm", {"cos", "schedule_algorithm", false, SCHEDULE_JSON},
+                  "cos schedule algorithm 2 weights 12 8 4 1\n"));
+constinit const CosValue VALUE_KIND(setting_facts(VALUE_FORMS, &AT_A_RECORD, ZERO, refuse_of_a_vlan,
+                                                  "get_port_cos_value", "set_port_cos_value",
+                                                  {"", "cos_value", false, VALUE_JSON},
+                                                  "  cos-value 3\n"));
 
 }  // namespace
 
-const EntryKind& COS_FLAG = FLAG;
-const EntryKind& COS_SCHEDULE_MODE = MODE;
-const EntryKind& COS_SCHEDULE_ALGORITHM = SCHEDULE;
-const EntryKind& COS_VALUE = VALUE;
+const EntryKind& COS_FLAG = FLAG_KIND;
+const EntryKind& COS_SCHEDULE_MODE = MODE_KIND;
+const EntryKind& COS_SCHEDULE_ALGORITHM = SCHEDULE_KIND;
+const EntryKind& COS_VALUE = VALUE_KIND;

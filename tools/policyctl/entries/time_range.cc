@@ -6,9 +6,10 @@
 
 namespace {
 
-constexpr StatementForm FORMS[]{
+constexpr StatementForm TIME_RANGE_FORMS[]{
     {"time-range NAME NUMBER NUMBER SWITCH NUMBER NUMBER", "a named time range of five values"}};
-constexpr std::string_view JSON[]{"name", "number1", "number2", "flag", "number3", "number4"};
+constexpr std::string_view TIME_RANGE_JSON[]{"name", "number1", "number2",
+                                             "flag", "number3", "number4"};
 
 class TimeRanges : public EntryKind {
  public:
@@ -51,8 +52,8 @@ class TimeRanges : public EntryKind {
   }
 };
 
-constinit const TimeRanges KIND(EntryFacts{
-    .forms = FORMS,
+constinit const TimeRanges TIME_RANGE_KIND(EntryFacts{
+    .forms = TIME_RANGE_FORMS,
     .below = &TOP_LEVEL,
     .opens = nullptr,
     .key_arguments = std::size_t{1},
@@ -67,13 +68,13 @@ constinit const TimeRanges KIND(EntryFacts{
                             std::string_view("Say it once.")},
     .reads = "get_time_ranges",
     .sends = "create_time_range, delete_time_range",
-    .json = JsonForm{"", "time_ranges", true, JSON},
+    .json = JsonForm{"", "time_ranges", true, TIME_RANGE_JSON},
     .example = "time-range night 22 6 on 0 0\n",
 });
 
 }  // namespace
 
-const EntryKind& TIME_RANGE = KIND;
+const EntryKind& TIME_RANGE = TIME_RANGE_KIND;
 
 EntryValue value_of(const TimeRange& range) {
   return {range.number1, range.number2, std::uint32_t{range.flag}, range.number3, range.number4};

@@ -11,11 +11,6 @@ namespace {
 
 using Kind = PatternElement::Kind;
 
-bool fits(const PatternElement& element, const Word& word) {
-  if (element.kind == Kind::LITERAL) return word.text == element.word && !word.quoted;
-  return argument_value(*element.argument, word.text).has_value();
-}
-
 std::string what_is_expected(const Expected& expected) {
   std::string text;
   for (const std::string_view literal : expected.literals) {

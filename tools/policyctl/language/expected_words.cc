@@ -8,12 +8,6 @@ namespace {
 
 using Kind = PatternElement::Kind;
 
-// Whether the word can be that element, which is not FIELDS.
-bool fits(const PatternElement& element, const Word& word) {
-  if (element.kind == Kind::LITERAL) return word.text == element.word && !word.quoted;
-  return argument_value(*element.argument, word.text).has_value();
-}
-
 void expect_literal(Expected& expected, std::string_view literal) {
   auto& literals = expected.literals;
   if (std::find(literals.begin(), literals.end(), literal) == literals.end()) {

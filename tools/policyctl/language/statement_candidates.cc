@@ -76,6 +76,11 @@ std::vector<std::string_view> literals_at(const std::vector<const Statement*>& s
   return literals;
 }
 
+bool fits(const PatternElement& element, const Word& word) {
+  if (element.kind == Kind::LITERAL) return word.text == element.word && !word.quoted;
+  return argument_value(*element.argument, word.text).has_value();
+}
+
 std::optional<std::uint32_t> argument_value(const Argument& argument, std::string_view text) {
   switch (argument.syntax) {
     case ArgumentSyntax::NUMBER: {

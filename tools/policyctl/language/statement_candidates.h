@@ -29,6 +29,9 @@
 [[nodiscard]] std::vector<std::string_view> literals_at(
     const std::vector<const Statement*>& statements, std::size_t place);
 
+// Whether a word can be that element, which is not FIELDS.
+[[nodiscard]] bool fits(const PatternElement& element, const Word& word);
+
 // What the text is as a value of the argument: its number, a choice's place, 0
 // for texts. None when it is no value.
 [[nodiscard]] std::optional<std::uint32_t> argument_value(const Argument& argument,
