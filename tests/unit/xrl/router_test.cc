@@ -779,6 +779,23 @@ TEST_F(Router, ReachesTheNextInstanceOfATargetItHadOnlyHeardOf) {
   EXPECT_EQ(answer_to("the third"), "100 the third");
 }
 
+TEST_F(Router, AsksNothingOfAStrangerAtTheAddressThatATargetHad) {
+  start_all();
+  EXPECT_EQ(answer_to("first"), "100 first");
+  const NetAddress where = world.network().connections().back().listener;
+  ASSERT_NE(where.port, FINDER_PORT);
+  LogCapture log;
+  finder.reset();
+  echo.reset();
+  world.run_for(seconds(1));
+  XrlListener::Options options = XrlListener::default_options();
+  options.hello = {"stranger", ""};
+  XrlDispatcher dispatcher;
+  XrlListener stranger(world.loop(), dispatcher, std::move(options));
+  ASSERT_EQ(stranger.listen(where), 0);
+  EXPECT_EQ(answer_to("hello"), "200 the finder is not reached.");
+}
+
 TEST_F(Router, LearnsOfTheMethodsThatATargetHasSince) {
   start_finder();
   start_client();
