@@ -56,6 +56,7 @@ class EbpfDataPathTest : public testing::TestWithParam<bool> {
       _namespace->add_wire("peer" + number, "port" + number);
       _namespace->add_wire("out" + number, "sink" + number);
       _namespace->add_bridge("br" + number, "port" + number, "out" + number);
+      await_way("peer" + number, "sink" + number);
     }
     start();
   }

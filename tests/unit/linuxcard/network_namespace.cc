@@ -38,6 +38,8 @@ bool set_setting(const std::string& path, const char* value) {
   return static_cast<bool>(file << value << std::flush);
 }
 
+constexpr int LONG_MS = 60000;
+constexpr int SOON_MS = 20;
 constexpr const char* BPF_ROOT = "/sys/fs/bpf";
 
 }  // namespace
@@ -112,9 +114,28 @@ void FrameSocket::send(const std::vector<std::uint8_t>& frame) const {
 }
 
 void FrameSocket::wait() const {
-  constexpr int LONG_MS = 20000;
+  for (int i = 0; i < LONG_MS / SOON_MS; ++i) {
+    if (hears()) return;
+  }
+  throw std::runtime_error("nothing came in");
+}
+
+bool FrameSocket::hears() const {
   pollfd waiting{_fd, POLLIN, 0};
-  if (poll(&waiting, 1, LONG_MS) != 1) throw std::runtime_error("nothing came in");
+  return poll(&waiting, 1, SOON_MS) == 1;
+}
+
+void await_way(const std::string& from, const std::string& to) {
+  const FrameSocket near(from);
+  const FrameSocket far(to);
+  // To everybody, of the type for local experiments.
+  std::vector<std::uint8_t> probe{0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 2, 0, 0, 0, 0, 1, 0x88, 0xb5};
+  probe.resize(64);
+  for (int i = 0; i < LONG_MS / SOON_MS; ++i) {
+    near.send(probe);
+    if (far.hears()) return;
+  }
+  throw std::runtime_error("no frame gets from " + from + " to " + to);
 }
 
 std::vector<std::uint8_t> FrameSocket::receive() const {

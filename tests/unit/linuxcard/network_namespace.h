@@ -30,6 +30,10 @@ class NetworkNamespace {
 // after the other.
 void stay_on_one_processor();
 
+// Returns once frames that are sent at `from` come out at `to`: the kernel brings links up
+// some time after it was told to. Throws when they do not.
+void await_way(const std::string& from, const std::string& to);
+
 [[nodiscard]] std::uint32_t index_of(const std::string& interface);
 
 // Sends and receives whole frames at an interface.
@@ -45,8 +49,10 @@ class FrameSocket {
   // What came in and waits, with its outer tag; empty when nothing does.
   [[nodiscard]] std::vector<std::uint8_t> receive() const;
   [[nodiscard]] int descriptor() const { return _fd; }
-  // Waits until something has come in.
+  // Waits until something has come in. Throws when nothing does.
   void wait() const;
+  // Whether something comes in soon.
+  [[nodiscard]] bool hears() const;
 
  private:
   int _fd;
