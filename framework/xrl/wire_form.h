@@ -45,8 +45,8 @@ class Checker {
 
 struct AtomView {
   wire_layout::AtomHead head;
-  const std::uint8_t* value;
-  const std::uint8_t* end;
+  const std::uint8_t* value = nullptr;
+  const std::uint8_t* end = nullptr;
 };
 
 [[nodiscard]] std::size_t value_bytes(XrlAtomType type, const std::uint8_t* at);

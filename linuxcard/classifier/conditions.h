@@ -21,6 +21,7 @@ struct Prefix {
   std::uint64_t lower = 0;
   std::uint32_t length = 0;
   // In this order, what contains others comes before them.
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes the comparison for a null pointer
   auto operator<=>(const Prefix&) const = default;
 };
 

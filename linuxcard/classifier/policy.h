@@ -18,6 +18,7 @@
 struct RuleKey {
   std::uint32_t acl = 0;
   std::uint32_t rule = 0;
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes the comparison for a null pointer
   auto operator<=>(const RuleKey&) const = default;
 };
 

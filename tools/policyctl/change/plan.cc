@@ -34,6 +34,7 @@ class PlanMaker {
     for (KindPlan& kind : _kinds) {
       if (is_top(kind)) find_those_that_go(kind);
     }
+    // NOLINTNEXTLINE(modernize-loop-convert): a range cannot be walked backwards
     for (auto phase = PHASES.rbegin(); phase != PHASES.rend(); ++phase) {
       for_each_top(*phase, [this](KindPlan& kind) { remove_all(kind); });
     }

@@ -20,7 +20,7 @@ struct EntryKey {
   bool operator==(const EntryKey&) const = default;
   std::strong_ordering operator<=>(const EntryKey& other) const {
     const std::strong_ordering names = name <=> other.name;
-    return names != 0 ? names : numbers <=> other.numbers;
+    return std::is_neq(names) ? names : numbers <=> other.numbers;
   }
 };
 

@@ -26,9 +26,8 @@ struct Step;
 template <typename T>
 struct Required {
   template <typename U>
-  constexpr Required(U&& given)
-      : value(std::forward<U>(given)) {
-  }  // NOLINT(google-explicit-constructor,bugprone-forwarding-reference-overload)
+  // NOLINTNEXTLINE(google-explicit-constructor,bugprone-forwarding-reference-overload)
+  constexpr Required(U&& given) : value(std::forward<U>(given)) {}
   constexpr operator const T&() const { return value; }  // NOLINT(google-explicit-constructor)
   constexpr const T& operator*() const { return value; }
   T value;
