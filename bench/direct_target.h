@@ -42,6 +42,7 @@ class DirectTarget {
   class LonelyRouter final : public XrlRouter {
    public:
     LonelyRouter() : XrlRouter("policy") {}
+    void end_instances_before(std::string_view, std::string_view) override {}
     [[nodiscard]] const std::string& instance_name() const override { return name(); }
     [[nodiscard]] IPv4 finder_address() const override { return IPv4::loopback(); }
     [[nodiscard]] std::uint16_t finder_port() const override { return 0; }

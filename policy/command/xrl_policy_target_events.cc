@@ -20,7 +20,8 @@ XrlCmdError done_or_told_again(int result) {
 }  // namespace
 
 XrlCmdError XrlPolicyTarget::finder_event_observer_0_1_xrl_target_birth(
-    std::string_view target_class, std::string_view /*target_instance*/) {
+    std::string_view target_class, std::string_view target_instance) {
+  _router->end_instances_before(target_class, target_instance);
   if (target_class == well_known_names[NAME_CARD_MANAGER]) {
     register_card_state();
   } else if (target_class == well_known_names[NAME_VLAN]) {

@@ -158,6 +158,15 @@ XrlConnection* XrlListener::longest_silent(bool in_handshake) const {
   return found;
 }
 
+void XrlListener::close_useless(const std::function<bool(const XrlConnection&)>& is_useless) {
+  for (;;) {
+    const auto at = std::find_if(_connections.begin(), _connections.end(),
+                                 [&](const auto& held) { return is_useless(*held); });
+    if (at == _connections.end()) return;
+    (*at)->close({});
+  }
+}
+
 void XrlListener::connection_up(XrlConnection& connection) {
   --_handshakes;
   if (_observer != nullptr) _observer->session_up(connection);
@@ -181,7 +190,7 @@ void XrlListener::connection_down(XrlConnection& connection, XrlConnection::Caus
                                   std::string_view reason) {
   const bool was_up = connection.was_up();
   if (!was_up) --_handshakes;
-  if (cause != XrlConnection::Cause::PEER) log_closing(connection, reason);
+  if (cause != XrlConnection::Cause::PEER && !reason.empty()) log_closing(connection, reason);
   if (was_up && _observer != nullptr) _observer->session_down(connection);
   const auto at = std::find_if(_connections.begin(), _connections.end(),
                                [&](const auto& held) { return held.get() == &connection; });

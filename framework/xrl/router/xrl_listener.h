@@ -60,6 +60,9 @@ class XrlListener : private XrlConnection::Delegate {
   // Where it listens, in the order of listen(), with the port it got.
   [[nodiscard]] const std::vector<NetAddress>& addresses() const { return _addresses; }
   [[nodiscard]] std::size_t connections() const { return _connections.size(); }
+  // Closes the connections that are of no use any more; what they sent and was not
+  // run yet is lost. The log tells nothing of it.
+  void close_useless(const std::function<bool(const XrlConnection&)>& is_useless);
   // That of its connections, for others of the same process to share.
   [[nodiscard]] XrlBufferBudget& budget() { return _budget; }
 

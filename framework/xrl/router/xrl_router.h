@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "framework/base/ipv4.h"
 #include "framework/xrl/xrl_cmd_map.h"
@@ -29,6 +30,11 @@ class XrlRouter : public XrlCmdMap, public XrlSender {
   // What the target tells has changed otherwise than by a request to it; for
   // statistics/0.1/get_changes.
   virtual void note_change() {}
+  // For a target that hears of the birth of `living`, an instance of `class_name`:
+  // closes the connections that other instances of the class made to this one. The
+  // network may hold what they once sent for longer than the living one needs to
+  // tell the contrary. Who an instance is goes by what it says of itself.
+  virtual void end_instances_before(std::string_view class_name, std::string_view living) = 0;
   // What stubs are constructed on.
   [[nodiscard]] XrlSender* sender() { return this; }
 };

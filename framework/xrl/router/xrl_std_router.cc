@@ -12,11 +12,18 @@
 
 namespace {
 
+constexpr std::size_t INSTANCE_DIGITS = 16;
+
 std::string make_instance_name(Kernel& kernel, std::string_view class_name) {
-  std::array<std::uint8_t, 8> random{};
+  std::array<std::uint8_t, INSTANCE_DIGITS / 2> random{};
   kernel.random_bytes(random);
   const std::string_view name = class_name.empty() ? "client" : class_name;
   return std::string(name) + "-" + hex_text(random);
+}
+
+bool is_instance_of(std::string_view instance, std::string_view class_name) {
+  if (instance.size() != class_name.size() + 1 + INSTANCE_DIGITS) return false;
+  return instance.starts_with(class_name) && instance[class_name.size()] == '-';
 }
 
 std::string cookie_of_environment() {
@@ -160,6 +167,13 @@ void XrlStdRouter::session_began() {
 
 void XrlStdRouter::target_died(std::string_view instance) {
   for (const auto& [target, peer] : _peers) peer->target_died(instance);
+}
+
+void XrlStdRouter::end_instances_before(std::string_view class_name, std::string_view living) {
+  _listener->close_useless([&](const XrlConnection& connection) {
+    const std::string& instance = connection.peer_instance();
+    return instance != living && is_instance_of(instance, class_name);
+  });
 }
 
 void wait_until_xrl_router_is_ready(EventLoop& loop, XrlRouter& router) {

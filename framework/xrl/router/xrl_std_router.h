@@ -54,6 +54,7 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   }
   bool send(std::string_view target, std::string_view method, XrlReply reply) override;
   void note_change() override { _dispatcher.note_change(); }
+  void end_instances_before(std::string_view class_name, std::string_view living) override;
 
   // Decides on each request before its handler sees it; empty: handle all.
   // `method` is "INTERFACE/VERSION/METHOD".

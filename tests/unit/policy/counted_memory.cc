@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t BYTES_PER_BLOCK = sizeof(std::size_t);
 
 std::atomic<std::size_t> in_use{0};
+std::atomic<std::size_t> asked_for{0};
 std::size_t successes_left = 0;
 std::size_t failures_left = 0;
 bool reached = false;
@@ -35,6 +36,7 @@ void* allocate(std::size_t size) {
   void* block = may_allocate() ? std::malloc(size) : nullptr;
   if (block == nullptr) throw std::bad_alloc();
   in_use += cost_of(block);
+  asked_for += size;
   return block;
 }
 
@@ -60,6 +62,10 @@ bool MemoryLimit::was_reached() {
 
 std::size_t memory_in_use() {
   return in_use;
+}
+
+std::size_t memory_asked_for() {
+  return asked_for;
 }
 
 void* operator new(std::size_t size) {

@@ -21,3 +21,6 @@ class MemoryLimit {
 
 // Bytes in use, with what the allocator itself takes for each block.
 [[nodiscard]] std::size_t memory_in_use();
+// Bytes asked for since the start, also those given back: the same whatever the
+// allocator has at hand.
+[[nodiscard]] std::size_t memory_asked_for();

@@ -38,6 +38,12 @@ class FakeRouter final : public XrlRouter {
     return true;
   }
 
+  void end_instances_before(std::string_view class_name, std::string_view living) override {
+    _ended.push_back(std::string(class_name) + " before " + std::string(living));
+  }
+  // Of what the connections were closed, each as "CLASS before INSTANCE".
+  [[nodiscard]] const std::vector<std::string>& ended() const { return _ended; }
+
   // After `count` more requests send() answers false.
   void refuse_after(std::size_t count) { _accepted_until_refusal = count; }
   // The next send() runs out of memory when the request is queued already.
@@ -95,4 +101,5 @@ class FakeRouter final : public XrlRouter {
   bool _fails_next = false;
   ByteBuffer _args;
   std::vector<Sent> _sent;
+  std::vector<std::string> _ended;
 };

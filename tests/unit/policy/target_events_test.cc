@@ -29,6 +29,14 @@ TEST_F(Events, TheVlanManagersBirthAndDeathAreNoted) {
   EXPECT_FALSE(_target.is_vlan_alive());
 }
 
+// The network may still hold what it sent.
+TEST_F(Events, AtABirthTheInstancesBeforeItAreHeardNoMore) {
+  ASSERT_EQ(birth("vlan"), OKAY);
+  ASSERT_EQ(birth("card_manager"), OKAY);
+  ASSERT_EQ(death("vlan"), OKAY);
+  EXPECT_EQ(_router.ended(), (Texts{"vlan before any", "card_manager before any"}));
+}
+
 TEST_F(Events, TheCardManagersDeathEndsTheRegistrationAndLeavesTheCards) {
   const PolicyPortInfo& port = add_port(tree(), "0/1/1");
   ASSERT_EQ(birth("card_manager"), OKAY);

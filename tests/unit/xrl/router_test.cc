@@ -312,6 +312,36 @@ TEST_F(Router, AnswersSendFailedToWhatWasOnTheWayWhenTheConnectionIsLost) {
   EXPECT_EQ(answer_to("again"), "100 again");
 }
 
+TEST_F(Router, HearsNoMoreWhatInstancesBeforeTheLivingOneHadToSay) {
+  start_all();
+  ASSERT_EQ(answer_to("one"), "100 one");
+  auto former = std::move(client);
+  start_client();
+  settle([this] { return client->ready(); });
+  ASSERT_EQ(answer_to("two"), "100 two");
+  std::swap(client, former);
+  ASSERT_TRUE(say("three"));
+  std::swap(client, former);
+
+  echo->router.end_instances_before("client", client->instance_name());
+  ASSERT_TRUE(say("four"));
+  settle([this] { return answers.size() == 4; });
+  EXPECT_EQ(answers[2].substr(0, 4), "210 ");
+  EXPECT_EQ(answers[3], "100 four");
+  EXPECT_EQ(echo->target.heard(), (std::vector<std::string>{"one", "two", "four"}));
+}
+
+TEST_F(Router, HearsTheLivingInstanceAndThoseOfOtherNames) {
+  start_all();
+  ASSERT_EQ(answer_to("one"), "100 one");
+  ASSERT_TRUE(say("two"));
+  echo->router.end_instances_before("client", client->instance_name());
+  echo->router.end_instances_before("clien", "clien-0123456789abcdef");
+  echo->router.end_instances_before("", "-0123456789abcdef");
+  EXPECT_EQ(answer_to("three"), "100 three");
+  EXPECT_EQ(answers, (std::vector<std::string>{"100 one", "100 two", "100 three"}));
+}
+
 TEST_F(Router, ReachesTheNextInstanceOfATargetThatDied) {
   start_all();
   EXPECT_EQ(answer_to("first"), "100 first");

@@ -82,7 +82,7 @@ std::vector<Fault> Candidate::enter(std::string_view line) {
   if (reader.context() == &TOP_LEVEL) {
     leave();
   } else {
-    const EntryKey key = reader.open_key();
+    const EntryKey& key = reader.open_key();
     for (const EntryKind* kind : entry_kinds()) {
       if (*kind->facts().opens == reader.context() && read.configuration.has(*kind, key)) {
         open(*kind, key);
