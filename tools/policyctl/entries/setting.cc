@@ -138,7 +138,7 @@ class CosValue : public EntryKind {
 };
 
 constexpr EntryFacts setting_facts(std::span<const StatementForm> forms, const Scope* below,
-                                   std::span<const DefaultEntry> defaults,
+                                   Phase phase, std::span<const DefaultEntry> defaults,
                                    EntryProblem (*refused)(const EntryKey&), std::string_view reads,
                                    std::string_view sends, const JsonForm& json,
                                    std::string_view example) {
@@ -150,7 +150,7 @@ constexpr EntryFacts setting_facts(std::span<const StatementForm> forms, const S
       .presence = Presence::ALWAYS,
       .defaults = defaults,
       .change = HowChanged::SET,
-      .phase = below == &TOP_LEVEL ? Phase::SETTINGS : Phase::BINDINGS,
+      .phase = phase,
       .uses = Use{nullptr, nullptr, {}, {}, {}},
       .missing = nullptr,
       .refused = refused,
@@ -162,22 +162,20 @@ constexpr EntryFacts setting_facts(std::span<const StatementForm> forms, const S
   };
 }
 
-constinit const CosFlag FLAG_KIND(setting_facts(FLAG_FORMS, &TOP_LEVEL, ZERO, nullptr,
-                                                "get_cos_flag", "set_cos_flag",
+constinit const CosFlag FLAG_KIND(setting_facts(FLAG_FORMS, &TOP_LEVEL, Phase::SETTINGS, ZERO,
+                                                nullptr, "get_cos_flag", "set_cos_flag",
                                                 {"cos", "flag", false, FLAG_JSON},
                                                 "cos flag on\n"));
-constinit const ScheduleMode MODE_KIND(setting_facts(MODE_FORMS, &TOP_LEVEL, ZERO, nullptr,
-                                                     "get_schedule_mode", "set_schedule_mode",
-                                                     {"cos", "schedule_mode", false, MODE_JSON},
-                                                     "cos schedule mode 1\n"));
-constinit const ScheduleAlgorithm SCHEDULE_KIND(
-    setting_facts(SCHEDULE_FORMS, &TOP_LEVEL, USUAL_SCHEDULE, nullptr, "get_schedule_algorithm",
-                  "set_schedule_algorithm", {"cos", "schedule_algorithm", false, SCHEDULE_JSON},
-                  "cos schedule algorithm 2 weights 12 8 4 1\n"));
-constinit const CosValue VALUE_KIND(setting_facts(VALUE_FORMS, &AT_A_RECORD, ZERO, refuse_of_a_vlan,
-                                                  "get_port_cos_value", "set_port_cos_value",
-                                                  {"", "cos_value", false, VALUE_JSON},
-                                                  "  cos-value 3\n"));
+constinit const ScheduleMode MODE_KIND(setting_facts(
+    MODE_FORMS, &TOP_LEVEL, Phase::SETTINGS, ZERO, nullptr, "get_schedule_mode",
+    "set_schedule_mode", {"cos", "schedule_mode", false, MODE_JSON}, "cos schedule mode 1\n"));
+constinit const ScheduleAlgorithm SCHEDULE_KIND(setting_facts(
+    SCHEDULE_FORMS, &TOP_LEVEL, Phase::SETTINGS, USUAL_SCHEDULE, nullptr, "get_schedule_algorithm",
+    "set_schedule_algorithm", {"cos", "schedule_algorithm", false, SCHEDULE_JSON},
+    "cos schedule algorithm 2 weights 12 8 4 1\n"));
+constinit const CosValue VALUE_KIND(setting_facts(
+    VALUE_FORMS, &AT_A_RECORD, Phase::BINDINGS, ZERO, refuse_of_a_vlan, "get_port_cos_value",
+    "set_port_cos_value", {"", "cos_value", false, VALUE_JSON}, "  cos-value 3\n"));
 
 }  // namespace
 
