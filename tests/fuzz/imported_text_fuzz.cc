@@ -32,8 +32,8 @@ void check_import(const Import& import) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  for (const ImportFormatName& format : import_formats()) {
-    check_import(import_text(format.format, text, {LAST_BUT_ONE}));
+  for (const ImportFormat& format : import_formats()) {
+    check_import(import_text(format, text, {LAST_BUT_ONE}));
   }
   return 0;
 }

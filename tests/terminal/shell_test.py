@@ -229,10 +229,10 @@ class Text(OnASwitch):
 
     def test_help_tells_about_each_command(self):
         self.assertEqual(self.shell("help commit\n").stdout,
-                         "  commit [confirm SECONDS]  makes the switch the candidate; with 'confirm' "
+                         "  commit [confirm SECONDS]  make the switch the candidate; with 'confirm' "
                          "it undoes itself unless confirmed in time\n")
         both = self.shell("help acl\n").stdout
-        self.assertIn("opens a list that exists", both)
+        self.assertIn("open what exists", both)
         self.assertIn("acl ACL type TYPE [description TEXT]", both)
         for line in self.shell("help\n").stdout.splitlines():
             if not line.startswith("  "):

@@ -36,6 +36,9 @@ class CandidateOfASwitch : public testing::Test {
     const std::string all = write_configuration(candidate.configuration());
     return all.starts_with(cos) ? all.substr(cos.size()) : all;
   }
+  [[nodiscard]] EntryKey at_the_open_one(const RuleKey& rule) const {
+    return key_at(candidate.open_key(), rule);
+  }
   void enter_rule() {
     enter("acl 10 type 0");
     enter("rule 1 permit vlan 3");
@@ -141,10 +144,10 @@ TEST_F(CandidateOfASwitch, DeletesBindings) {
   enter("filter acl 10 rule 1");
   enter("remark acl 10 rule 1 dscp 46");
   enter("cos-value 5");
-  candidate.delete_binding(FILTER, 10, 1);
-  candidate.delete_binding(REMARK, 10, 1);
-  EXPECT_THROW(candidate.delete_binding(FILTER, 10, 1), Failure);
-  EXPECT_THROW(candidate.delete_binding(REMARK, 10, 1), Failure);
+  candidate.delete_binding(FILTER, at_the_open_one({10, 1}));
+  candidate.delete_binding(REMARK, at_the_open_one({10, 1}));
+  EXPECT_THROW(candidate.delete_binding(FILTER, at_the_open_one({10, 1})), Failure);
+  EXPECT_THROW(candidate.delete_binding(REMARK, at_the_open_one({10, 1})), Failure);
   enter("filter acl 10 rule 1");
   candidate.delete_bindings(INTERFACE, key_of(std::string_view("eth-0/1/1")));
   EXPECT_EQ(text(), "acl 10 type 0\n  rule 1 permit vlan 3\n");

@@ -42,7 +42,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"apply", "--confirm", "-1", "-"},
               "--confirm: '-1' is no number 1..86400.\n  See 'policyctl help apply'.\n"},
         Wrong{{"rollback", "x"},
-              "N: 'x' is no number 0..4294967295.\n  See 'policyctl help rollback'.\n"},
+              "N: 'x' is no number 1..4294967295.\n  See 'policyctl help rollback'.\n"},
         Wrong{{"dscp-queue", "64", "7"},
               "DSCP: '64' is no number 0..63.\n  See 'policyctl help dscp-queue'.\n"},
         Wrong{{"import", "classbench", "-", "--acl", "x"},

@@ -87,7 +87,7 @@ TEST(ExpectedWords, NothingFollowsWhatIsWrong) {
 TEST(ExpectedWords, KnowTheListThatARuleWouldBeOf) {
   Words words;
   ASSERT_FALSE(words.split("remark acl 12 rule"));
-  EXPECT_EQ(expected_after(&AT_A_RECORD, words.all()).acl, 12U);
+  EXPECT_EQ(expected_after(&AT_A_RECORD, words.all()).above, 12U);
 }
 
 TEST(ExpectedWords, KnowTheStatementOnceThereIsOnlyOne) {

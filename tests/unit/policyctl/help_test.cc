@@ -2,25 +2,22 @@
 
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include "common/match_fields.h"
-#include "tools/policyctl/command_line/command_line.h"
 #include "tools/policyctl/command_line/manual.h"
+#include "tools/policyctl/commands/command.h"
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/examples.h"
 #include "tools/policyctl/render/exit_statuses.h"
 #include "tools/policyctl/render/topics.h"
-#include "tools/policyctl/shell/shell.h"
+#include "tools/policyctl/shell/shell_forms.h"
 
 namespace {
 
 class HelpOnTheCommandLine : public testing::Test {
  protected:
-  [[nodiscard]] std::string help(const std::vector<std::string>& topic) const {
-    return help_text(*line->app, topic);
-  }
+  static std::string help(const std::vector<std::string>& topic) { return help_text(topic); }
   // As it stands in the manual's source, blanks and line breaks aside.
   static std::string squeezed(const std::string& text) {
     std::string squeezed;
@@ -29,10 +26,6 @@ class HelpOnTheCommandLine : public testing::Test {
     }
     return squeezed;
   }
-
-  std::ostringstream out;
-  Context context{out, out};
-  std::unique_ptr<CommandLine> line = make_command_line(context);
 };
 
 TEST_F(HelpOnTheCommandLine, TellsOfEveryStatement) {
@@ -94,21 +87,23 @@ TEST_F(HelpOnTheCommandLine, RefusesATopicThatIsNoneAndNamesTheNearest) {
 }
 
 TEST_F(HelpOnTheCommandLine, HasAllInTheManual) {
-  const std::string page = squeezed(manual_page(*line->app));
+  const std::string page = squeezed(manual_page());
   const auto has = [&page](const std::string& text) {
     EXPECT_NE(page.find(squeezed(text)), std::string::npos) << text;
   };
-  for (const CLI::App* command : line->app->get_subcommands(nullptr)) {
-    if (!command->get_group().empty()) has(".SS " + command->get_name());
+  for (const Command& command : commands()) {
+    const bool is_on_command_line = can_be_typed(command.typed, Where::COMMAND_LINE);
+    if (is_on_command_line && command.is_told_of()) has(".SS " + usage_of(command));
+    for (const CommandOption& option : command.options) has(".B " + option.dashed());
   }
   for (const Statement& each : statements()) has(".B " + std::string(each.pattern));
   for (const MatchField& field : match_fields()) has(".B " + std::string(field.name));
-  for (const CommandForm& form : shell_commands().all()) has(".B " + form.pattern);
+  for (const CommandForm& form : shell_forms().all()) has(".B " + form.pattern);
   for (const ExitStatusHelp& each : exit_statuses()) has(std::string(each.meaning).substr(1));
 }
 
 TEST_F(HelpOnTheCommandLine, HasNoHiddenCommandInTheManual) {
-  const std::string page = manual_page(*line->app);
+  const std::string page = manual_page();
   EXPECT_EQ(page.find(".SS guard"), std::string::npos);
   EXPECT_EQ(page.find(".SS complete\n"), std::string::npos);
 }

@@ -3,7 +3,7 @@
 namespace {
 
 Import imported(const std::string& text, std::uint32_t acl = 1) {
-  return import_text(ImportFormat::FLAT_CONFIG, text, {acl});
+  return import_text(*find_import_format("flat-config"), text, {acl});
 }
 
 constexpr const char* NUMBERED =

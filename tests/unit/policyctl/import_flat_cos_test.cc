@@ -3,7 +3,7 @@
 namespace {
 
 Import imported(const std::string& text) {
-  return import_text(ImportFormat::FLAT_CONFIG, text, {});
+  return import_text(*find_import_format("flat-config"), text, {});
 }
 
 // Queues 0 to 3 of both ports, with the scheduler of each port's last queue.

@@ -6,15 +6,15 @@
 namespace {
 
 struct Sample {
-  ImportFormat format;
+  const char* format;
   const char* file;
 };
 
 constexpr Sample SAMPLES[] = {
-    {ImportFormat::CLASSBENCH, "classbench-acl1-1k.rules"},
-    {ImportFormat::OPENCONFIG_ACL, "sources/acl-tree.json"},
-    {ImportFormat::FLAT_CONFIG, "sources/qos-dot1p.json"},
-    {ImportFormat::FLAT_CONFIG, "sources/config-flat.json"},
+    {"classbench", "classbench-acl1-1k.rules"},
+    {"openconfig-acl", "sources/acl-tree.json"},
+    {"flat-config", "sources/qos-dot1p.json"},
+    {"flat-config", "sources/config-flat.json"},
 };
 
 // Either it says what is wrong, or what it made can be used; and whatever it says
@@ -35,7 +35,8 @@ TEST(ImportHostile, ATreeThatIsCutOffIsAFaultWherever) {
   const std::string text = example("sources/acl-tree.json");
   const std::size_t end = text.find_last_of('}');
   for (std::size_t length = 0; length <= end; length += 7) {
-    const Import import = import_text(ImportFormat::OPENCONFIG_ACL, text.substr(0, length), {});
+    const Import import =
+        import_text(*find_import_format("openconfig-acl"), text.substr(0, length), {});
     ASSERT_EQ(import.faults.size(), 1U) << length;
     ASSERT_GT(import.faults[0].line, 0U) << length;
   }
@@ -51,7 +52,7 @@ TEST(ImportHostile, DamagedTextsAreImportedOrRefusedSoundly) {
       for (int damage = 0; damage < 1 + round % 4; ++damage) {
         damaged[random() % damaged.size()] = bytes[random() % bytes.size()];
       }
-      expect_sound(import_text(sample.format, damaged, {}));
+      expect_sound(import_text(*find_import_format(sample.format), damaged, {}));
     }
   }
 }
@@ -68,7 +69,7 @@ TEST(ImportHostile, ValuesOfAnyKindAreImportedOrRefusedSoundly) {
       const std::size_t end =
           text.find_first_of(",\n", text[at + 3] == '"' ? text.find('"', at + 4) : at);
       std::string changed = text;
-      expect_sound(import_text(ImportFormat::OPENCONFIG_ACL,
+      expect_sound(import_text(*find_import_format("openconfig-acl"),
                                changed.replace(at + 3, end - at - 3, value), {}));
       ++count;
     }
@@ -78,7 +79,7 @@ TEST(ImportHostile, ValuesOfAnyKindAreImportedOrRefusedSoundly) {
 
 TEST(ImportHostile, NamesCannotBreakOutOfALine) {
   const Import import = import_text(
-      ImportFormat::FLAT_CONFIG,
+      *find_import_format("flat-config"),
       R"({"a\ncos flag on": {"k": {}}, "ACL_TABLE|x\n\u001b[2J": {"type": "\n", "ports@": "p\n1"},
           "ACL_RULE|x\n\u001b[2J|\"": {"PRIORITY": 1, "PACKET_ACTION": "DROP", "VLAN_ID": 1}})",
       {});
@@ -94,12 +95,12 @@ TEST(ImportHostile, NamesCannotBreakOutOfALine) {
 
 TEST(ImportHostile, ALargeTextOfOneValueIsNotQuotedWhole) {
   const std::string huge(1000000, 'x');
-  expect_sound(import_text(ImportFormat::FLAT_CONFIG, "\"" + huge, {}));
-  expect_sound(import_text(ImportFormat::FLAT_CONFIG, "\"" + huge + "\"", {}));
+  expect_sound(import_text(*find_import_format("flat-config"), "\"" + huge, {}));
+  expect_sound(import_text(*find_import_format("flat-config"), "\"" + huge + "\"", {}));
   expect_sound(
-      import_text(ImportFormat::FLAT_CONFIG,
+      import_text(*find_import_format("flat-config"),
                   R"({"ACL_RULE|T|R": {"PACKET_ACTION": "DROP", "SRC_IP": ")" + huge + "\"}}", {}));
-  expect_sound(import_text(ImportFormat::CLASSBENCH, huge, {}));
+  expect_sound(import_text(*find_import_format("classbench"), huge, {}));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 namespace {
 
 Import imported(const std::string& text, std::uint32_t acl = 1) {
-  return import_text(ImportFormat::OPENCONFIG_ACL, text, {acl});
+  return import_text(*find_import_format("openconfig-acl"), text, {acl});
 }
 
 // One set 'edge' with one entry of number 1, whose members these are besides its

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tests/support/typed_configuration.h"
-#include "tools/policyctl/shell/shell.h"
+#include "tools/policyctl/shell/shell_forms.h"
 
 namespace {
 
@@ -26,8 +28,10 @@ class HelpInTheShell : public testing::Test {
   std::string inserted(const std::string& before) { return help.complete(before).insert; }
   std::string listed(const std::string& before) { return help.complete(before).listing; }
 
+  std::ostringstream out;
+  Context context{{out, out}};
   Candidate candidate;
-  ShellHelp help{candidate, shell_commands()};
+  ShellHelp help{context, candidate};
 };
 
 TEST_F(HelpInTheShell, CompletesKeywordsOfStatementsAndCommands) {
@@ -76,7 +80,7 @@ TEST_F(HelpInTheShell, TellsWhatMayFollowWithItsHelp) {
   EXPECT_EQ(help.explain("cos mapping 1 queue "), "  QUEUE  0..7; egress queue\n");
   EXPECT_EQ(help.explain("cos flag "), "  SWITCH  off, on; off or on\n  off\n  on\n");
   EXPECT_EQ(help.explain("commit "),
-            "  confirm  makes the switch the candidate; with 'confirm' it undoes itself unless "
+            "  confirm  make the switch the candidate; with 'confirm' it undoes itself unless "
             "confirmed in time\n  Enter    the line may end here\n");
   EXPECT_EQ(help.explain("cos "),
             "  flag      the switch-wide class-of-service flag\n"
@@ -97,7 +101,7 @@ TEST_F(HelpInTheShell, KnowsEveryStatementAndCommandAtTheBeginning) {
     if (each.context != &TOP_LEVEL) continue;
     EXPECT_NE(all.find("  " + std::string(each.elements[0].word)), std::string::npos);
   }
-  for (const CommandForm& each : shell_commands().all()) {
+  for (const CommandForm& each : shell_forms().all()) {
     EXPECT_NE(all.find("  " + each.pattern.substr(0, each.pattern.find(' '))), std::string::npos);
   }
 }

@@ -8,15 +8,13 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <span>
 
-#include "tools/policyctl/change/checkpoints.h"
 #include "tools/policyctl/change/read_switch.h"
 #include "tools/policyctl/command_line/command_line.h"
-#include "tools/policyctl/commands/import_command.h"
-#include "tools/policyctl/entries/object_uses.h"
-#include "tools/policyctl/entries/selection.h"
+#include "tools/policyctl/commands/argument_offers.h"
+#include "tools/policyctl/commands/command.h"
 #include "tools/policyctl/render/offers.h"
-#include "tools/policyctl/render/topics.h"
 
 namespace {
 
@@ -39,15 +37,19 @@ void end_in_time(Duration limit) {
 
 // Where on a command line the word stands that is to be completed.
 struct Place {
-  const CLI::App* command;
-  const CLI::Option* value_of = nullptr;  // an option whose value it is
-  std::vector<Word> given;                // words of the command that are no options
+  const Command* command = nullptr;         // null: it is one itself
+  const CommandOption* value_of = nullptr;  // an option whose value it is
+  std::vector<Word> given;                  // words of the command that are no options
 };
 
-const CLI::Option* find_option(const CLI::App& app, const std::string& name) {
-  const CLI::Option* const own = app.get_option_no_throw(name);
-  const bool has_parent = own == nullptr && app.get_parent() != nullptr;
-  return has_parent ? app.get_parent()->get_option_no_throw(name) : own;
+const CommandOption* find_option(const Command* command, std::string_view word) {
+  const auto find = [word](std::span<const CommandOption> options) {
+    const auto at = std::find_if(options.begin(), options.end(),
+                                 [word](const CommandOption& o) { return o.dashed() == word; });
+    return at == options.end() ? nullptr : &*at;
+  };
+  const CommandOption* const own = command == nullptr ? nullptr : find(command->options);
+  return own == nullptr ? find(common_options()) : own;
 }
 
 bool find_place(const std::vector<std::string>& words, Place& place) {
@@ -56,12 +58,12 @@ bool find_place(const std::vector<std::string>& words, Place& place) {
     if (place.value_of != nullptr) {
       place.value_of = nullptr;
     } else if (word.starts_with('-') && word.size() > 1) {
-      const CLI::Option* const option = find_option(*place.command, word);
-      if (option != nullptr && option->get_items_expected_max() > 0) place.value_of = option;
-    } else if (place.command->get_parent() != nullptr) {
+      const CommandOption* const option = find_option(place.command, word);
+      if (option != nullptr && option->takes_value()) place.value_of = option;
+    } else if (place.command != nullptr) {
       place.given.push_back({word, 1, word.size(), false});
     } else {
-      place.command = find_command(*place.command, word);
+      place.command = find_command(word);
       if (place.command == nullptr) return false;
     }
   }
@@ -70,16 +72,16 @@ bool find_place(const std::vector<std::string>& words, Place& place) {
 
 class Completing {
  public:
-  Completing(const Context& context, const CLI::App& app, std::string_view partial)
-      : _context(context), _app(app), _partial(partial) {}
+  Completing(const Context& context, std::string_view partial)
+      : _context(context), _partial(partial) {}
 
   void complete(const Place& place) {
     if (place.value_of != nullptr) {
-      if (place.value_of->get_type_name() == "FILE") _context.out << FILES << '\n';
+      complete_argument(place.value_of->value, {});
     } else if (_partial.starts_with('-') && _partial != "-") {
-      offer_options(*place.command);
-      if (place.command != &_app) offer_options(_app);
-    } else if (place.command == &_app) {
+      if (place.command != nullptr) offer_options(place.command->options);
+      offer_options(common_options());
+    } else if (place.command == nullptr) {
       offer_commands();
     } else {
       complete_positional(place);
@@ -94,73 +96,42 @@ class Completing {
     _context.out << '\n';
   }
 
-  void offer_options(const CLI::App& app) {
-    for (const CLI::Option* option : app.get_options()) {
-      if (!option->nonpositional()) continue;
-      for (const std::string& name : option->get_lnames()) {
-        offer("--" + name, option->get_description());
-      }
-      for (const std::string& name : option->get_snames()) {
-        offer("-" + name, option->get_description());
-      }
+  void offer_options(std::span<const CommandOption> options) {
+    for (const CommandOption& option : options) {
+      if (can_be_typed(option.typed, Where::COMMAND_LINE)) offer(option.dashed(), option.help);
     }
   }
 
   void offer_commands() {
-    const auto is_shown = [](const CLI::App* command) { return !command->get_group().empty(); };
-    for (const CLI::App* command : _app.get_subcommands(is_shown)) {
-      offer(command->get_name(), command->get_description());
+    for (const Command& command : commands()) {
+      const bool is_one = can_be_typed(command.typed, Where::COMMAND_LINE) && command.is_told_of();
+      if (is_one) offer(command.name, command.help);
     }
   }
 
   void complete_positional(const Place& place) {
     std::size_t at = place.given.size();
-    for (const CLI::Option* option : place.command->get_options()) {
-      if (!option->get_positional()) continue;
-      const auto most = static_cast<std::size_t>(option->get_items_expected_max());
-      if (at < most) return complete_argument(option->get_name(), place);
-      at -= most;
+    for (const CommandArgument& argument : place.command->arguments) {
+      if (!can_be_typed(argument.typed, Where::COMMAND_LINE)) continue;
+      if (at == 0 || takes_many_words(argument.type)) {
+        return complete_argument(argument.type, place.given);
+      }
+      --at;
     }
   }
 
-  // An argument by its name on the command line.
-  void complete_argument(const std::string& name, const Place& place) {
-    if (name == "FILE") _context.out << FILES << '\n';
-    if (name == "FROM" || name == "TO") offer_sides();
-    if (name == "WHAT") offer_forms(selection_forms(), place.given);
-    if (name == "OBJECT") offer_forms(object_forms(), place.given);
-    if (name == "LIST") offer_forms(list_forms(), place.given);
-    if (name == "N") offer_checkpoints("");
-    if (name == "SHELL") {
-      for (const char* const shell : {"bash", "fish", "zsh"}) offer(shell);
+  // By its type.
+  void complete_argument(const Argument& argument, const std::vector<Word>& given) {
+    if (argument.names == Named::FILES || argument.names == Named::SIDES) {
+      _context.out << FILES << '\n';
     }
-    if (name == "FORMAT") {
-      for (const ImportFormatName& format : import_formats()) offer(format.name, format.help);
-    }
-    if (name == "TOPIC") {
-      if (place.given.empty()) offer_commands();
-      for (const std::string& topic : language_topics()) offer(topic);
-    }
-  }
-
-  void offer_sides() {
-    offer("switch", "the switch as it is");
-    offer_checkpoints("checkpoint:");
-    _context.out << FILES << '\n';
-  }
-
-  void offer_checkpoints(const std::string& prefix) {
-    std::size_t number = 0;
-    for (const Checkpoint& each : list_checkpoints(StateDirectory(_context.place))) {
-      offer(prefix + std::to_string(++number), each.time + "  " + each.why);
-    }
-  }
-
-  void offer_forms(const std::vector<std::string_view>& forms, const std::vector<Word>& given) {
+    for (const Offer& each : argument_offers(_context, argument)) offer(each.word, each.help);
     Expected expected;
-    for (const std::string_view form : forms) expect_after(parse_pattern(form), given, expected);
-    for (std::size_t i = 0; i + 1 < given.size(); ++i) {
-      if (given[i].text == "acl") expected.acl = decimal_number(given[i + 1].text).value_or(0);
+    expected.argument = &argument;
+    const std::vector<ArgumentForm> forms = forms_of(argument);
+    if (!forms.empty()) expected = {};
+    for (const ArgumentForm& form : forms) {
+      expect_after(parse_pattern(form.words), given, expected);
     }
     for (const std::string_view literal : expected.literals) offer(literal);
     if (expected.argument == nullptr) return;
@@ -176,11 +147,10 @@ class Completing {
     _context.out << std::flush;
     end_in_time(_context.patience);
     const auto session = _context.connect();
-    return read_names(*session, *kind, key_of(expected.acl));
+    return read_names(*session, *kind, key_of(expected.above.value_or(0)));
   }
 
   const Context& _context;
-  const CLI::App& _app;
   std::string_view _partial;
 };
 
@@ -196,15 +166,14 @@ void read_place(Context& context, const std::vector<std::string>& words) {
 
 }  // namespace
 
-ExitStatus complete_command(const Context& context, const CLI::App& app,
-                            const std::vector<std::string>& words) {
+ExitStatus complete_command(const Context& context, const std::vector<std::string>& words) {
   if (words.empty()) return ExitStatus::DONE;
   Context here = context;
   here.patience = PATIENCE;
-  Place place{&app, nullptr, {}};
+  Place place;
   try {
     read_place(here, words);
-    if (find_place(words, place)) Completing(here, app, words.back()).complete(place);
+    if (find_place(words, place)) Completing(here, words.back()).complete(place);
   } catch (const Failure&) {
     // Nobody is there to be told.
   } catch (const CLI::Error&) {

@@ -1,7 +1,6 @@
 // What may follow on policyctl's own command line, for the shells that call it.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -14,8 +13,7 @@
 // "<files>" when names of files may. Says nothing of what it cannot find out; the
 // switch is asked for no longer than a person who types would not notice, or for as
 // long as a --timeout among the words allows.
-ExitStatus complete_command(const Context& context, const CLI::App& app,
-                            const std::vector<std::string>& words);
+ExitStatus complete_command(const Context& context, const std::vector<std::string>& words);
 
 // Prints the script that makes a shell complete: "bash", "fish" or "zsh". Throws
 // Failure USAGE when it is no such shell.

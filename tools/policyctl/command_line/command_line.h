@@ -2,23 +2,18 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <functional>
 #include <memory>
 #include <string>
 
-#include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/commands/command.h"
 
-// The commands with their options, for parsing, completion and the manual page.
-// Parsing sets `context` from the options that every command has, and `run` to
-// what was asked for.
+// What commands() tells of, for parsing. Parsing sets `context` from the options that
+// every command has, and `call` to what was asked for.
 struct CommandLine {
   std::unique_ptr<CLI::App> app;
-  std::function<ExitStatus(Context&)> run;
+  std::shared_ptr<Call> call;
 };
 [[nodiscard]] std::unique_ptr<CommandLine> make_command_line(Context& context);
-
-// The command of that name, hidden or not; null when there is none.
-[[nodiscard]] const CLI::App* find_command(const CLI::App& app, const std::string& name);
 
 // The switch that "HOST[:PORT]" names. Throws CLI::ValidationError.
 void set_finder(Context& context, const std::string& text);

@@ -1,3 +1,5 @@
+#include <optional>
+#include <sstream>
 #include <string_view>
 
 #include "framework/xrl/nearest_name.h"
@@ -15,20 +17,22 @@ std::string spaced(const std::vector<std::string>& words) {
   return text;
 }
 
-std::string command_help(const CLI::App& command) {
+std::string command_help(const std::string& command) {
   std::string text = usage_text(command);
   std::vector<HelpRow> rows;
   for (const CommandExample& example : command_examples()) {
-    if (example.line.find(" " + command.get_name()) == std::string_view::npos) continue;
+    if (example.line.find(" " + command) == std::string_view::npos) continue;
     rows.push_back({std::string(example.line), std::string(example.purpose)});
   }
   return rows.empty() ? text : text + "\nExamples:\n" + columns(rows);
 }
 
-[[noreturn]] void refuse_topic(const CLI::App& app, const std::string& topic) {
+[[noreturn]] void refuse_topic(const std::string& topic) {
   NearestName nearest(topic);
-  for (const CLI::App* command : app.get_subcommands(nullptr)) {
-    if (!command->get_group().empty()) nearest.consider(command->get_name());
+  for (const Command& command : commands()) {
+    if (can_be_typed(command.typed, Where::COMMAND_LINE) && command.is_told_of()) {
+      nearest.consider(command.name);
+    }
   }
   for (const std::string& each : language_topics()) nearest.consider(each);
   throw Failure(
@@ -40,24 +44,32 @@ std::string command_help(const CLI::App& command) {
 
 }  // namespace
 
-std::string usage_text(const CLI::App& app) {
-  const CLI::App* const parent = app.get_parent();
-  const std::string name = (parent == nullptr ? "" : parent->get_name() + " ") + app.get_name();
+std::string usage_text(const std::string& command) {
+  std::ostringstream unused;
+  Context context{{unused, unused}};
+  const std::unique_ptr<CommandLine> line = make_command_line(context);
+  const CLI::App& app = command.empty() ? *line->app : *line->app->get_subcommand(command);
   // help() of an app is that of the command that was chosen.
-  return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
+  return app.get_formatter()->make_help(&app, "policyctl" + (command.empty() ? "" : " " + command),
+                                        CLI::AppFormatMode::Normal);
 }
 
-std::string help_text(const CLI::App& app, const std::vector<std::string>& topic) {
+std::string help_text(const std::vector<std::string>& topic) {
   if (topic.empty()) {
-    return usage_text(app) +
+    return usage_text("") +
            "\nMore help: 'policyctl help COMMAND', 'policyctl help statements', 'policyctl help "
            "STATEMENT',\n'policyctl help fields', 'policyctl help FIELD', 'policyctl help "
            "exit-statuses'.\n";
   }
-  const CLI::App* const command = topic.size() == 1 ? find_command(app, topic[0]) : nullptr;
-  const bool is_command = command != nullptr && !command->get_group().empty();
+  const Command* const command = topic.size() == 1 ? find_command(topic[0]) : nullptr;
+  const bool is_command = command != nullptr && command->is_told_of();
   const std::optional<std::string> text = help_on(topic);
-  if (!is_command && !text) refuse_topic(app, spaced(topic));
-  return (is_command ? command_help(*command) : "") + (is_command && text ? "\n" : "") +
+  if (!is_command && !text) refuse_topic(spaced(topic));
+  return (is_command ? command_help(topic[0]) : "") + (is_command && text ? "\n" : "") +
          text.value_or("");
+}
+
+ExitStatus help_command(const Context& context, const std::vector<std::string>& topic) {
+  context.out << help_text(topic);
+  return ExitStatus::DONE;
 }

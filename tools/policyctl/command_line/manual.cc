@@ -1,6 +1,8 @@
 #include "tools/policyctl/command_line/manual.h"
 
 #include <algorithm>
+#include <ostream>
+#include <span>
 #include <string_view>
 
 #include "common/match_fields.h"
@@ -8,7 +10,7 @@
 #include "tools/policyctl/render/examples.h"
 #include "tools/policyctl/render/exit_statuses.h"
 #include "tools/policyctl/render/topics.h"
-#include "tools/policyctl/shell/shell.h"
+#include "tools/policyctl/shell/shell_forms.h"
 
 namespace {
 
@@ -107,48 +109,25 @@ std::string sentence(std::string text) {
   return text;
 }
 
-std::string option_words(const CLI::Option& option) {
-  std::string words;
-  for (const std::string& name : option.get_snames()) words += (words.empty() ? "-" : ", -") + name;
-  for (const std::string& name : option.get_lnames()) {
-    words += (words.empty() ? "--" : ", --") + name;
-  }
-  const bool has_value = option.get_items_expected_max() > 0 && !option.get_type_name().empty();
-  if (!has_value) return words;
-  return words + " " + option.get_type_name();
-}
-
-void write_options(Page& page, const CLI::App& app) {
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->get_positional() || option->get_description().empty()) continue;
-    if (option->check_lname("help") && app.get_parent() != nullptr) continue;
-    page.item(option_words(*option), sentence(option->get_description()));
+void write_options(Page& page, std::span<const CommandOption> options) {
+  for (const CommandOption& option : options) {
+    if (!can_be_typed(option.typed, Where::COMMAND_LINE)) continue;
+    const std::string value = option.takes_value() ? " " + std::string(option.value.name) : "";
+    page.item(option.dashed() + value, sentence(std::string(option.help)));
   }
 }
 
-std::string synopsis(const CLI::App& command) {
-  std::string words = command.get_name();
-  for (const CLI::Option* option : command.get_options()) {
-    if (!option->get_positional()) continue;
-    const std::string many = option->get_items_expected_max() > 1 ? "..." : "";
-    const std::string word = option->get_name() + many;
-    words += option->get_required() ? " " + word : " [" + word + "]";
-  }
-  return words;
-}
-
-void write_commands(Page& page, const CLI::App& app) {
+void write_commands(Page& page) {
   page.section("COMMANDS");
-  for (const CLI::App* command : app.get_subcommands(nullptr)) {
-    if (command->get_group().empty()) continue;
-    page.subsection(synopsis(*command));
-    page.paragraph(sentence(command->get_description()));
-    for (const CLI::Option* option : command->get_options()) {
-      if (option->get_positional() && !option->get_description().empty()) {
-        page.item(option->get_name(), option->get_description() + ".");
-      }
+  for (const Command& command : commands()) {
+    if (!can_be_typed(command.typed, Where::COMMAND_LINE) || !command.is_told_of()) continue;
+    page.subsection(usage_of(command));
+    page.paragraph(sentence(std::string(command.help)));
+    for (const CommandArgument& each : command.arguments) {
+      if (!can_be_typed(each.typed, Where::COMMAND_LINE)) continue;
+      page.item(each.type.name, help_of(each.type) + ".");
     }
-    write_options(page, *command);
+    write_options(page, command.options);
   }
 }
 
@@ -184,7 +163,7 @@ void write_shell(Page& page) {
       "tells what may follow. A commit makes the difference between what the candidate was started "
       "from and what it is; where somebody else changed the same meanwhile it is refused and that "
       "is named. From anything but a terminal lines are read up to the first that is refused.");
-  for (const CommandForm& form : shell_commands().all()) {
+  for (const CommandForm& form : shell_forms().all()) {
     page.item(form.pattern, sentence(std::string(form.help)));
   }
 }
@@ -209,7 +188,7 @@ void write_rest(Page& page) {
 
 }  // namespace
 
-std::string manual_page(const CLI::App& app) {
+std::string manual_page() {
   Page page;
   page.raw(".TH POLICYCTL 1 2026-11-21 \"policyd " POLICYD_VERSION "\" \"User Commands\"\n");
   page.section("NAME");
@@ -221,10 +200,17 @@ std::string manual_page(const CLI::App& app) {
       "Shows the traffic policy of a switch, plans changes, makes them all or nothing, and goes "
       "back to what was. It reaches policyd through the finder.");
   page.section("OPTIONS");
-  write_options(page, app);
-  write_commands(page, app);
+  page.item("-h, --help", "Print how a command is called.");
+  page.item("--version", "Print the version.");
+  write_options(page, common_options());
+  write_commands(page);
   write_language(page);
   write_shell(page);
   write_rest(page);
   return page.text();
+}
+
+ExitStatus manual_command(const Context& context) {
+  context.out << manual_page();
+  return ExitStatus::DONE;
 }

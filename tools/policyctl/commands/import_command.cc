@@ -8,12 +8,12 @@
 
 namespace {
 
-ImportFormat format_named(const std::string& name) {
-  const std::optional<ImportFormat> format = find_import_format(name);
-  if (format) return *format;
+const ImportFormat& format_named(const std::string& name) {
+  const ImportFormat* const format = find_import_format(name);
+  if (format != nullptr) return *format;
   NearestName nearest(name);
   std::string all;
-  for (const ImportFormatName& each : import_formats()) {
+  for (const ImportFormat& each : import_formats()) {
     nearest.consider(each.name);
     all += (all.empty() ? "" : ", ") + std::string(each.name);
   }
@@ -35,7 +35,7 @@ Json notes_json(const std::vector<ImportNote>& notes) {
 }  // namespace
 
 ExitStatus import_command(const Context& context, const ImportCommandOptions& import) {
-  const ImportFormat format = format_named(import.format);
+  const ImportFormat& format = format_named(import.format);
   const SourceText source = read_source(import.file);
   const Import imported = import_text(format, source.text, import.options);
   if (!imported.faults.empty()) return report_faults(context, source, imported.faults);

@@ -9,15 +9,16 @@
 
 namespace {
 
-struct ObjectForm {
-  std::string words;
-  const EntryKind* kind;
-  bool is_used;
-};
-
+// The words of a statement up to the last argument of its key: "acl ACL".
 std::string key_words(const EntryKind& kind) {
-  const auto& elements = statements_of(kind).front().elements;
-  return std::string(elements[0].word) + " " + std::string(elements[1].word);
+  std::string words;
+  std::size_t left = *kind.facts().key_arguments;
+  for (const PatternElement& element : statements_of(kind).front().elements) {
+    if (left == 0) break;
+    words += (words.empty() ? "" : " ") + std::string(element.word);
+    if (element.kind == PatternElement::Kind::ARGUMENT) --left;
+  }
+  return words;
 }
 
 bool is_used(const EntryKind& kind) {
@@ -27,33 +28,37 @@ bool is_used(const EntryKind& kind) {
   });
 }
 
-// Lists first, and what stands below them.
-const std::vector<ObjectForm>& all_forms() {
-  static const std::vector<ObjectForm> FORMS = [] {
-    std::vector<ObjectForm> forms;
-    for (const bool used : {true, false}) {
-      for (const EntryKind* kind : entry_kinds()) {
-        const bool is_made = *kind->facts().below == &TOP_LEVEL &&
-                             *kind->facts().presence == Presence::MADE && is_used(*kind) == used;
-        if (!is_made) continue;
-        forms.push_back({key_words(*kind), kind, used});
-        for (const EntryKind* child : entry_kinds()) {
-          if (!stands_below(*child, *kind)) continue;
-          forms.push_back({key_words(*kind) + " " + key_words(*child), child, used});
-        }
-      }
-    }
-    return forms;
-  }();
-  return FORMS;
+bool is_made(const EntryKind& kind) {
+  return *kind.facts().presence == Presence::MADE;
 }
 
-std::vector<std::string_view> forms(bool only_used) {
-  std::vector<std::string_view> words;
-  for (const ObjectForm& form : all_forms()) {
-    if (form.is_used || !only_used) words.push_back(form.words);
+// Lists first, and what stands below them; what is bound comes last.
+std::vector<ObjectForm> all_forms() {
+  std::vector<ObjectForm> forms;
+  for (const bool used : {true, false}) {
+    for (const EntryKind* kind : entry_kinds()) {
+      if (*kind->facts().below != &TOP_LEVEL || !is_made(*kind) || is_used(*kind) != used) continue;
+      forms.push_back({key_words(*kind), kind, &TOP_LEVEL});
+      for (const EntryKind* child : entry_kinds()) {
+        if (!stands_below(*child, *kind)) continue;
+        forms.push_back({key_words(*kind) + " " + key_words(*child), child, &TOP_LEVEL});
+      }
+    }
   }
-  return words;
+  for (const EntryKind* kind : entry_kinds()) {
+    const bool stands_alone = *kind->facts().below == &TOP_LEVEL;
+    const bool is_listed =
+        stands_alone ? *kind->facts().presence == Presence::OUTSIDE : is_made(*kind);
+    if (is_listed) forms.push_back({key_words(*kind), kind, kind->facts().below});
+  }
+  return forms;
+}
+
+bool is_one(const ObjectForm& form, Named names) {
+  if (names == Named::EDITED) return true;
+  if (form.scope != &TOP_LEVEL || !is_made(*form.kind)) return false;
+  if (names == Named::USED) return is_used(*form.kind);
+  return names == Named::MADE || *form.kind->facts().opens != nullptr;
 }
 
 bool names(const ObjectName& object, const EntryKind& user, const EntryKey& key) {
@@ -67,31 +72,35 @@ bool names(const ObjectName& object, const EntryKind& user, const EntryKey& key)
 
 }  // namespace
 
-const std::vector<std::string_view>& list_forms() {
-  static const std::vector<std::string_view> FORMS = forms(true);
-  return FORMS;
+std::vector<const ObjectForm*> object_forms(Named names) {
+  static const std::vector<ObjectForm> ALL = all_forms();
+  std::vector<const ObjectForm*> forms;
+  for (const ObjectForm& form : ALL) {
+    if (is_one(form, names)) forms.push_back(&form);
+  }
+  return forms;
 }
 
-const std::vector<std::string_view>& object_forms() {
-  static const std::vector<std::string_view> FORMS = forms(false);
-  return FORMS;
-}
-
-ObjectName parse_object(const std::vector<std::string_view>& forms,
-                        const std::vector<std::string>& words) {
-  const std::string_view form = forms.at(require_form(forms, words));
-  const auto at = std::find_if(all_forms().begin(), all_forms().end(),
-                               [form](const ObjectForm& each) { return each.words == form; });
-  ObjectName object{at->kind, {}};
-  std::size_t number = 0;
-  for (std::size_t i = 1; i < words.size(); i += 2) {
-    const std::optional<std::uint32_t> given = decimal_number(words[i]);
-    const EntryKind& named = i == 1 && words.size() > 2 ? *head_of(*at->kind, {}) : *at->kind;
-    const Argument& argument = *statements_of(named).front().elements[1].argument;
-    if (argument.syntax == ArgumentSyntax::TEXT) {
-      object.key.name = Bytes(std::string_view(words[i]));
+ObjectName parse_object(Named names, const std::vector<std::string>& words, const Scope* scope,
+                        const EntryKey& open) {
+  std::vector<const ObjectForm*> forms = object_forms(names);
+  std::erase_if(forms, [scope](const ObjectForm* form) {
+    return form->scope != &TOP_LEVEL && form->scope != scope;
+  });
+  std::vector<std::string_view> patterns;
+  for (const ObjectForm* form : forms) patterns.emplace_back(form->words);
+  const ObjectForm& form = *forms[require_form(patterns, words)];
+  const bool is_below = form.scope != &TOP_LEVEL;
+  ObjectName object{form.kind, is_below ? open : EntryKey()};
+  std::size_t number = is_below ? 1 : 0;
+  std::size_t at = 0;
+  for (const PatternElement& element : parse_pattern(form.words)) {
+    const std::string_view word = words.at(at++);
+    if (element.kind != PatternElement::Kind::ARGUMENT) continue;
+    if (element.argument->syntax == ArgumentSyntax::TEXT) {
+      object.key.name = Bytes(word);
     } else {
-      object.key.numbers.at(number++) = given.value_or(0);
+      object.key.numbers.at(number++) = decimal_number(word).value_or(0);
     }
   }
   return object;

@@ -1,4 +1,4 @@
-// A list, a rule or a time range as people name it, and who uses it.
+// An entry as people name it, and who uses it.
 #pragma once
 
 #include <string>
@@ -7,6 +7,7 @@
 
 #include "tools/policyctl/entries/missing_object.h"
 #include "tools/policyctl/language/configuration.h"
+#include "tools/policyctl/language/statements.h"
 
 // "acl 10", "acl 10 rule 1", "time-range night".
 struct ObjectName {
@@ -15,14 +16,18 @@ struct ObjectName {
 
   [[nodiscard]] std::string name() const { return name_of(*kind, key); }
 };
-// One of `forms`, which are some of object_forms(). Throws Failure USAGE, saying what
-// is wrong.
-[[nodiscard]] ObjectName parse_object(const std::vector<std::string_view>& forms,
-                                      const std::vector<std::string>& words);
-// The forms of names, in the notation of statements: of what can be used by bindings,
-// and of all that the operator makes and deletes.
-[[nodiscard]] const std::vector<std::string_view>& list_forms();
-[[nodiscard]] const std::vector<std::string_view>& object_forms();
+// A way to name one.
+struct ObjectForm {
+  std::string words;  // in the notation of statements: "acl ACL rule RULE"
+  const EntryKind* kind;
+  const Scope* scope;  // what has to be open, lest the words say too little; TOP_LEVEL: nothing
+};
+// What can be meant where an argument names USED, MADE, EDITED or HEADS.
+[[nodiscard]] std::vector<const ObjectForm*> object_forms(Named names);
+// One of these, of which `scope` and `open` say what is open. Throws Failure USAGE,
+// saying what is wrong.
+[[nodiscard]] ObjectName parse_object(Named names, const std::vector<std::string>& words,
+                                      const Scope* scope = &TOP_LEVEL, const EntryKey& open = {});
 
 // Throws Failure REFUSED when there is none; `place` is where it was looked for.
 void require_object(const ObjectName& object, const Entries& entries, const ObjectPlace& place);

@@ -13,15 +13,14 @@ std::size_t require_form(const std::vector<std::string_view>& forms,
   std::vector<CommandForm> table;
   table.reserve(forms.size());
   for (const std::string_view form : forms) {
-    table.push_back({std::string(form), &TOP_LEVEL, {}, nullptr});
+    table.push_back({std::string(form), &TOP_LEVEL, {}, parse_pattern(form)});
   }
   std::vector<Word> given;
   given.reserve(words.size());
   for (const std::string& word : words) given.push_back({word, given.size() + 1, 1, false});
-  const CommandForms known(std::move(table));
-  FormMatch match;
-  const std::optional<Fault> fault = known.match(&TOP_LEVEL, given, match);
-  if (!fault) return static_cast<std::size_t>(match.form - known.all().data());
+  std::size_t form = 0;
+  const std::optional<Fault> fault = CommandForms(std::move(table)).match(&TOP_LEVEL, given, form);
+  if (!fault) return form;
   const bool is_behind_all = fault->column > given.size();
   throw Failure(
       ExitStatus::USAGE,

@@ -7,49 +7,34 @@
 
 namespace {
 
-using Reader = void (*)(std::string_view text, const ImportOptions& options, Import& import);
-
 constexpr std::array FORMATS{
-    ImportFormatName{ImportFormat::CLASSBENCH, "classbench",
-                     "a packet filter set of the ClassBench generator"},
-    ImportFormatName{ImportFormat::OPENCONFIG_ACL, "openconfig-acl",
-                     "access control lists as an OpenConfig tree in JSON"},
-    ImportFormatName{ImportFormat::FLAT_CONFIG, "flat-config",
-                     "a switch's configuration as tables in JSON: TABLE|KEY"},
+    ImportFormat{"classbench", "a packet filter set of the ClassBench generator",
+                 import_classbench},
+    ImportFormat{"openconfig-acl", "access control lists as an OpenConfig tree in JSON",
+                 import_openconfig_acl},
+    ImportFormat{"flat-config", "a switch's configuration as tables in JSON: TABLE|KEY",
+                 import_flat_config},
 };
-
-Reader reader_of(ImportFormat format) {
-  switch (format) {
-    case ImportFormat::CLASSBENCH:
-      return import_classbench;
-    case ImportFormat::OPENCONFIG_ACL:
-      return import_openconfig_acl;
-    case ImportFormat::FLAT_CONFIG:
-      break;
-  }
-  return import_flat_config;
-}
 
 }  // namespace
 
-std::span<const ImportFormatName> import_formats() {
+std::span<const ImportFormat> import_formats() {
   return FORMATS;
 }
 
-std::optional<ImportFormat> find_import_format(std::string_view name) {
-  const auto* const at =
-      std::find_if(FORMATS.begin(), FORMATS.end(),
-                   [name](const ImportFormatName& each) { return each.name == name; });
-  if (at == FORMATS.end()) return std::nullopt;
-  return at->format;
+const ImportFormat* find_import_format(std::string_view name) {
+  const auto* const at = std::find_if(FORMATS.begin(), FORMATS.end(),
+                                      [name](const ImportFormat& f) { return f.name == name; });
+  return at == FORMATS.end() ? nullptr : at;
 }
 
 std::string note_line(const ImportNote& note) {
   return note.where + ": " + note.what + ": " + note.why;
 }
 
-Import import_text(ImportFormat format, std::string_view text, const ImportOptions& options) {
+Import import_text(const ImportFormat& format, std::string_view text,
+                   const ImportOptions& options) {
   Import import;
-  reader_of(format)(text, options, import);
+  format.read(text, options, import);
   return import;
 }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,16 +11,17 @@
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/language/fault.h"
 
-enum class ImportFormat : std::uint8_t { CLASSBENCH, OPENCONFIG_ACL, FLAT_CONFIG };
+struct Import;
+struct ImportOptions;
 
-struct ImportFormatName {
-  ImportFormat format;
+struct ImportFormat {
   std::string_view name;  // on the command line
   std::string_view help;
+  void (*read)(std::string_view text, const ImportOptions& options, Import& import);
 };
-
-[[nodiscard]] std::span<const ImportFormatName> import_formats();
-[[nodiscard]] std::optional<ImportFormat> find_import_format(std::string_view name);
+[[nodiscard]] std::span<const ImportFormat> import_formats();
+// Null when there is none of that name.
+[[nodiscard]] const ImportFormat* find_import_format(std::string_view name);
 
 struct ImportOptions {
   std::uint32_t first_acl = 1;  // the number of the first access control list
@@ -58,5 +58,5 @@ struct Import {
   std::vector<Fault> faults;          // of the text; with any, the rest is incomplete
 };
 
-[[nodiscard]] Import import_text(ImportFormat format, std::string_view text,
+[[nodiscard]] Import import_text(const ImportFormat& format, std::string_view text,
                                  const ImportOptions& options);

@@ -9,8 +9,6 @@
 
 namespace {
 
-using Kind = PatternElement::Kind;
-
 std::string what_is_expected(const Expected& expected) {
   std::string text;
   for (const std::string_view literal : expected.literals) {
@@ -43,45 +41,35 @@ Fault misfit(std::span<const Word> words, std::size_t at, const Expected& expect
 
 }  // namespace
 
-CommandForms::CommandForms(std::vector<CommandForm> forms) : _forms(std::move(forms)) {
-  for (const CommandForm& form : _forms) _patterns.push_back(parse_pattern(form.pattern));
-}
-
 bool CommandForms::may_stand(std::size_t form, const Scope* context) const {
   return _forms[form].context == &TOP_LEVEL || _forms[form].context == context;
 }
 
 bool CommandForms::begin_with(std::string_view word, const Scope* context) const {
   for (std::size_t i = 0; i < _forms.size(); ++i) {
-    if (may_stand(i, context) && _patterns[i][0].word == word) return true;
+    if (may_stand(i, context) && _forms[i].elements[0].word == word) return true;
   }
   return false;
 }
 
 std::size_t CommandForms::fitting_words(std::size_t form, std::span<const Word> words) const {
-  const std::vector<PatternElement>& pattern = _patterns[form];
+  const std::vector<PatternElement>& pattern = _forms[form].elements;
   std::size_t at = 0;
   while (at < words.size() && at < pattern.size() && fits(pattern[at], words[at])) ++at;
   return at;
 }
 
 std::optional<Fault> CommandForms::match(const Scope* context, std::span<const Word> words,
-                                         FormMatch& match) const {
+                                         std::size_t& form) const {
   std::size_t furthest = 0;
   for (std::size_t i = 0; i < _forms.size(); ++i) {
     if (!may_stand(i, context)) continue;
-    const std::vector<PatternElement>& pattern = _patterns[i];
+    const std::vector<PatternElement>& pattern = _forms[i].elements;
     const std::size_t fitting = fitting_words(i, words);
     furthest = std::max(furthest, fitting);
     if (fitting < words.size()) continue;
     if (fitting < pattern.size() && !pattern[fitting].optional) continue;
-    match = {&_forms[i], words, {}};
-    for (std::size_t k = 0; k < words.size(); ++k) {
-      if (pattern[k].kind != Kind::ARGUMENT) continue;
-      const Word& word = words[k];
-      match.arguments.push_back(
-          {*argument_value(*pattern[k].argument, word.text), word.text, &word});
-    }
+    form = i;
     return std::nullopt;
   }
   Expected expected;
@@ -92,7 +80,7 @@ std::optional<Fault> CommandForms::match(const Scope* context, std::span<const W
 void CommandForms::expect_after(const Scope* context, std::span<const Word> words,
                                 Expected& expected) const {
   for (std::size_t i = 0; i < _forms.size(); ++i) {
-    if (may_stand(i, context)) ::expect_after(_patterns[i], words, expected);
+    if (may_stand(i, context)) ::expect_after(_forms[i].elements, words, expected);
   }
 }
 
@@ -100,7 +88,7 @@ std::vector<const CommandForm*> CommandForms::beginning_with(
     const std::vector<std::string>& words) const {
   std::vector<const CommandForm*> found;
   for (std::size_t i = 0; i < _forms.size(); ++i) {
-    const std::vector<PatternElement>& pattern = _patterns[i];
+    const std::vector<PatternElement>& pattern = _forms[i].elements;
     const bool begins =
         words.size() <= pattern.size() &&
         std::equal(words.begin(), words.end(), pattern.begin(),

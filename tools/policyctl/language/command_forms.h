@@ -1,10 +1,13 @@
-// The lines of the shell that are commands and no statements of the language.
+// Forms of words that are no statements of the language: of the shell's commands, and
+// of what command lines name.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/policyctl/language/fault.h"
@@ -12,36 +15,26 @@
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
 
-class Shell;
-
 // One form of a command; several may begin alike.
 struct CommandForm {
   std::string pattern;  // as of a statement
   // TOP: anywhere.
   const Scope* context;
   std::string_view help;
-  void (*run)(Shell& shell, const struct FormMatch& match);
-};
-
-struct FormMatch {
-  const CommandForm* form = nullptr;
-  std::span<const Word> words;
-  std::vector<StatementValues::Value> arguments;  // those given, in their order
-
-  [[nodiscard]] bool ends_with(std::string_view word) const { return words.back().text == word; }
+  std::vector<PatternElement> elements;
 };
 
 class CommandForms {
  public:
-  explicit CommandForms(std::vector<CommandForm> forms);
+  explicit CommandForms(std::vector<CommandForm> forms) : _forms(std::move(forms)) {}
 
   [[nodiscard]] const std::vector<CommandForm>& all() const { return _forms; }
   // Whether a form begins with this word.
   [[nodiscard]] bool begin_with(std::string_view word, const Scope* context) const;
-  // What is wrong with the words, of which the first begins a form, or nothing,
-  // and then `match` is the form.
+  // What is wrong with the words, or nothing, and then `form` is the place among all()
+  // of what they are.
   std::optional<Fault> match(const Scope* context, std::span<const Word> words,
-                             FormMatch& match) const;
+                             std::size_t& form) const;
   // Adds what may follow `words`, as expected_after() does for statements.
   void expect_after(const Scope* context, std::span<const Word> words, Expected& expected) const;
   // The forms that begin with `words`, wherever they may stand.
@@ -55,5 +48,4 @@ class CommandForms {
   [[nodiscard]] std::size_t fitting_words(std::size_t form, std::span<const Word> words) const;
 
   std::vector<CommandForm> _forms;
-  std::vector<std::vector<PatternElement>> _patterns;
 };

@@ -15,6 +15,18 @@ void expect_literal(Expected& expected, std::string_view literal) {
   }
 }
 
+// The number by which `words` name what the entries that an argument names stand below.
+std::optional<std::uint32_t> number_above(const std::vector<PatternElement>& pattern,
+                                          std::span<const Word> words, const Argument& argument) {
+  const EntryKind* const kind = kind_named_by(argument);
+  for (std::size_t i = 0; kind != nullptr && i < words.size(); ++i) {
+    if (pattern[i].kind != Kind::ARGUMENT) continue;
+    const EntryKind* const head = kind_named_by(*pattern[i].argument);
+    if (head != nullptr && stands_below(*kind, *head)) return decimal_number(words[i].text);
+  }
+  return std::nullopt;
+}
+
 // What elements `from` and beyond expect behind `words`, which begin with the
 // word of that element. False when the words do not fit.
 bool expect_elements(const std::vector<PatternElement>& pattern, std::size_t from,
@@ -34,6 +46,7 @@ bool expect_elements(const std::vector<PatternElement>& pattern, std::size_t fro
     expect_literal(expected, next.word);
   } else {
     expected.argument = next.argument;
+    if (from == 0) expected.above = number_above(pattern, words, *next.argument);
   }
   return true;
 }
@@ -88,9 +101,6 @@ Expected expected_after(const Scope* context, std::span<const Word> words) {
     if (!expect_of(*each, words, expected)) continue;
     ++open;
     expected.statement = open == 1 ? each : nullptr;
-  }
-  for (std::size_t i = 0; i + 1 < words.size(); ++i) {
-    if (words[i].text == "acl") expected.acl = decimal_number(words[i + 1].text).value_or(0);
   }
   return expected;
 }

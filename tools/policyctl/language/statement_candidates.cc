@@ -97,6 +97,7 @@ std::optional<std::uint32_t> argument_value(const Argument& argument, std::strin
       }
       return std::nullopt;
     }
+    case ArgumentSyntax::SECONDS:
     case ArgumentSyntax::TEXT:
       break;
   }

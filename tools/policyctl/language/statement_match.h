@@ -56,10 +56,11 @@ class StatementMatch {
 struct Expected {
   std::vector<std::string_view> literals;
   const Argument* argument = nullptr;
-  bool field = false;     // the name or number of a match field
-  std::string value_of;   // or the value of this one
-  bool may_end = false;   // the statement is complete as it is
-  std::uint32_t acl = 0;  // the list that a rule would be of, when `argument` is RULE
+  bool field = false;    // the name or number of a match field
+  std::string value_of;  // or the value of this one
+  bool may_end = false;  // the statement is complete as it is
+  // Where `argument` names an entry below another: the number of that, if it is said.
+  std::optional<std::uint32_t> above;
   const Statement* statement = nullptr;  // null while several are possible
 };
 [[nodiscard]] Expected expected_after(const Scope* context, std::span<const Word> words);

@@ -2,60 +2,40 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "framework/base/xlog.h"
 
 namespace {
 
-constexpr std::uint32_t ANY = std::numeric_limits<std::uint32_t>::max();
-
-constexpr Argument number(std::string_view name, std::uint32_t lowest, std::uint32_t highest,
-                          std::string_view help, Beside beside = Beside::NOTHING) {
-  return {name, ArgumentSyntax::NUMBER, lowest, highest, {}, beside, help};
-}
-constexpr Argument one_of(std::string_view name, std::string_view choices, std::string_view help) {
-  return {name, ArgumentSyntax::CHOICE, 0, 0, choices, Beside::NOTHING, help};
-}
-constexpr Argument text(std::string_view name, std::string_view help,
-                        Beside beside = Beside::NOTHING) {
-  return {name, ArgumentSyntax::TEXT, 0, 0, {}, beside, help};
-}
-
 constexpr std::array ARGUMENTS{
-    one_of("SWITCH", "off|on", "off or on"),
-    one_of("ACTION", "deny|permit", "what becomes of a packet that the rule matches"),
-    number("ACL", 0, ANY, "number of an access control list"),
-    number("RULE", 0, ANY, "number of a rule; lower ones come first"),
-    number("TYPE", 0, 1, "type of an access control list"),
-    number("MODE", 0, 4, "scheduling mode of the queues"),
-    number("ALGORITHM", 0, 3, "scheduling algorithm of the queues"),
-    number("WEIGHT", 0, ANY, "weight of a queue, for queues 0 to 3"),
-    number("PRIORITY", 0, 7, "802.1p priority"),
-    number("QUEUE", 0, 7, "egress queue"),
-    number("DSCP", 0, 63, "differentiated services code point"),
-    number("TWO-BIT", 0, 3, "two-bit value"),
-    number("VALUE", 0, ANY, "value kept for the interface"),
-    number("NUMBER", 0, ANY, "a number; the daemon gives it no meaning"),
-    number("VLAN", 1, 4094, "VLAN id"),
-    text("NAME", "name of a time range"),
-    text("INTERFACE", "name of a port or aggregate"),
-    text("TEXT", "text, in double quotes when it has blanks"),
-    // Of commands, not of statements.
-    number("N", 1, ANY, "number of a checkpoint; 1 is the newest", Beside::CHECKPOINTS),
-    number("SECONDS", 1, 86400, "time to confirm a change in"),
-    text("FILE", "name of a file", Beside::FILES),
-    text("TOPIC", "a command, a statement or a match field", Beside::TOPICS),
+    choice_argument("SWITCH", "off|on", "off or on"),
+    choice_argument("ACTION", "deny|permit", "what becomes of a packet that the rule matches"),
+    number_argument("ACL", 0, ANY_NUMBER, "number of an access control list"),
+    number_argument("RULE", 0, ANY_NUMBER, "number of a rule; lower ones come first"),
+    number_argument("TYPE", 0, 1, "type of an access control list"),
+    number_argument("MODE", 0, 4, "scheduling mode of the queues"),
+    number_argument("ALGORITHM", 0, 3, "scheduling algorithm of the queues"),
+    number_argument("WEIGHT", 0, ANY_NUMBER, "weight of a queue, for queues 0 to 3"),
+    number_argument("PRIORITY", 0, 7, "802.1p priority"),
+    number_argument("QUEUE", 0, 7, "egress queue"),
+    number_argument("DSCP", 0, 63, "differentiated services code point"),
+    number_argument("TWO-BIT", 0, 3, "two-bit value"),
+    number_argument("VALUE", 0, ANY_NUMBER, "value kept for the interface"),
+    number_argument("NUMBER", 0, ANY_NUMBER, "a number; the daemon gives it no meaning"),
+    number_argument("VLAN", 1, 4094, "VLAN id"),
+    text_argument("NAME", "name of a time range"),
+    text_argument("INTERFACE", "name of a port or aggregate"),
+    text_argument("TEXT", "text, in double quotes when it has blanks"),
 };
 
-const Argument* find_argument(std::string_view name) {
+}  // namespace
+
+const Argument& argument_named(std::string_view name) {
   const auto* const at = std::find_if(ARGUMENTS.begin(), ARGUMENTS.end(),
                                       [name](const Argument& a) { return a.name == name; });
   XLOG_ASSERT(at != ARGUMENTS.end(), "argument " + std::string(name));
-  return at;
+  return *at;
 }
-
-}  // namespace
 
 std::vector<PatternElement> parse_pattern(std::string_view pattern) {
   std::vector<PatternElement> elements;
@@ -72,7 +52,7 @@ std::vector<PatternElement> parse_pattern(std::string_view pattern) {
     } else if (word.ends_with("...")) {
       elements.push_back({PatternElement::Kind::FIELDS, word, nullptr, optional});
     } else {
-      elements.push_back({PatternElement::Kind::ARGUMENT, word, find_argument(word), optional});
+      elements.push_back({PatternElement::Kind::ARGUMENT, word, &argument_named(word), optional});
     }
   }
   return elements;
@@ -121,6 +101,7 @@ std::string argument_syntax(const Argument& argument) {
       }
       return words;
     }
+    case ArgumentSyntax::SECONDS:
     case ArgumentSyntax::TEXT:
       break;
   }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,13 +12,28 @@
 
 #include "tools/policyctl/language/entry_kind.h"
 
-// What there is beside the switch that an argument may name.
-enum class Beside : std::uint8_t { NOTHING, FILES, TOPICS, CHECKPOINTS };
+// What an argument of a command names, beside what the switch has; completion goes
+// by it.
+enum class Named : std::uint8_t {
+  NOTHING,
+  FILES,
+  TOPICS,
+  CHECKPOINTS,
+  SIDES,    // of a comparison: a file, a checkpoint, the switch
+  FORMATS,  // that can be imported
+  // Several words, which have one of some forms:
+  SELECTIONS,  // parts of a configuration
+  USED,        // what bindings use
+  MADE,        // what the operator makes and deletes
+  EDITED,      // the same, what is bound, and to what
+  HEADS,       // what the operator makes statements stand below
+};
 
 enum class ArgumentSyntax : std::uint8_t {
-  NUMBER,  // decimal, `lowest` to `highest`
-  CHOICE,  // one of `choices`, joined by '|'; its value is its place among them, from 0
-  TEXT,    // any word
+  NUMBER,   // decimal, `lowest` to `highest`
+  SECONDS,  // a decimal fraction; the limits are milliseconds
+  CHOICE,   // one of `choices`, joined by '|'; its value is its place among them, from 0
+  TEXT,     // any word
 };
 
 struct Argument {
@@ -26,9 +42,26 @@ struct Argument {
   std::uint32_t lowest;  // of NUMBER
   std::uint32_t highest;
   std::string_view choices;  // of CHOICE
-  Beside beside;
+  Named names;
   std::string_view help;
 };
+inline constexpr std::uint32_t ANY_NUMBER = std::numeric_limits<std::uint32_t>::max();
+constexpr Argument number_argument(std::string_view name, std::uint32_t lowest,
+                                   std::uint32_t highest, std::string_view help,
+                                   Named names = Named::NOTHING) {
+  return {name, ArgumentSyntax::NUMBER, lowest, highest, {}, names, help};
+}
+constexpr Argument seconds_argument(std::uint32_t lowest_ms, std::uint32_t highest_ms) {
+  return {"SECONDS", ArgumentSyntax::SECONDS, lowest_ms, highest_ms, {}, Named::NOTHING, {}};
+}
+constexpr Argument choice_argument(std::string_view name, std::string_view choices,
+                                   std::string_view help) {
+  return {name, ArgumentSyntax::CHOICE, 0, 0, choices, Named::NOTHING, help};
+}
+constexpr Argument text_argument(std::string_view name, std::string_view help,
+                                 Named names = Named::NOTHING) {
+  return {name, ArgumentSyntax::TEXT, 0, 0, {}, names, help};
+}
 
 struct PatternElement {
   enum class Kind : std::uint8_t { LITERAL, ARGUMENT, FIELDS } kind;
@@ -54,6 +87,8 @@ struct Statement {
 // The kind whose entries on the switch an argument may name; null: none.
 [[nodiscard]] const EntryKind* kind_named_by(const Argument& argument);
 [[nodiscard]] std::span<const Statement> statements_of(const EntryKind& kind);
+// The argument of that name in patterns of statements; there must be one.
+[[nodiscard]] const Argument& argument_named(std::string_view name);
 // The elements of another pattern, which must outlive them; its arguments must be
 // of the table.
 [[nodiscard]] std::vector<PatternElement> parse_pattern(std::string_view pattern);

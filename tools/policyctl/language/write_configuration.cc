@@ -52,6 +52,7 @@ void append_argument(std::string& line, const PatternElement& element, Arguments
     case ArgumentSyntax::CHOICE:
       line += choice(*element.argument, arguments.number());
       return;
+    case ArgumentSyntax::SECONDS:  // of commands alone
     case ArgumentSyntax::TEXT:
       // Descriptions look alike, names look like names.
       line += element.word == "TEXT" ? as_quoted_word(arguments.text()) : as_word(arguments.text());

@@ -8,7 +8,6 @@
 #include "tools/policyctl/entries/time_range.h"
 #include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
-#include "tools/policyctl/render/topics.h"
 
 namespace {
 
@@ -28,11 +27,8 @@ class Offering {
   }
   void offer_argument(const Expected& expected) {
     offer_all(expected.argument->choices);
-    if (expected.argument->beside == Beside::TOPICS) {
-      for (const std::string& topic : language_topics()) offer(topic);
-    }
     const EntryKind* const kind = kind_named_by(*expected.argument);
-    if (kind != nullptr) offer_entries(*kind, expected.acl);
+    if (kind != nullptr) offer_entries(*kind, expected.above.value_or(0));
   }
   void offer_fields() {
     for (const MatchField& field : match_fields()) offer(field.name, field.help);

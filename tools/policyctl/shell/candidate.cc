@@ -139,11 +139,10 @@ void Candidate::delete_bindings(const EntryKind& head, const EntryKey& key) {
   _is_edited = true;
 }
 
-void Candidate::delete_binding(const EntryKind& kind, std::uint32_t acl, std::uint32_t rule) {
-  const EntryKey key = element_key(_open_key, {acl, rule});
+void Candidate::delete_binding(const EntryKind& kind, const EntryKey& key) {
   if (*kind.facts().change == HowChanged::ORDERED) {
     Elements here = elements_of(_configuration.find(kind, _open_key));
-    if (std::erase(here, Element{acl, rule}) > 0) {
+    if (std::erase(here, element_of(key)) > 0) {
       put_elements(_configuration, kind, _open_key, here);
       _is_edited = true;
       return;

@@ -45,8 +45,8 @@ class Candidate {
   void delete_object(const ObjectName& object, bool cascade);
   // All that is bound to an interface or VLAN.
   void delete_bindings(const EntryKind& head, const EntryKey& key);
-  // Of the open interface or VLAN: a filter or a remark of that rule.
-  void delete_binding(const EntryKind& kind, std::uint32_t acl, std::uint32_t rule);
+  // One that is bound to the open interface or VLAN.
+  void delete_binding(const EntryKind& kind, const EntryKey& key);
 
  private:
   void merge(const Entries& said);

@@ -12,7 +12,6 @@
 #include "tools/policyctl/change/read_switch.h"
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/checkpoint_commands.h"
-#include "tools/policyctl/entries/acl.h"
 #include "tools/policyctl/entries/selection.h"
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/statement_candidates.h"
@@ -21,6 +20,7 @@
 #include "tools/policyctl/render/print_plan.h"
 #include "tools/policyctl/render/print_uses.h"
 #include "tools/policyctl/render/topics.h"
+#include "tools/policyctl/shell/shell_forms.h"
 
 namespace {
 
@@ -64,14 +64,13 @@ std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
 }
 
 // A first word that begins neither a statement nor a command.
-std::optional<Fault> unknown_beginning(const Word& word, const Scope* context,
-                                       const CommandForms& forms) {
+std::optional<Fault> unknown_beginning(const Word& word, const Scope* context) {
   const std::vector<std::string_view> known = literals_at(candidates(context, {}, 0), 0);
   if (std::find(known.begin(), known.end(), word.text) != known.end()) return std::nullopt;
   NearestName nearest(word.text);
   for (const std::string_view each : known) nearest.consider(each);
   Expected commands;
-  forms.expect_after(context, {}, commands);
+  shell_forms().expect_after(context, {}, commands);
   for (const std::string_view each : commands.literals) nearest.consider(each);
   if (nearest.name().empty()) return std::nullopt;
   return fault_at(word, quoted_for_fault(word.text) + " is no command and begins no statement.",
@@ -81,10 +80,7 @@ std::optional<Fault> unknown_beginning(const Word& word, const Scope* context,
 }  // namespace
 
 Shell::Shell(const Context& context, Lines lines)
-    : _context(context),
-      _forms(shell_commands()),
-      _help(_candidate, _forms),
-      _is_attended(lines == Lines::TYPED) {
+    : _context(context), _help(_context, _candidate), _is_attended(lines == Lines::TYPED) {
   _context.where = Where::SHELL;
 }
 
@@ -111,11 +107,10 @@ std::string Shell::prompt() const {
 
 ExitStatus Shell::run_line(std::string_view line, std::size_t number) {
   _line_number = number;
-  _status = ExitStatus::DONE;
   const SignalsKept signals;
-  const ExitStatus thrown = run_reporting(_context, [this, line] { return enter(line); });
+  const ExitStatus status = run_reporting(_context, [this, line] { return enter(line); });
   if (!_is_over && !line.starts_with("quit") && !line.starts_with("exit")) _was_warned = false;
-  return thrown == ExitStatus::DONE ? _status : thrown;
+  return status;
 }
 
 ExitStatus Shell::enter(std::string_view line) {
@@ -125,19 +120,22 @@ ExitStatus Shell::enter(std::string_view line) {
   if (words.all().empty()) return ExitStatus::DONE;
   const Word& first = words.all()[0];
   const Scope* const context = _candidate.context();
-  const bool opens_acl = first.text == "acl" && words.all().size() == 2;
-  const bool is_command =
-      _forms.begin_with(first.text, context) && !first.quoted && (first.text != "acl" || opens_acl);
-  if (!is_command) {
-    std::optional<Fault> unknown = unknown_beginning(first, context, _forms);
-    if (unknown) return report({*unknown}, line);
-    return report(_candidate.enter(line), line);
-  }
-  FormMatch match;
-  const std::optional<Fault> fault = _forms.match(context, words.all(), match);
-  if (fault) return report({*fault}, line);
-  match.form->run(*this, match);
-  return ExitStatus::DONE;
+  const bool is_command = shell_forms().begin_with(first.text, context) && !first.quoted;
+  std::size_t form = 0;
+  const std::optional<Fault> misfit = shell_forms().match(context, words.all(), form);
+  if (is_command && !misfit) return run_command(form, words.all());
+  // What opens a list begins as the statement that makes one.
+  const bool may_be_statement = !candidates(context, words.all(), 1).empty();
+  if (is_command && !may_be_statement) return report({*misfit}, line);
+  std::optional<Fault> unknown = unknown_beginning(first, context);
+  if (unknown) return report({*unknown}, line);
+  return report(_candidate.enter(line), line);
+}
+
+ExitStatus Shell::run_command(std::size_t form, std::span<const Word> words) {
+  Call call = shell_call(_context, form, words);
+  call.shell = this;
+  return call.command.run(call);
 }
 
 ExitStatus Shell::report(const std::vector<Fault>& faults, std::string_view line) {
@@ -160,31 +158,39 @@ bool Shell::may_leave() {
   return false;
 }
 
-void Shell::open_acl(std::uint32_t number) {
-  if (_candidate.open(ACL, key_of(number))) return;
-  throw Failure(ExitStatus::REFUSED, "there is no acl " + std::to_string(number) + " here.",
-                "Make one with 'acl " + std::to_string(number) + " type TYPE'.");
+ExitStatus Shell::open(const std::vector<std::string>& head) {
+  const ObjectName object = parse_object(Named::HEADS, head);
+  if (_candidate.open(*object.kind, object.key)) return ExitStatus::DONE;
+  throw Failure(
+      ExitStatus::REFUSED, "there is no " + object.name() + " here.",
+      "Make one with '" + std::string(statements_of(*object.kind).front().pattern) + "'.");
 }
 
-void Shell::exit() {
-  if (_candidate.context() == &TOP_LEVEL) return quit();
+ExitStatus Shell::top() {
   _candidate.leave();
+  return ExitStatus::DONE;
 }
 
-void Shell::quit() {
+ExitStatus Shell::exit() {
+  return _candidate.context() == &TOP_LEVEL ? quit() : top();
+}
+
+ExitStatus Shell::quit() {
   _is_over = may_leave();
+  return ExitStatus::DONE;
 }
 
-void Shell::compare() {
+ExitStatus Shell::compare() {
   const auto session = _context.connect();
   const SwitchConfiguration now = read_present(*session);
   Difference merged =
       carry_over(_candidate.base(), _candidate.configuration(), now, OnClash::REFUSE);
   if (!merged.clashes.empty()) throw conflict_failure(merged.clashes);
   print_plan(_context.out, Plan(now, std::move(merged.target)), _context.out_is_terminal);
+  return ExitStatus::DONE;
 }
 
-void Shell::update() {
+ExitStatus Shell::update() {
   const auto session = _context.connect();
   const SwitchConfiguration now = read_switch_for(*session, {});
   Difference carried =
@@ -194,13 +200,14 @@ void Shell::update() {
   _candidate.start_from(now);
   if (had_edits) _candidate.become(std::move(carried.target));
   _context.out << "The candidate is what the switch is, with your edits.\n";
-  if (carried.clashes.empty()) return;
+  if (carried.clashes.empty()) return ExitStatus::DONE;
   std::string names;
   for (const std::string& name : carried.clashes) names += (names.empty() ? "" : ", ") + name;
   _context.out << "Left as somebody else made it: " << names << ".\n";
+  return ExitStatus::DONE;
 }
 
-void Shell::commit(std::uint32_t confirm_s) {
+ExitStatus Shell::commit(std::uint32_t confirm_s) {
   const StateDirectory directory(_context.place);
   std::unique_ptr<SwitchSession> session;
   before_change([&] { session = _context.connect(); });
@@ -215,29 +222,20 @@ void Shell::commit(std::uint32_t confirm_s) {
   ChangeReport report =
       change_to_confirm(_context, *session, directory, plan, {"commit", confirm_s});
   if (report.is_made) _candidate.set_committed(plan.target());
-  _status = print_report(_context, "commit", report);
+  return print_report(_context, "commit", report);
 }
 
-void Shell::confirm() {
-  _status = confirm_command(_context);
-}
-
-void Shell::recover() {
-  _status = recover_command(_context);
-}
-
-void Shell::roll_back(std::uint32_t checkpoint) {
+ExitStatus Shell::roll_back(std::uint32_t checkpoint) {
   if (checkpoint == 0) {
     start_over();
     _context.out << "The candidate is what the switch is.\n";
-    return;
+    return ExitStatus::DONE;
   }
   const std::string text = read_checkpoint(StateDirectory(_context.place), checkpoint);
   ReadConfiguration read = read_configuration(text);
   const SourceText source{"checkpoint:" + std::to_string(checkpoint), text};
   if (!read.faults.empty()) {
-    _status = report_faults(_context, source, read.faults);
-    return;
+    return report_faults(_context, source, read.faults);
   }
   start_over();
   const std::string left_out = leave_gone_out(read, _candidate.base());
@@ -245,36 +243,39 @@ void Shell::roll_back(std::uint32_t checkpoint) {
       complete(std::move(read.configuration), _candidate.base(), Unnamed::REMOVED);
   const std::vector<Fault> faults = faults_at_switch(read.places, _candidate.base(), target);
   if (!faults.empty()) {
-    _status = report_faults(_context, source, faults);
-    return;
+    return report_faults(_context, source, faults);
   }
   _candidate.become(std::move(target));
   _context.out << "The candidate is what the switch was at checkpoint " << checkpoint << ".\n";
   if (!left_out.empty()) _context.out << left_out << '\n';
+  return ExitStatus::DONE;
 }
 
-void Shell::show(const std::vector<std::string>& what) {
+ExitStatus Shell::show(const std::vector<std::string>& what) {
   const Selection selection = Selection::parse(what);
   SwitchConfiguration configuration = _candidate.configuration();
   selection.drop_other_parts(configuration);
   selection.require(configuration, IN_THE_CANDIDATE);
   selection.narrow(configuration);
   _context.out << write_configuration(configuration);
+  return ExitStatus::DONE;
 }
 
-void Shell::who_uses(const ObjectName& object) {
+ExitStatus Shell::who_uses(const ObjectName& object) {
   require_object(object, _candidate.configuration(), IN_THE_CANDIDATE);
   const std::vector<ObjectUse> uses = uses_of(object, _candidate.configuration());
   if (uses.empty()) _context.out << object.name() << " is not in use.\n";
   print_uses(_context.out, uses);
+  return ExitStatus::DONE;
 }
 
-void Shell::save(const std::string& file) {
+ExitStatus Shell::save(const std::string& file) {
   write_file(_context, file, write_configuration(_candidate.configuration()));
   if (file != "-") _context.out << "Saved to " << file << ".\n";
+  return ExitStatus::DONE;
 }
 
-void Shell::load(const std::string& file) {
+ExitStatus Shell::load(const std::string& file) {
   const SourceText source = read_source(file);
   ReadConfiguration read = read_configuration(source.text);
   std::vector<Fault> faults = std::move(read.faults);
@@ -285,14 +286,14 @@ void Shell::load(const std::string& file) {
     faults = faults_at_switch(read.places, here, target);
   }
   if (!faults.empty()) {
-    _status = report_faults(_context, source, faults);
-    return;
+    return report_faults(_context, source, faults);
   }
   _candidate.become(std::move(target));
   _context.out << "Loaded " << file << ".\n";
+  return ExitStatus::DONE;
 }
 
-void Shell::check() {
+ExitStatus Shell::check() {
   const SwitchConfiguration& candidate = _candidate.configuration();
   const std::string text = write_configuration(candidate);
   const ReadConfiguration read = read_configuration(text);
@@ -300,26 +301,36 @@ void Shell::check() {
   const std::vector<Fault> unbound = use_faults(read.places, candidate, true);
   faults.insert(faults.end(), unbound.begin(), unbound.end());
   if (!faults.empty()) {
-    _status = report_faults(_context, {"candidate", text}, faults);
-    return;
+    return report_faults(_context, {"candidate", text}, faults);
   }
   _context.out << "The candidate has no faults.\n";
+  return ExitStatus::DONE;
 }
 
-void Shell::list_checkpoints() {
-  _status = checkpoints_command(_context);
+ExitStatus Shell::remove(const std::vector<std::string>& entry, bool cascade) {
+  const ObjectName object =
+      parse_object(Named::EDITED, entry, _candidate.context(), _candidate.open_key());
+  if (*object.kind->facts().presence == Presence::OUTSIDE) {
+    _candidate.delete_bindings(*object.kind, object.key);
+  } else if (used_kind(*object.kind) != nullptr) {
+    _candidate.delete_binding(*object.kind, object.key);
+  } else {
+    _candidate.delete_object(object, cascade);
+  }
+  return ExitStatus::DONE;
 }
 
-void Shell::explain(const std::vector<std::string>& topic) {
-  const std::string commands = help_on_forms(_forms.beginning_with(topic));
+ExitStatus Shell::explain(const std::vector<std::string>& topic) {
+  const std::string commands = help_on_forms(shell_forms().beginning_with(topic));
   if (!topic.empty()) {
     const std::optional<std::string> text = help_on(topic);
     if (!text && commands.empty()) refuse_topic(topic);
     _context.out << commands << (text && !commands.empty() ? "\n" : "") << text.value_or("");
-    return;
+    return ExitStatus::DONE;
   }
   _context.out << "Statements edit the candidate; see 'help statements'. Commands:\n\n"
                << commands
                << "\nTAB completes the word, '?' tells what may follow, Ctrl-R searches the lines "
                   "typed before.\n";
+  return ExitStatus::DONE;
 }

@@ -3,13 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tools/policyctl/commands/context.h"
-#include "tools/policyctl/language/command_forms.h"
 #include "tools/policyctl/shell/candidate.h"
 #include "tools/policyctl/shell/shell_help.h"
 
@@ -35,44 +34,36 @@ class Shell {
   // told, when there is something to commit; true when asked again.
   bool may_leave();
 
-  // The commands. Each throws Failure.
-  void open_acl(std::uint32_t number);
-  void exit();
-  void top() { _candidate.leave(); }
-  void quit();
-  void compare();
-  // Carries the edits over to what the switch is now; where others changed the same, their
-  // change stays.
-  void update();
-  void commit(std::uint32_t confirm_s);
-  void confirm();
-  void recover();
-  void roll_back(std::uint32_t checkpoint);
-  void show(const std::vector<std::string>& what);
-  void who_uses(const ObjectName& object);
-  void save(const std::string& file);
-  void load(const std::string& file);
-  void check();
-  void list_checkpoints();
-  void explain(const std::vector<std::string>& topic);
+  // The commands, as commands() tells of them. Each throws Failure.
+  ExitStatus open(const std::vector<std::string>& head);
+  ExitStatus exit();
+  ExitStatus top();
+  ExitStatus quit();
+  ExitStatus compare();
+  ExitStatus update();
+  ExitStatus commit(std::uint32_t confirm_s);
+  ExitStatus roll_back(std::uint32_t checkpoint);
+  ExitStatus show(const std::vector<std::string>& what);
+  ExitStatus who_uses(const ObjectName& object);
+  ExitStatus save(const std::string& file);
+  ExitStatus load(const std::string& file);
+  ExitStatus check();
+  ExitStatus remove(const std::vector<std::string>& entry, bool cascade);
+  ExitStatus explain(const std::vector<std::string>& topic);
   [[nodiscard]] Candidate& candidate() { return _candidate; }
 
  private:
   [[nodiscard]] SwitchConfiguration read_present(SwitchSession& session);
   ExitStatus enter(std::string_view line);
+  ExitStatus run_command(std::size_t form, std::span<const Word> words);
   ExitStatus report(const std::vector<Fault>& faults, std::string_view line);
 
   Context _context;
   Candidate _candidate;
-  const CommandForms& _forms;
   ShellHelp _help;
   std::string _policyd;  // the instance that the candidate was read from
   bool _is_attended;
   std::size_t _line_number = 0;  // of the line that runs
-  ExitStatus _status = ExitStatus::DONE;
   bool _is_over = false;
   bool _was_warned = false;  // of edits that are not committed
 };
-
-// The commands, each with its forms.
-[[nodiscard]] const CommandForms& shell_commands();

@@ -2,24 +2,27 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
+#include "tools/policyctl/commands/argument_offers.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/render/file_offers.h"
 #include "tools/policyctl/render/topics.h"
+#include "tools/policyctl/shell/shell_forms.h"
 
 namespace {
 
 constexpr std::size_t MOST_LISTED = 60;
 
 // A line up to the cursor: whole words, and the one that is being typed.
-struct Typed {
+struct TypedLine {
   Words words;
   std::span<const Word> before;
   std::string_view partial;
 };
 
 // None within quotes and comments, where nothing can be told.
-bool split(std::string_view line, Typed& typed) {
+bool split(std::string_view line, TypedLine& typed) {
   if (typed.words.split(line)) return false;
   typed.before = typed.words.all();
   if (typed.before.empty()) return line.find_first_not_of(" \t") == std::string_view::npos;
@@ -58,22 +61,35 @@ std::string listing_of(const std::vector<Offer>& offers) {
 
 Expected ShellHelp::expected(std::span<const Word> words) const {
   Expected expected = expected_after(_candidate.context(), words);
-  _forms.expect_after(_candidate.context(), words, expected);
-  const bool names_acl =
-      std::any_of(words.begin(), words.end(), [](const Word& word) { return word.text == "acl"; });
-  if (!names_acl) expected.acl = _candidate.open_key().numbers[0];
+  shell_forms().expect_after(_candidate.context(), words, expected);
+  if (!expected.above) expected.above = _candidate.open_key().numbers[0];
   return expected;
 }
 
-std::vector<Offer> ShellHelp::all_offers(const Expected& expected, std::string_view partial) const {
-  if (expected.argument != nullptr && expected.argument->beside == Beside::FILES) {
-    return file_offers(partial);
+// Nobody is there to be told of what cannot be found out.
+std::vector<Offer> ShellHelp::beside_the_switch(const Expected& expected,
+                                                std::string_view partial) const {
+  if (expected.argument == nullptr) return {};
+  if (expected.argument->names == Named::FILES) return file_offers(partial);
+  try {
+    std::vector<Offer> offers = argument_offers(_context, *expected.argument);
+    std::erase_if(offers, [&](const Offer& offer) { return !offer.word.starts_with(partial); });
+    return offers;
+  } catch (const Failure&) {
+    return {};
   }
-  return offers(expected, partial, _candidate.configuration());
+}
+
+std::vector<Offer> ShellHelp::all_offers(const Expected& expected, std::string_view partial) const {
+  std::vector<Offer> all = beside_the_switch(expected, partial);
+  for (Offer& offer : offers(expected, partial, _candidate.configuration())) {
+    all.push_back(std::move(offer));
+  }
+  return all;
 }
 
 LineHelp::Completed ShellHelp::complete(std::string_view before) const {
-  Typed typed;
+  TypedLine typed;
   if (!split(before, typed)) return {};
   const std::vector<Offer> all = all_offers(expected(typed.before), typed.partial);
   if (all.empty()) return {};
@@ -91,9 +107,9 @@ std::string ShellHelp::keyword_help(std::span<const Word> words, std::string_vie
   longer.push_back({keyword, 1, keyword.size(), false});
   const std::vector<const Statement*> open =
       candidates(_candidate.context(), longer, longer.size());
-  const bool is_command = _forms.begin_with(longer[0].text, _candidate.context());
+  const bool is_command = shell_forms().begin_with(longer[0].text, _candidate.context());
   if (open.size() == 1 && longer.size() > 1) return std::string(open.front()->help);
-  const std::string_view help = _forms.help_of(_candidate.context(), longer);
+  const std::string_view help = shell_forms().help_of(_candidate.context(), longer);
   if (is_command && open.empty() && !help.empty()) return std::string(help);
   if (open.size() == 1) return std::string(open.front()->help);
   std::string next;
@@ -105,9 +121,9 @@ std::string ShellHelp::keyword_help(std::span<const Word> words, std::string_vie
 
 std::string ShellHelp::problem_of(std::span<const Word> words) const {
   std::optional<Fault> fault;
-  if (_forms.begin_with(words[0].text, _candidate.context())) {
-    FormMatch match;
-    fault = _forms.match(_candidate.context(), words, match);
+  if (shell_forms().begin_with(words[0].text, _candidate.context())) {
+    std::size_t form = 0;
+    fault = shell_forms().match(_candidate.context(), words, form);
   } else {
     StatementMatch match;
     fault = match.match(_candidate.context(), words);
@@ -116,7 +132,7 @@ std::string ShellHelp::problem_of(std::span<const Word> words) const {
 }
 
 std::string ShellHelp::explain(std::string_view before) const {
-  Typed typed;
+  TypedLine typed;
   if (!split(before, typed)) return {};
   const Expected next = expected(typed.before);
   std::vector<Offer> all = placeholders(next);

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/policyctl/language/command_forms.h"
+#include "tools/policyctl/commands/context.h"
 #include "tools/policyctl/render/offers.h"
 #include "tools/policyctl/shell/candidate.h"
 #include "tools/policyctl/shell/line_help.h"
@@ -13,20 +13,22 @@
 class ShellHelp : public LineHelp {
  public:
   // Both must outlive it.
-  ShellHelp(const Candidate& candidate, const CommandForms& forms)
-      : _candidate(candidate), _forms(forms) {}
+  ShellHelp(const Context& context, const Candidate& candidate)
+      : _context(context), _candidate(candidate) {}
 
   [[nodiscard]] Completed complete(std::string_view before) const override;
   [[nodiscard]] std::string explain(std::string_view before) const override;
 
  private:
   [[nodiscard]] Expected expected(std::span<const Word> words) const;
+  [[nodiscard]] std::vector<Offer> beside_the_switch(const Expected& expected,
+                                                     std::string_view partial) const;
   [[nodiscard]] std::vector<Offer> all_offers(const Expected& expected,
                                               std::string_view partial) const;
   [[nodiscard]] std::string keyword_help(std::span<const Word> words,
                                          std::string_view keyword) const;
   [[nodiscard]] std::string problem_of(std::span<const Word> words) const;
 
+  const Context& _context;
   const Candidate& _candidate;
-  const CommandForms& _forms;
 };

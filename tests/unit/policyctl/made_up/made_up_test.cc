@@ -48,7 +48,7 @@ TEST(MadeUpEntry, IsExplainedCompletedAndSelected) {
   Entries entries = with("mirror 1 queue 2\nmirror 4 queue 5\n");
   Selection::parse({"mirror", "4"}).narrow(entries);
   EXPECT_EQ(entries.of(MADE_UP).size(), 1U);
-  EXPECT_EQ(parse_object(object_forms(), {"mirror", "4"}).name(), "mirror 4");
+  EXPECT_EQ(parse_object(Named::MADE, {"mirror", "4"}).name(), "mirror 4");
 }
 
 TEST(MadeUpEntry, HasItsPlaceInJson) {
