@@ -1,5 +1,6 @@
 #include "platform/sif_tree_follower.h"
 
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -19,7 +20,7 @@ class SifTreeFollower::Life {
       : _follower(follower),
         _instance(instance),
         _client(&follower._sender),
-        _retry(follower._loop, [this] { follow(); }) {
+        _retry(follower._loop, [this] { or_try_again([this] { follow(); }); }) {
     follow();
   }
 
@@ -53,11 +54,13 @@ class SifTreeFollower::Life {
 
   void registered(const XrlError& error) {
     _in_flight = false;
-    if (error.is_okay()) {
-      read();
-    } else {
-      failed(error);
-    }
+    or_try_again([&] {
+      if (error.is_okay()) {
+        read();
+      } else {
+        failed(error);
+      }
+    });
   }
 
   void read() {
@@ -69,21 +72,25 @@ class SifTreeFollower::Life {
                                    const XrlAtomList* lagnames, const XrlAtomList* member_lags,
                                    const XrlAtomList* member_names) {
           _in_flight = false;
-          if (error.is_okay()) {
-            answered(*serial, {*names, *lagmembers, *lagnames, *member_lags, *member_names});
-          } else {
-            failed(error);
-          }
+          or_try_again([&] {
+            if (error.is_okay()) {
+              answered(*serial, {*names, *lagmembers, *lagnames, *member_lags, *member_names});
+            } else {
+              failed(error);
+            }
+          });
         }));
     if (!_in_flight) _retry.failed();
   }
 
   void answered(std::uint64_t serial, const SifTreeListRefs<const XrlAtomList>& lists) {
+    // A copy, since it may destroy the follower, this life included.
+    const TreeRead tree_read = _follower._tree_read;
     SifMgrIfTree tree;
     const std::string problem = read_sif_tree(lists, tree);
     if (!problem.empty()) {
-      warn("is refused: " + problem);
       _retry.failed();
+      warn("is refused: " + problem);
       return;
     }
     _retry.succeeded();
@@ -95,21 +102,32 @@ class SifTreeFollower::Life {
     } else if (_told_serial.has_value() && *_told_serial != serial) {
       read();
     }
-    // Last, and through a copy: it may destroy the follower, this life included.
-    const TreeRead tree_read = _follower._tree_read;
     tree_read(std::move(tree), first);
   }
 
   void failed(const XrlError& error) {
-    if (error.reached_target()) warn("is not to be had (" + error.str() + ")");
     _retry.failed();
+    if (error.reached_target()) warn("is not to be had (" + error.str() + ")");
+  }
+
+  // Where memory does not suffice for the step, what it did not come to follows
+  // later; nobody else would begin it again.
+  template <typename Step>
+  void or_try_again(Step step) {
+    const auto token = _lifeline.token();
+    try {
+      step();
+    } catch (const std::bad_alloc&) {
+      if (token->alive && !_in_flight) _retry.failed();
+    }
   }
 
   // Once until a tree was read; reading goes on.
   void warn(const std::string& problem) {
-    if (std::exchange(_warned, true)) return;
+    if (_warned) return;
     XLOG_WARNING("the interface tree of %s %s; the last one is kept", _instance.c_str(),
                  problem.c_str());
+    _warned = true;
   }
 
   SifTreeFollower& _follower;

@@ -21,10 +21,13 @@ IoInterest both(IoInterest a, IoInterest b) {
 
 }  // namespace
 
-Timer::Timer(EventLoop& loop, Callback callback) : _loop(loop), _callback(std::move(callback)) {}
+Timer::Timer(EventLoop& loop, Callback callback) : _loop(loop), _callback(std::move(callback)) {
+  _loop.make_room_for_timer();
+}
 
 Timer::~Timer() {
   cancel();
+  --_loop._living_timers;
 }
 
 void Timer::schedule_at(TimePoint when) {
@@ -136,6 +139,11 @@ void EventLoop::run_deferred() {
     remove_deferred(deferred);
     deferred._callback();
   }
+}
+
+void EventLoop::make_room_for_timer() {
+  if (_living_timers == _timers.capacity()) _timers.reserve(2 * _living_timers + 8);
+  ++_living_timers;
 }
 
 void EventLoop::arm(Timer& timer, TimePoint when) {

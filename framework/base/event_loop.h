@@ -63,7 +63,7 @@ class Timer {
   Timer(const Timer&) = delete;
   Timer& operator=(const Timer&) = delete;
 
-  // (Re)arms the timer: it runs once, in the first turn that begins at or
+  // (Re)arms the timer, which takes no memory: it runs once, in the first turn that begins at or
   // after `when`. Timers due in the same turn run in order of their time,
   // those of equal time in the order they were armed. A time already past
   // counts as the loop's now().
@@ -181,6 +181,8 @@ class EventLoop {
   void run_deferred();
   [[nodiscard]] TimePoint end_of_sleep() const;
 
+  // May throw std::bad_alloc, and then there is none.
+  void make_room_for_timer();
   void arm(Timer& timer, TimePoint when);
   void disarm(Timer& timer);
   void sift_up(std::size_t index);
@@ -199,7 +201,8 @@ class EventLoop {
   Network* _network;
   TimePoint _now;
   std::uint64_t _next_order = 0;
-  std::vector<Timer*> _timers;    // binary heap by (when, order)
+  std::vector<Timer*> _timers;    // binary heap by (when, order), with room for all that live
+  std::size_t _living_timers = 0;
   std::vector<Watch*> _watches;   // by descriptor, null where none
   Deferred* _deferred = nullptr;  // list in the order they were scheduled
   Deferred* _last_deferred = nullptr;

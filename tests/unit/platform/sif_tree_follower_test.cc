@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,20 @@ TEST_F(SifTreeFollowerTest, RegistersFirstAndReadsTheTreeThen) {
   ASSERT_EQ(_reads.size(), 1U);
   EXPECT_TRUE(_reads[0].first);
   EXPECT_EQ(_reads[0].tree.find("eth-0/1/1")->lagname(), "lag1");
+  EXPECT_EQ(_sender.waiting(), 0U);
+}
+
+TEST_F(SifTreeFollowerTest, ATreeThatMemoryDidNotSufficeForIsReadAgain) {
+  _on_read = [] { throw std::bad_alloc(); };
+  follow("sif-1", 1, tree_of({"lag1"}));
+  EXPECT_EQ(_sender.waiting(), 0U);
+  _on_read = nullptr;
+  _world.run_for(milliseconds(100));
+  EXPECT_EQ(_sender.only_text(), REGISTER);
+  _sender.answer();
+  _sender.answer(XrlError::OKAY(), tree_reply(1, tree_of({"lag1"})));
+  ASSERT_EQ(_reads.size(), 2U);
+  _world.run_for(seconds(10));
   EXPECT_EQ(_sender.waiting(), 0U);
 }
 
