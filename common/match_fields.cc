@@ -76,11 +76,32 @@ static_assert(std::is_sorted(FIELDS.begin(), FIELDS.end(),
                              }) &&
               FIELDS.back().number <= LAST_MATCH_FIELD);
 
-template <typename Predicate>
-const MatchField* find(Predicate wanted) {
-  const auto* const found = std::find_if(FIELDS.begin(), FIELDS.end(), wanted);
-  return found == FIELDS.end() ? nullptr : &*found;
-}
+// Of large configurations each word and each value asks which field it is: by its
+// number a field stands at a place of its own, by its name among those as long.
+constexpr auto BY_NUMBER = [] {
+  std::array<const MatchField*, LAST_MATCH_FIELD + 1> fields{};
+  for (const MatchField& field : FIELDS) fields[field.number] = &field;
+  return fields;
+}();
+
+constexpr auto BY_LENGTH = [] {
+  std::array<const MatchField*, FIELDS.size()> fields{};
+  std::transform(FIELDS.begin(), FIELDS.end(), fields.begin(),
+                 [](const MatchField& field) { return &field; });
+  std::sort(fields.begin(), fields.end(), [](const MatchField* a, const MatchField* b) {
+    return a->name.size() < b->name.size();
+  });
+  return fields;
+}();
+constexpr std::size_t LONGEST_NAME = BY_LENGTH.back()->name.size();
+
+// Where in BY_LENGTH the names of a length begin.
+constexpr auto BEGIN_OF_LENGTH = [] {
+  std::array<std::size_t, LONGEST_NAME + 2> begins{};
+  for (const MatchField* field : BY_LENGTH) ++begins[field->name.size() + 1];
+  for (std::size_t i = 1; i < begins.size(); ++i) begins[i] += begins[i - 1];
+  return begins;
+}();
 
 std::string bounds(const MatchField& field) {
   return std::to_string(field.lowest) + ".." + std::to_string(field.highest);
@@ -93,11 +114,15 @@ std::span<const MatchField> match_fields() {
 }
 
 const MatchField* find_match_field(std::string_view name) {
-  return find([name](const MatchField& field) { return field.name == name; });
+  if (name.size() > LONGEST_NAME) return nullptr;
+  for (std::size_t i = BEGIN_OF_LENGTH[name.size()]; i < BEGIN_OF_LENGTH[name.size() + 1]; ++i) {
+    if (BY_LENGTH[i]->name == name) return BY_LENGTH[i];
+  }
+  return nullptr;
 }
 
 const MatchField* find_match_field(std::uint32_t number) {
-  return find([number](const MatchField& field) { return field.number == number; });
+  return number < BY_NUMBER.size() ? BY_NUMBER[number] : nullptr;
 }
 
 std::string match_value_syntax(const MatchField& field) {

@@ -181,11 +181,58 @@ std::string interfaces_problem(std::string_view text) {
   return {};
 }
 
+constexpr std::uint32_t IPV4_BITS = 32;
+constexpr std::uint32_t IPV6_BITS = 128;
+
+// Whether `text` is a number that the field takes, and which.
+bool is_number_of(const MatchField& field, std::string_view text, std::uint32_t& number) {
+  constexpr std::size_t MOST_DIGITS = 9;  // fewer than any overflow takes
+  if (text.empty() || text.size() > MOST_DIGITS || (text.size() > 1 && text[0] == '0'))
+    return false;
+  number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') return false;
+    number = 10 * number + static_cast<std::uint32_t>(c - '0');
+  }
+  return number >= field.lowest && number <= field.highest;
+}
+
+// Nearly all values that there are, in little time: large configurations have millions,
+// and nothing is to be said of them. False: it is to be looked at closely.
+bool is_plainly_right(const MatchField& field, std::string_view value) {
+  std::uint32_t low = 0;
+  std::uint32_t high = 0;
+  switch (field.syntax) {
+    case MatchSyntax::NUMBER:
+      return is_number_of(field, value, low);
+    case MatchSyntax::RANGE: {
+      const std::size_t dash = value.find('-');
+      if (dash == std::string_view::npos) return is_number_of(field, value, low);
+      return is_number_of(field, value.substr(0, dash), low) &&
+             is_number_of(field, value.substr(dash + 1), high) && low < high;
+    }
+    case MatchSyntax::IPV4_PREFIX: {
+      const std::size_t slash = value.rfind('/');
+      IPv4 address;
+      if (slash == std::string_view::npos || !IPv4::parse(value.substr(0, slash), address)) {
+        return false;
+      }
+      const std::optional<std::uint32_t> length = decimal(value.substr(slash + 1));
+      return length && *length <= IPV4_BITS && network_of(address, *length) == address;
+    }
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
+bool is_match_value(const MatchField& field, std::string_view value) {
+  return is_plainly_right(field, value) || match_value_problem(field, value).empty();
+}
+
 std::string match_value_problem(const MatchField& field, std::string_view value) {
-  constexpr std::uint32_t IPV4_BITS = 32;
-  constexpr std::uint32_t IPV6_BITS = 128;
+  if (is_plainly_right(field, value)) return {};
   switch (field.syntax) {
     case MatchSyntax::MAC:
       return mac_problem(value);

@@ -17,6 +17,9 @@
 //   "'70000' is no number 0..65535."
 [[nodiscard]] std::string match_value_problem(const MatchField& field, std::string_view value);
 
+// Whether nothing is wrong with `value`.
+[[nodiscard]] bool is_match_value(const MatchField& field, std::string_view value);
+
 // `number`, at most 0xffff, as HEX and BITS write it: "0x0800".
 [[nodiscard]] std::string match_hex(std::uint32_t number);
 
