@@ -49,9 +49,7 @@ std::string text(const Configuration& configuration) {
 
 // As a journal keeps it.
 WantedConfiguration through_text(const Entries& configuration) {
-  std::string text;
-  append_configuration(text, configuration, Bare::WRITTEN);
-  return read_configuration(text).configuration;
+  return read_configuration(write_configuration(configuration, Bare::WRITTEN)).configuration;
 }
 
 void expect_undone(NaivePolicyd& policyd, const Touched& touched, const Configuration& before) {

@@ -54,10 +54,12 @@ void keep_checkpoint(const StateDirectory& directory, const SwitchConfiguration&
                      const std::string& why) {
   const std::vector<std::uint64_t> serials = serials_in(directory);
   const std::uint64_t serial = serials.empty() ? 1 : serials.back() + 1;
-  directory.write(file_name(serial),
-                  std::string(CHECKPOINT_HEAD) + local_time() + ", " + on_one_line(why) + "\n" +
-                      std::string(knows_bindings(configuration) ? "" : NOTHING_BOUND_IS_KNOWN) +
-                      write_configuration(configuration));
+  directory.write(file_name(serial), [&](Draft& draft) {
+    draft.append(std::string(CHECKPOINT_HEAD) + local_time() + ", " + on_one_line(why) + "\n");
+    if (!knows_bindings(configuration)) draft.append(NOTHING_BOUND_IS_KNOWN);
+    write_configuration(configuration, Bare::LEFT_OUT,
+                        [&draft](std::string_view piece) { draft.append(piece); });
+  });
   if (serials.size() < MOST_CHECKPOINTS) return;
   for (std::size_t i = 0; i <= serials.size() - MOST_CHECKPOINTS; ++i) {
     directory.remove(file_name(serials[i]));

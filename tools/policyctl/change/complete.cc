@@ -46,7 +46,7 @@ void complete_map(EntryMap& wanted, const EntryMap& present) {
   for (const auto& [key, value] : present) {
     while (at != wanted.end() && at->first < key) ++at;
     if (at == wanted.end() || at->first != key) {
-      wanted.emplace_hint(at, key, value);
+      at = std::next(wanted.try_emplace(key, value).first);
     } else if (at->second == value) {
       at->second = value;
     }

@@ -308,8 +308,8 @@ class CarryingOver {
     });
     if (_keeps_theirs && _result.clashes.size() > clashes) return;
     for_each_child(kind, [&](const EntryKind& child) {
-      std::erase_if(_result.target.of(child),
-                    [&](const auto& entry) { return key_above(child, entry.first) == key; });
+      _result.target.of(child).erase_if(
+          [&](const MapEntry& entry) { return key_above(child, entry.first) == key; });
     });
     _result.target.erase(kind, key);
   }
@@ -370,9 +370,8 @@ class CarryingOver {
       return used == nullptr ? !is_there_now : use.suits != nullptr && !use.suits(*used);
     };
     if (*kind.facts().change != HowChanged::ORDERED) {
-      std::erase_if(_result.target.of(kind), [&](const auto& entry) {
-        return must_go(entry.first, _now.has(kind, entry.first));
-      });
+      _result.target.of(kind).erase_if(
+          [&](const MapEntry& entry) { return must_go(entry.first, _now.has(kind, entry.first)); });
       return;
     }
     const EntryMap all = _result.target.of(kind);

@@ -79,7 +79,7 @@ std::string leave_gone_out(ReadConfiguration& kept, const SwitchConfiguration& p
     }
   }
   for (const EntryKind* kind : entry_kinds()) {
-    std::erase_if(kept.configuration.of(*kind), [&](const auto& entry) {
+    kept.configuration.of(*kind).erase_if([&](const MapEntry& entry) {
       return missing_at({kind, entry.first}, present) != nullptr;
     });
   }

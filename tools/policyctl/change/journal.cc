@@ -25,7 +25,6 @@ namespace {
 constexpr const char* FILE_NAME = "journal";
 constexpr const char* NOTE_NAME = "undone";
 constexpr std::string_view JOURNAL_HEAD = "policyctl journal 1\n";
-constexpr std::size_t MOST_EXPECTED_BYTES = std::size_t{64} << 20U;
 
 [[noreturn]] void refuse_damage(const StateDirectory& directory) {
   throw Failure(ExitStatus::BAD_FILE,
@@ -82,35 +81,31 @@ class JournalText {
 // Sizes have a fixed width, so that they can be filled in afterwards.
 constexpr int SIZE_DIGITS = 12;
 
-void append_part(std::string& text, const char* key, const Entries& configuration) {
-  text += key;
-  text += ' ';
-  const std::size_t size_at = text.size();
-  text.append(SIZE_DIGITS, '0');
-  text += '\n';
-  const std::size_t begin = text.size();
-  append_configuration(text, configuration, Bare::WRITTEN);
-  const std::string size = std::to_string(text.size() - begin);
-  text.replace(size_at + SIZE_DIGITS - size.size(), size.size(), size);
+void append_part(Draft& draft, std::string_view key, const Entries& configuration) {
+  draft.append(key);
+  draft.append(" " + std::string(SIZE_DIGITS, '0') + "\n");
+  const std::size_t begin = draft.size();
+  write_configuration(configuration, Bare::WRITTEN,
+                      [&draft](std::string_view piece) { draft.append(piece); });
+  const std::string size = std::to_string(draft.size() - begin);
+  draft.write_over(begin - 1 - size.size(), size);
 }
 
 }  // namespace
 
 void write_journal(const StateDirectory& directory, const Journal& journal, const Plan& plan) {
-  std::string text;
-  // What is not used of it takes no memory; growing by copying would.
-  text.reserve(MOST_EXPECTED_BYTES);
-  text += JOURNAL_HEAD;
-  text += "id " + journal.id + "\n";
-  text += "policyd " + journal.policyd + "\n";
-  text += "what " + as_quoted_word(journal.what) + "\n";
-  text += "confirm-by " + std::to_string(journal.confirm_by) + "\n";
-  // One part is gone before the other is made: of a hundred thousand rules one
-  // copy less is held.
-  append_part(text, "before", touched_part(plan, plan.present()));
-  append_part(text, "after", touched_part(plan, plan.target()));
-  text += "end\n";
-  directory.write(FILE_NAME, text);
+  directory.write(FILE_NAME, [&](Draft& draft) {
+    draft.append(JOURNAL_HEAD);
+    draft.append("id " + journal.id + "\n");
+    draft.append("policyd " + journal.policyd + "\n");
+    draft.append("what " + as_quoted_word(journal.what) + "\n");
+    draft.append("confirm-by " + std::to_string(journal.confirm_by) + "\n");
+    // One part is gone before the other is made: of a hundred thousand rules one
+    // copy less is held.
+    append_part(draft, "before", touched_part(plan, plan.present()));
+    append_part(draft, "after", touched_part(plan, plan.target()));
+    draft.append("end\n");
+  });
   directory.remove(NOTE_NAME);
 }
 

@@ -18,13 +18,16 @@ constexpr std::array PHASES{Phase::NAMES, Phase::LISTS, Phase::BINDINGS, Phase::
 class PlanMaker {
  public:
   PlanMaker(const SwitchConfiguration& present, const SwitchConfiguration& target,
-            const std::set<EntryKey>& told, std::vector<Step>& steps, std::vector<Change>& changes)
+            const std::set<EntryKey>& told, std::deque<Step>& steps, std::deque<Change>& changes)
       : _present(present), _target(target), _told(told), _steps(steps), _changes(changes) {
     for (const EntryKind* kind : entry_kinds()) _kinds.emplace_back(kind);
     for (KindPlan& each : _kinds) {
       const bool is_head = *each.kind->facts().opens != nullptr;
       for (KindPlan& other : _kinds) {
-        if (is_head && stands_below(*other.kind, *each.kind)) each.children.push_back(&other);
+        if (is_head && stands_below(*other.kind, *each.kind)) {
+          each.children.push_back(&other);
+          if (each.how() == HowChanged::REPLACED) other.head = &each;
+        }
         if (used_kind(*each.kind) == other.kind) each.used = &other;
       }
     }
@@ -48,6 +51,7 @@ class PlanMaker {
     explicit KindPlan(const EntryKind* k) : kind(k) {}
     const EntryKind* kind;
     std::vector<KindPlan*> children;
+    const KindPlan* head = nullptr;  // that is made and goes with what stands below it
     KindPlan* used = nullptr;
     std::vector<EntryKey> going;  // for good, or to come again; ascending
     [[nodiscard]] bool goes(const EntryKey& key) const {
@@ -69,7 +73,7 @@ class PlanMaker {
   void find_those_that_go(KindPlan& kind) {
     if (kind.how() != HowChanged::REPLACED) return;
     const EntryMap& after = _target.of(*kind.kind);
-    const KindPlan* const head = head_plan(kind);
+    const KindPlan* const head = kind.head;
     auto next = after.begin();
     for (const auto& [key, value] : _present.of(*kind.kind)) {
       while (next != after.end() && next->first < key) ++next;
@@ -80,19 +84,12 @@ class PlanMaker {
     for (KindPlan* child : kind.children) find_those_that_go(*child);
   }
 
-  [[nodiscard]] const KindPlan* head_plan(const KindPlan& kind) const {
-    for (const KindPlan& each : _kinds) {
-      if (each.how() == HowChanged::REPLACED && stands_below(*kind.kind, *each.kind)) return &each;
-    }
-    return nullptr;
-  }
-
   // Whether what it names goes, be it to come again.
   [[nodiscard]] bool loses_what_it_uses(const KindPlan& kind, const EntryKey& key) const {
     if (kind.used == nullptr) return false;
     const EntryKey used = used_key(key);
     if (kind.used->goes(used)) return true;
-    const KindPlan* const head = head_plan(*kind.used);
+    const KindPlan* const head = kind.used->head;
     return head != nullptr && head->goes(key_above(*kind.used->kind, used));
   }
 
@@ -219,7 +216,7 @@ class PlanMaker {
       return change(ChangeSign::CHANGED, kind, key,
                     before == nullptr ? default_of(*kind.kind, key) : *before, *after);
     }
-    const KindPlan* const head = head_plan(kind);
+    const KindPlan* const head = kind.head;
     const bool comes = before == nullptr || kind.goes(key) ||
                        (head != nullptr && head->goes(key_above(*kind.kind, key)));
     if (comes) step(kind, Verb::ADD, key, *after);
@@ -275,8 +272,8 @@ class PlanMaker {
   const SwitchConfiguration& _present;
   const SwitchConfiguration& _target;
   const std::set<EntryKey>& _told;
-  std::vector<Step>& _steps;
-  std::vector<Change>& _changes;
+  std::deque<Step>& _steps;
+  std::deque<Change>& _changes;
   std::vector<KindPlan> _kinds;
 };
 

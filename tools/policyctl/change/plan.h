@@ -11,9 +11,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/language/entry_kind.h"
@@ -45,9 +45,9 @@ class Plan {
 
   [[nodiscard]] bool empty() const { return _steps.empty(); }
   // In the order in which they are to be sent.
-  [[nodiscard]] const std::vector<Step>& steps() const { return _steps; }
+  [[nodiscard]] const std::deque<Step>& steps() const { return _steps; }
   // Removed, changed and added statements, in the order of the steps.
-  [[nodiscard]] const std::vector<Change>& changes() const { return _changes; }
+  [[nodiscard]] const std::deque<Change>& changes() const { return _changes; }
   [[nodiscard]] PlanCounts counts() const;
   [[nodiscard]] const SwitchConfiguration& present() const { return *_present; }
   [[nodiscard]] const SwitchConfiguration& target() const { return _target; }
@@ -57,8 +57,8 @@ class Plan {
  private:
   const SwitchConfiguration* _present;
   SwitchConfiguration _target;
-  std::vector<Step> _steps;
-  std::vector<Change> _changes;
+  std::deque<Step> _steps;  // of many none is moved
+  std::deque<Change> _changes;
 };
 
 // The lines that show a change: what it was (of REMOVED and CHANGED) and what it

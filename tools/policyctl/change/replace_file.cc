@@ -6,20 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
-
-#include "tools/policyctl/change/open_file.h"
-
-namespace {
-
-int write_and_flush(int fd, const Replacement& file, std::string_view content) {
-  int error = write_all(fd, content);
-  // A draft that a killed one left may have another mode.
-  if (error == 0 && fchmod(fd, file.mode) != 0) error = errno;
-  if (error == 0 && fsync(fd) != 0) error = errno;
-  return error;
-}
-
-}  // namespace
+#include <utility>
 
 int write_all(int fd, std::string_view content) {
   while (!content.empty()) {
@@ -31,13 +18,40 @@ int write_all(int fd, std::string_view content) {
   return 0;
 }
 
+Draft::Draft(Replacement file)
+    : _file(std::move(file)),
+      _draft(open(_file.draft.c_str(),
+                  O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600)) {
+  if (_draft.fd() < 0) _error = errno;
+}
+
+Draft::~Draft() {
+  if (_draft.fd() >= 0 && !_is_in_place) unlink(_file.draft.c_str());
+}
+
+void Draft::append(std::string_view content) {
+  if (_error == 0) _error = write_all(_draft.fd(), content);
+  _size += content.size();
+}
+
+void Draft::write_over(std::size_t at, std::string_view content) {
+  if (_error != 0) return;
+  const bool is_there = lseek(_draft.fd(), static_cast<off_t>(at), SEEK_SET) >= 0;
+  _error = is_there ? write_all(_draft.fd(), content) : errno;
+  if (lseek(_draft.fd(), 0, SEEK_END) < 0 && _error == 0) _error = errno;
+}
+
+int Draft::put_in_place() {
+  // A draft that a killed one left may have another mode.
+  if (_error == 0 && fchmod(_draft.fd(), _file.mode) != 0) _error = errno;
+  if (_error == 0 && fsync(_draft.fd()) != 0) _error = errno;
+  if (_error == 0 && rename(_file.draft.c_str(), _file.path.c_str()) != 0) _error = errno;
+  _is_in_place = _error == 0;
+  return _error;
+}
+
 int replace_file(const Replacement& file, std::string_view content) {
-  const OpenFile draft(open(file.draft.c_str(),
-                            O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                            0600));
-  if (draft.fd() < 0) return errno;
-  int error = write_and_flush(draft.fd(), file, content);
-  if (error == 0 && rename(file.draft.c_str(), file.path.c_str()) != 0) error = errno;
-  if (error != 0) unlink(file.draft.c_str());
-  return error;
+  Draft draft(file);
+  draft.append(content);
+  return draft.put_in_place();
 }

@@ -130,9 +130,15 @@ void StateDirectory::settle() const {
 }
 
 void StateDirectory::write(const std::string& name, std::string_view content) const {
+  write(name, [content](Draft& draft) { draft.append(content); });
+}
+
+void StateDirectory::write(const std::string& name, const std::function<void(Draft&)>& fill) const {
   make();
   const std::string path = path_of(name);
-  const int error = replace_file({path, path + ".new", 0600}, content);
+  Draft draft({path, path + ".new", 0600});
+  fill(draft);
+  const int error = draft.put_in_place();
   if (error != 0) refuse_state_file("write", path, error);
   settle();
 }

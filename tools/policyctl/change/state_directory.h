@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +11,7 @@
 
 #include "framework/base/clock.h"
 #include "tools/policyctl/change/change_lock.h"
+#include "tools/policyctl/change/replace_file.h"
 #include "tools/policyctl/switch/switch_session.h"
 
 class StateDirectory {
@@ -34,6 +36,8 @@ class StateDirectory {
   // Replaces a file so that, whatever happens, either the old or the new one is
   // there, whole and on the disk. Throws Failure REFUSED: "no space left".
   void write(const std::string& name, std::string_view content) const;
+  // The same of what `fill` writes.
+  void write(const std::string& name, const std::function<void(Draft&)>& fill) const;
   // None when there is no such file. Throws Failure REFUSED when it cannot be read.
   [[nodiscard]] std::optional<std::string> read(const std::string& name) const;
   // No more than its first line, without the line break.

@@ -29,8 +29,9 @@ constexpr std::size_t MOST_BYTES = std::size_t{1} << 30U;
 }
 
 // Throws Failure BAD_FILE.
-std::string read_all(std::istream& in, const std::string& name) {
+std::string read_all(std::istream& in, const std::string& name, std::size_t expected = 0) {
   std::string text;
+  text.reserve(std::min(expected, MOST_BYTES));
   errno = 0;
   try {
     std::array<char, std::size_t{64} << 10U> part{};
@@ -88,7 +89,9 @@ SourceText read_source(const std::string& file) {
   errno = 0;
   std::ifstream in(file, std::ios::binary);
   if (!in.is_open()) refuse_unreadable(file);
-  return {file, read_all(in, file)};
+  std::error_code unknown;
+  const std::uintmax_t size = std::filesystem::file_size(file, unknown);
+  return {file, read_all(in, file, unknown ? 0 : size)};
 }
 
 void write_file(const Context& context, const std::string& file, const std::string& text) {

@@ -151,8 +151,8 @@ void unbind_object(const ObjectName& object, Entries& entries) {
   for (const EntryKind* kind : entry_kinds()) {
     if (used_kind(*kind) == nullptr) continue;
     if (*kind->facts().change != HowChanged::ORDERED) {
-      std::erase_if(entries.of(*kind),
-                    [&](const auto& entry) { return names(object, *kind, entry.first); });
+      entries.of(*kind).erase_if(
+          [&](const MapEntry& entry) { return names(object, *kind, entry.first); });
       continue;
     }
     const EntryMap all = entries.of(*kind);
@@ -169,8 +169,8 @@ void unbind_object(const ObjectName& object, Entries& entries) {
 void remove_object(const ObjectName& object, Entries& entries) {
   for (const EntryKind* child : entry_kinds()) {
     if (!stands_below(*child, *object.kind)) continue;
-    std::erase_if(entries.of(*child),
-                  [&](const auto& entry) { return key_above(*child, entry.first) == object.key; });
+    entries.of(*child).erase_if(
+        [&](const MapEntry& entry) { return key_above(*child, entry.first) == object.key; });
   }
   entries.erase(*object.kind, object.key);
 }

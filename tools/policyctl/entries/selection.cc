@@ -56,7 +56,7 @@ EntryKey key_of_word(const EntryKind& kind, const std::string& word) {
 void drop_orphans(Entries& entries, const EntryKind& head) {
   for (const EntryKind* child : entry_kinds()) {
     if (!stands_below(*child, head)) continue;
-    std::erase_if(entries.of(*child), [&](const auto& entry) {
+    entries.of(*child).erase_if([&](const MapEntry& entry) {
       return head_of(*child, entry.first) == &head &&
              !entries.has(head, key_above(*child, entry.first));
     });
@@ -124,12 +124,12 @@ void Selection::narrow(Entries& entries) const {
   }
   if (_words.size() < 2) return;
   const EntryKey above{_key.name, {_key.numbers[0], 0, 0}};
-  std::erase_if(entries.of(head), [&](const auto& entry) { return entry.first != above; });
+  entries.of(head).erase_if([&](const MapEntry& entry) { return entry.first != above; });
   drop_orphans(entries, head);
   if (_words.size() < 4) return;
   for (const EntryKind* child : entry_kinds()) {
     if (!stands_below(*child, head)) continue;
-    std::erase_if(entries.of(*child), [&](const auto& entry) { return entry.first != _key; });
+    entries.of(*child).erase_if([&](const MapEntry& entry) { return entry.first != _key; });
   }
 }
 

@@ -104,7 +104,7 @@ class OpenconfigReader {
     const std::optional<std::uint32_t> number =
         entry.number() ? entry.number() : foreign_number(key);
     if (!number) return _log.fault(path, "config/sequence-id is missing.");
-    if (!_entries.of(RULE).emplace(key_of(RuleKey{acl, *number}), value_of(*rule)).second) {
+    if (!_entries.of(RULE).try_emplace(key_of(RuleKey{acl, *number}), value_of(*rule)).second) {
       _log.fault(path, "the list has a rule " + std::to_string(*number) + " already.",
                  "Give the entry another sequence-id.");
     }

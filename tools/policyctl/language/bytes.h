@@ -20,7 +20,7 @@ class Bytes {
   // Of that size, to be filled in by who makes it, and by nobody later.
   explicit Bytes(std::size_t size) {
     if (size == 0) return;
-    _block = static_cast<Block*>(::operator new(sizeof(Block) + size));
+    _block = static_cast<Block*>(take_space(sizeof(Block) + size));
     *_block = {1, static_cast<std::uint32_t>(size)};
   }
   Bytes(const Bytes& other) : _block(other._block) {
@@ -56,6 +56,7 @@ class Bytes {
     std::uint32_t holders;
     std::uint32_t size;  // of the bytes that follow
   };
+  static void* take_space(std::size_t size);
   static void let_go(Block* block);
 
   Block* _block = nullptr;

@@ -3,14 +3,11 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
 #include <vector>
 
-#include "tools/policyctl/language/entry.h"
+#include "tools/policyctl/language/entry_map.h"
 
 class EntryKind;
-
-using EntryMap = std::map<EntryKey, EntryValue>;
 
 class Entries {
  public:

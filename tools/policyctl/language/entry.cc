@@ -11,10 +11,6 @@ constexpr std::size_t HEAD_WORDS = 2;
 
 }  // namespace
 
-void Bytes::let_go(Block* block) {
-  if (--block->holders == 0) ::operator delete(block);
-}
-
 EntryValue::EntryValue(std::span<const std::uint32_t> numbers, std::string_view text,
                        std::string_view fields) {
   if (numbers.empty() && text.empty() && fields.empty()) return;

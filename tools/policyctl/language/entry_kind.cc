@@ -7,7 +7,7 @@
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
 
-std::size_t place_of(const EntryKind& kind) {
+std::size_t look_up_place(const EntryKind& kind) {
   const auto kinds = entry_kinds();
   const auto at = std::find(kinds.begin(), kinds.end(), &kind);
   XLOG_ASSERT(at != kinds.end(), "an entry kind that is not in the table");
@@ -119,8 +119,7 @@ const EntryValue* Entries::find(const EntryKind& kind, const EntryKey& key) cons
 }
 
 void Entries::put(const EntryKind& kind, const EntryKey& key, EntryValue value) {
-  EntryMap& map = of(kind);
-  map.insert_or_assign(map.end(), key, std::move(value));
+  of(kind).insert_or_assign(key, std::move(value));
 }
 
 bool Entries::operator==(const Entries& other) const {

@@ -136,14 +136,21 @@ class EntryKind {
   [[nodiscard]] virtual std::string describe(const Step& step) const = 0;
 
  private:
+  friend std::size_t place_of(const EntryKind& kind);
+
   EntryFacts _facts;
+  mutable std::int8_t _place = -1;  // in the table, once somebody asked for it
 };
 
 // The table of all kinds, in the order in which help lists them.
 [[nodiscard]] std::span<const EntryKind* const> entry_kinds();
 // The value with which a switch starts, of ALWAYS.
 [[nodiscard]] EntryValue default_of(const EntryKind& kind, const EntryKey& key);
-[[nodiscard]] std::size_t place_of(const EntryKind& kind);
+[[nodiscard]] std::size_t look_up_place(const EntryKind& kind);
+[[nodiscard]] inline std::size_t place_of(const EntryKind& kind) {
+  if (kind._place < 0) kind._place = static_cast<std::int8_t>(look_up_place(kind));
+  return static_cast<std::size_t>(kind._place);
+}
 // Whether it stands within what a head opens.
 [[nodiscard]] bool stands_below(const EntryKind& kind, const EntryKind& head);
 // The kind that a key's entry stands below; null at the top level.

@@ -66,8 +66,7 @@ bool expect_fields(const std::vector<PatternElement>& pattern, std::size_t field
       expected.value_of = words[at].text;
       return true;
     }
-    if (field.strict != nullptr && !match_value_problem(*field.strict, words[at + 1].text).empty())
-      return false;
+    if (field.strict != nullptr && !is_match_value(*field.strict, words[at + 1].text)) return false;
   }
   if (at == words.size()) expected.field = true;
   return expect_elements(pattern, fields + 1, words.subspan(at), expected);

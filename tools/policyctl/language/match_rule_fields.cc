@@ -67,9 +67,9 @@ std::optional<Fault> RuleFieldsMatch::take_one(std::span<const Word> words, std:
                         field.strict == nullptr ? "Any text will do." : writing_of(*field.strict));
   }
   const Word& value = words[at++];
-  if (field.strict != nullptr) {
-    std::string problem = match_value_problem(*field.strict, value.text);
-    if (!problem.empty()) return fault_at(value, std::move(problem), writing_of(*field.strict));
+  if (field.strict != nullptr && !is_match_value(*field.strict, value.text)) {
+    return fault_at(value, match_value_problem(*field.strict, value.text),
+                    writing_of(*field.strict));
   }
   _fields.push_back({field.number, value.text});
   return std::nullopt;

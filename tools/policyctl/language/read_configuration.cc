@@ -16,11 +16,16 @@ bool is_before(const Fault& a, const Fault& b) {
 
 // Of a kind that is used: whether a user may find that one does not suit.
 bool may_not_suit(const EntryKind& kind, const EntryValue& value) {
-  for (const EntryKind* user : entry_kinds()) {
-    const Use& use = user->facts().uses;
-    if (use.suits != nullptr && &use.kind() == &kind && !use.suits(value)) return true;
-  }
-  return false;
+  static const std::vector<const Use*> CHOOSY = [] {
+    std::vector<const Use*> choosy;
+    for (const EntryKind* user : entry_kinds()) {
+      const Use& use = user->facts().uses;
+      if (use.suits != nullptr) choosy.push_back(&use);
+    }
+    return choosy;
+  }();
+  return std::any_of(CHOOSY.begin(), CHOOSY.end(),
+                     [&](const Use* use) { return &use->kind() == &kind && !use->suits(value); });
 }
 
 // The arguments of a statement, as its key and its value.
@@ -121,11 +126,8 @@ void ConfigurationReader::enter() {
   if (is_ordered) {
     is_new = add_to_order(kind, given.key);
   } else {
-    EntryMap& map = entries().of(kind);
-    const std::size_t before = map.size();
-    // Most texts are in ascending order.
-    const auto entry = map.try_emplace(map.end(), given.key);
-    is_new = map.size() > before;
+    const auto [entry, is_added] = entries().of(kind).try_emplace(given.key);
+    is_new = is_added;
     if (is_new) {
       entry->second = EntryValue(std::span(given.numbers).first(given.count), given.text,
                                  _match.values().fields.packed());

@@ -43,7 +43,8 @@ const Statement* find_statement(const Scope* context, std::span<const Word> word
   for (const Statement& each : statements()) {
     if (!may_stand(each, context)) continue;
     const std::vector<PatternElement>& pattern = each.elements;
-    if (pattern[0].word != words[0].text) continue;
+    const std::string_view first = pattern[0].word;
+    if (first.size() != words[0].text.size() || first != words[0].text) continue;
     if (!literals_fit(pattern, words, std::min(words.size(), pattern.size()))) continue;
     if (found != nullptr) return nullptr;
     found = &each;

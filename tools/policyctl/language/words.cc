@@ -1,6 +1,7 @@
 #include "tools/policyctl/language/words.h"
 
 #include <algorithm>
+#include <array>
 
 #include "framework/base/hex.h"
 
@@ -8,6 +9,21 @@ namespace {
 
 bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r';
+}
+
+// What may stand in a word without quotes, byte by byte.
+constexpr auto IS_PLAIN = [] {
+  std::array<bool, 256> is_plain{};
+  for (std::size_t c = 0; c < is_plain.size(); ++c) is_plain[c] = c > ' ' && c != '"' && c != 0x7f;
+  return is_plain;
+}();
+
+// Where what is plain from `at` on ends. Most of a large configuration is.
+std::size_t end_of_plain(std::string_view line, std::size_t at) {
+  const char* const end = line.data() + line.size();
+  const char* to = line.data() + at;
+  while (to != end && IS_PLAIN[static_cast<unsigned char>(*to)]) ++to;
+  return static_cast<std::size_t>(to - line.data());
 }
 
 // Appends what the escape at `at` (behind the backslash) stands for and moves
@@ -104,8 +120,8 @@ std::size_t shown_character(std::string_view text) {
 }
 
 std::optional<WordFault> Words::split(std::string_view line) {
-  _words.clear();
-  _unescaped.clear();
+  _count = 0;
+  if (!_unescaped.empty()) _unescaped.clear();
   for (std::size_t at = 0;;) {
     while (at < line.size() && is_blank(line[at])) ++at;
     if (at == line.size() || line[at] == '#') return std::nullopt;
@@ -115,15 +131,19 @@ std::optional<WordFault> Words::split(std::string_view line) {
       continue;
     }
     const std::size_t begin = at;
-    for (; at < line.size() && !is_blank(line[at]); ++at) {
-      const auto c = static_cast<unsigned char>(line[at]);
-      if (c == '"') return WordFault{at + 1, 1, "a quote may only begin a word."};
-      if (c < ' ' || c == 0x7f) {
-        return WordFault{at + 1, 1, "a control character may only stand in quotes."};
-      }
+    at = end_of_plain(line, at);
+    if (at < line.size() && !is_blank(line[at])) {
+      return WordFault{at + 1, 1,
+                       line[at] == '"' ? "a quote may only begin a word."
+                                       : "a control character may only stand in quotes."};
     }
-    _words.push_back({line.substr(begin, at - begin), begin + 1, at - begin, false});
+    add({line.substr(begin, at - begin), begin + 1, at - begin, false});
   }
+}
+
+void Words::add(const Word& word) {
+  if (_count == _words.size()) _words.emplace_back();
+  _words[_count++] = word;
 }
 
 std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& at) {
@@ -144,7 +164,7 @@ std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& 
   if (at < line.size() && !is_blank(line[at])) {
     return WordFault{at + 1, 1, "a blank is missing behind the closing quote."};
   }
-  _words.push_back({text, begin + 1, at - begin, true});
+  add({text, begin + 1, at - begin, true});
   return std::nullopt;
 }
 
@@ -166,6 +186,14 @@ std::optional<WordFault> Words::take_escaped(std::string_view line, std::size_t&
 
 std::string as_word(std::string_view text) {
   return can_stand_bare(text) ? std::string(text) : as_quoted_word(text);
+}
+
+void append_word(std::string& line, std::string_view text) {
+  if (can_stand_bare(text)) {
+    line += text;
+  } else {
+    line += as_quoted_word(text);
+  }
 }
 
 std::string as_quoted_word(std::string_view text) {

@@ -32,19 +32,23 @@ class Words {
   // wrong with the line, if anything; the words before that are there.
   std::optional<WordFault> split(std::string_view line);
 
-  [[nodiscard]] std::span<const Word> all() const { return _words; }
+  [[nodiscard]] std::span<const Word> all() const { return std::span(_words).first(_count); }
 
  private:
+  void add(const Word& word);
   std::optional<WordFault> take_quoted(std::string_view line, std::size_t& at);
   static std::optional<WordFault> take_escaped(std::string_view line, std::size_t& at,
                                                std::string& text);
 
-  std::vector<Word> _words;
+  std::vector<Word> _words;  // the first ones; the others were of lines before
+  std::size_t _count = 0;
   std::deque<std::string> _unescaped;
 };
 
 // `text` as one word that split() reads back, without quotes when it needs none.
 [[nodiscard]] std::string as_word(std::string_view text);
+// The same behind `line`.
+void append_word(std::string& line, std::string_view text);
 // The same, always in quotes.
 [[nodiscard]] std::string as_quoted_word(std::string_view text);
 // What can be shown of `text` as it is, and line breaks; all else escaped as in a quoted

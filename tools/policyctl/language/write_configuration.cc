@@ -11,6 +11,8 @@
 namespace {
 
 constexpr std::string_view INDENTATION = "  ";
+constexpr std::size_t PIECE_BYTES = std::size_t{64} << 10U;
+constexpr std::size_t LONGEST_EXPECTED_LINE = std::size_t{4} << 10U;
 
 void append_number(std::string& line, std::uint32_t number) {
   char digits[10];
@@ -94,14 +96,19 @@ bool is_from_the_start(const EntryKind& kind, const EntryKey& key, const EntryVa
 
 class Writing {
  public:
-  Writing(std::string& text, const Entries& entries, Bare bare)
-      : _text(text), _entries(entries), _bare(bare) {}
+  using Take = std::function<void(std::string_view)>;
+
+  Writing(const Entries& entries, Bare bare, const Take& take)
+      : _entries(entries), _bare(bare), _take(take) {
+    _text.reserve(PIECE_BYTES + LONGEST_EXPECTED_LINE);
+  }
 
   void write() {
     for (const EntryKind* kind : entry_kinds()) {
       if (*kind->facts().below != &TOP_LEVEL) continue;
       for (const auto& [key, value] : _entries.of(*kind)) write_entry(*kind, key, value);
     }
+    if (!_text.empty()) _take(_text);
   }
 
  private:
@@ -109,7 +116,7 @@ class Writing {
     const bool is_outside = *kind.facts().presence == Presence::OUTSIDE;
     if (is_outside && _bare == Bare::LEFT_OUT && is_bare(kind, key, _entries)) return;
     append_statement(_text, statement_for(kind, value), key, value);
-    _text += '\n';
+    end_line();
     if (*kind.facts().opens == nullptr) return;
     for (const EntryKind* child : entry_kinds()) {
       if (!stands_below(*child, kind)) continue;
@@ -132,21 +139,29 @@ class Writing {
   void write_line(const Statement& statement, const EntryKey& key, const EntryValue& value) {
     _text += INDENTATION;
     append_statement(_text, statement, key, value);
-    _text += '\n';
+    end_line();
   }
 
-  std::string& _text;
+  void end_line() {
+    _text += '\n';
+    if (_text.size() < PIECE_BYTES) return;
+    _take(_text);
+    _text.clear();
+  }
+
   const Entries& _entries;
   Bare _bare;
+  const Take& _take;
+  std::string _text;
 };
 
 }  // namespace
 
 void append_field(std::string& line, std::uint32_t number, std::string_view value) {
   const MatchField* const field = find_match_field(number);
-  if (field != nullptr && match_value_problem(*field, value).empty()) {
+  if (field != nullptr && is_match_value(*field, value)) {
     line.append(field->name) += ' ';
-    line += as_word(value);
+    append_word(line, value);
     return;
   }
   append_number(line, number);
@@ -171,12 +186,13 @@ bool is_bare(const EntryKind& head, const EntryKey& key, const Entries& entries)
   return bare;
 }
 
-void append_configuration(std::string& text, const Entries& entries, Bare bare) {
-  Writing(text, entries, bare).write();
+void write_configuration(const Entries& entries, Bare bare,
+                         const std::function<void(std::string_view)>& take) {
+  Writing(entries, bare, take).write();
 }
 
 std::string write_configuration(const Entries& entries, Bare bare) {
   std::string text;
-  append_configuration(text, entries, bare);
+  write_configuration(entries, bare, [&text](std::string_view piece) { text += piece; });
   return text;
 }

@@ -2,6 +2,7 @@
 // entry kinds, numbers and names ascending. Reading it back gives the same.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -12,8 +13,10 @@
 enum class Bare { LEFT_OUT, WRITTEN };
 
 [[nodiscard]] std::string write_configuration(const Entries& entries, Bare bare = Bare::LEFT_OUT);
-// The same, behind what `text` holds already.
-void append_configuration(std::string& text, const Entries& entries, Bare bare);
+// The same in pieces of many lines, one behind the other; each is gone when `take`
+// returns.
+void write_configuration(const Entries& entries, Bare bare,
+                         const std::function<void(std::string_view)>& take);
 
 // A single statement, without indentation and line break; of an ORDERED one the key
 // is of an element.

@@ -33,7 +33,7 @@ Json fields_json(std::string_view packed) {
   for_each_field(packed, [&fields](std::uint32_t number, std::string_view value) {
     Json field = {{"number", number}};
     const MatchField* const known = find_match_field(number);
-    if (known != nullptr && match_value_problem(*known, value).empty()) field["name"] = known->name;
+    if (known != nullptr && is_match_value(*known, value)) field["name"] = known->name;
     field["value"] = text_json(value);
     fields.push_back(std::move(field));
   });

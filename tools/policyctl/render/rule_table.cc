@@ -30,7 +30,7 @@ std::string field_title(std::uint32_t number) {
 // In quotes when it is no value of the field, as rules write it.
 std::string field_value(std::uint32_t number, std::string_view value) {
   const MatchField* const field = find_match_field(number);
-  const bool is_known = field != nullptr && match_value_problem(*field, value).empty();
+  const bool is_known = field != nullptr && is_match_value(*field, value);
   return is_known ? std::string(value) : as_quoted_word(value);
 }
 

@@ -14,7 +14,7 @@ void RequestWindow::run(SendNext next) {
 
 void RequestWindow::answered() {
   --_in_flight;
-  _session.heard();
+  _session.heard_this_turn();
   pump();
 }
 

@@ -11,7 +11,7 @@
 
 class RequestWindow {
  public:
-  static constexpr std::size_t MAX_IN_FLIGHT = 1024;
+  static constexpr std::size_t MAX_IN_FLIGHT = 2048;
 
   enum class Sent { YES, NOT_NOW, NO_MORE };
   // Sends the next request, whose callback must call answered() once.

@@ -6,6 +6,7 @@
 // the only thing it has.
 #pragma once
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <functional>
@@ -65,6 +66,8 @@ class SwitchSession {
   // The loop's own time stands still while something else is done, such as
   // writing a journal to a slow disk.
   void heard() { _last_heard = _loop.kernel().now(); }
+  // The same for callbacks, at the time at which their turn of the loop began.
+  void heard_this_turn() { _last_heard = std::max(_last_heard, _loop.now()); }
 
   // Asks the finder again who policyd is; empty when there is none.
   [[nodiscard]] std::string find_policyd();
