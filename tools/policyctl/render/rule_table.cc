@@ -6,6 +6,7 @@
 
 #include "common/match_fields.h"
 #include "common/match_values.h"
+#include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/table.h"
@@ -13,7 +14,6 @@
 
 namespace {
 
-using Rules = std::map<std::uint32_t, Rule>;
 using Align = TableColumn::Align;
 
 constexpr std::size_t FIELD_NUMBERS = 256;
@@ -46,10 +46,11 @@ void add_bindings(Table& table, std::size_t count) {
   table.add(count == 0 ? std::string() : std::to_string(count));
 }
 
-Table field_table(const Rules& rules, const BindingCount& bindings) {
+Table field_table(const NumberedRules& rules, const BindingCount& bindings) {
   std::array<bool, FIELD_NUMBERS> is_used{};
   for (const auto& [number, rule] : rules) {
-    rule.fields.for_each([&](std::uint32_t field, std::string_view) { is_used[field] = true; });
+    for_each_field(rule.fields(),
+                   [&](std::uint32_t field, std::string_view) { is_used[field] = true; });
   }
   std::vector<TableColumn> columns{{"RULE", Align::RIGHT}, {"ACTION"}};
   std::vector<std::uint32_t> fields;
@@ -61,13 +62,14 @@ Table field_table(const Rules& rules, const BindingCount& bindings) {
   columns.push_back({"BINDINGS", Align::RIGHT});
   columns.push_back({"DESCRIPTION", Align::LEFT, true});
   Table table(std::move(columns));
-  for (const auto& [number, rule] : rules) {
+  for (const auto& [number, value] : rules) {
+    const Rule rule = rule_of(value);
     table.add(number);
     table.add(action_of(rule), colour_of(rule));
     auto next = fields.begin();
-    rule.fields.for_each([&](std::uint32_t field, std::string_view value) {
+    rule.fields.for_each([&](std::uint32_t field, std::string_view text) {
       for (; *next != field; ++next) table.add("");
-      table.add(field_value(field, value));
+      table.add(field_value(field, text));
       ++next;
     });
     for (; next != fields.end(); ++next) table.add("");
@@ -106,20 +108,23 @@ void add_head(Table& table, std::uint32_t number, const Rule& rule, std::size_t 
   add_bindings(table, bindings);
 }
 
-std::size_t width_before_match(const Rules& rules, const BindingCount& bindings) {
+std::size_t width_before_match(const NumberedRules& rules, const BindingCount& bindings) {
   Table heads(columns_before_match());
-  for (const auto& [number, rule] : rules) add_head(heads, number, rule, bindings(number));
+  for (const auto& [number, value] : rules) {
+    add_head(heads, number, rule_of(value), bindings(number));
+  }
   return heads.narrowest() + Table::GAP;
 }
 
-Table wrapped_table(const Rules& rules, const BindingCount& bindings, std::size_t width) {
+Table wrapped_table(const NumberedRules& rules, const BindingCount& bindings, std::size_t width) {
   std::vector<TableColumn> columns = columns_before_match();
   columns.push_back({"MATCH"});
   const std::size_t empty_before = columns.size() - 1;
   Table table(std::move(columns));
   const std::size_t before = width_before_match(rules, bindings);
   const std::size_t left = std::max(width - std::min(width, before), NARROWEST_MATCH);
-  for (const auto& [number, rule] : rules) {
+  for (const auto& [number, value] : rules) {
+    const Rule rule = rule_of(value);
     add_head(table, number, rule, bindings(number));
     const std::vector<std::string> lines = match_lines(rule, left);
     table.add(lines[0]);
@@ -133,7 +138,7 @@ Table wrapped_table(const Rules& rules, const BindingCount& bindings, std::size_
 
 }  // namespace
 
-void append_rule_table(std::string& out, const Rules& rules, const BindingCount& bindings,
+void append_rule_table(std::string& out, const NumberedRules& rules, const BindingCount& bindings,
                        const TableStyle& style) {
   const Table fields = field_table(rules, bindings);
   if (fields.narrowest() <= style.width) {

@@ -75,11 +75,11 @@ void Table::add(std::string_view text, TextColour colour) {
   std::size_t& width = _widths[_cells.size() % _columns.size()];
   width = std::max(width, text_width(shown));
   _texts += shown;
-  _cells.push_back({_texts.size(), colour});
+  _cells.push_back({static_cast<std::uint32_t>(shown.size()), colour});
 }
 
 void Table::end_row() {
-  while (_cells.size() % _columns.size() != 0) _cells.push_back({_texts.size(), {}});
+  while (_cells.size() % _columns.size() != 0) _cells.push_back({});
 }
 
 std::vector<std::size_t> Table::widths_within(std::size_t width) const {
@@ -108,20 +108,16 @@ void Table::write(std::string& out, std::size_t width, bool in_colour) const {
     if (widths[i] > 0) titles.put(_columns[i].title, widths[i], _columns[i].align, BOLD);
   }
   titles.end();
-  for (std::size_t cell = 0; cell < _cells.size(); cell += _columns.size()) {
-    write_row(out, cell, widths, in_colour);
-  }
-}
-
-void Table::write_row(std::string& out, std::size_t first_cell,
-                      const std::vector<std::size_t>& widths, bool in_colour) const {
+  std::string_view texts = _texts;
   Line line(out, in_colour);
-  for (std::size_t i = 0; i < _columns.size(); ++i) {
-    if (widths[i] == 0) continue;
-    const std::size_t cell = first_cell + i;
-    const std::size_t begin = cell == 0 ? 0 : _cells[cell - 1].end;
-    const std::string_view text = std::string_view(_texts).substr(begin, _cells[cell].end - begin);
-    line.put(cut_text(text, widths[i]), widths[i], _columns[i].align, code_of(_cells[cell].colour));
+  for (std::size_t cell = 0; cell < _cells.size(); ++cell) {
+    const std::size_t i = cell % _columns.size();
+    const std::string_view text = texts.substr(0, _cells[cell].length);
+    texts.remove_prefix(text.size());
+    if (widths[i] > 0) {
+      line.put(cut_text(text, widths[i]), widths[i], _columns[i].align,
+               code_of(_cells[cell].colour));
+    }
+    if (i + 1 == _columns.size()) line.end();
   }
-  line.end();
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,16 +39,14 @@ class Table {
 
  private:
   struct Cell {
-    std::size_t end;  // of its text within _texts, where the next one's begins
+    std::uint32_t length;  // of its text within _texts, where they lie one behind the other
     TextColour colour;
   };
 
   [[nodiscard]] std::vector<std::size_t> widths_within(std::size_t width) const;
-  void write_row(std::string& out, std::size_t first_cell, const std::vector<std::size_t>& widths,
-                 bool in_colour) const;
 
   std::vector<TableColumn> _columns;
   std::vector<std::size_t> _widths;  // of the texts without the title; 0: there are none
-  std::vector<Cell> _cells;
+  std::deque<Cell> _cells;           // of many none is moved
   std::string _texts;
 };

@@ -52,7 +52,7 @@ class TablesMaker {
   }
   void write(const Table& table) { table.write(_text, _style.width, _style.in_colour); }
   [[nodiscard]] std::size_t bindings_of(std::uint32_t acl) const;
-  [[nodiscard]] std::map<std::uint32_t, Rule> rules_of(std::uint32_t acl) const;
+  [[nodiscard]] NumberedRules rules_of(std::uint32_t acl) const;
   void records(const EntryKind& kind, const std::string& title, const std::string& thing);
   void add_record(Table& table, const EntryKey& key) const;
 
@@ -133,10 +133,10 @@ std::size_t TablesMaker::bindings_of(std::uint32_t acl) const {
   return count;
 }
 
-std::map<std::uint32_t, Rule> TablesMaker::rules_of(std::uint32_t acl) const {
-  std::map<std::uint32_t, Rule> rules;
+NumberedRules TablesMaker::rules_of(std::uint32_t acl) const {
+  NumberedRules rules;
   for_each_below(key_of(acl), _entries.of(RULE), [&](const EntryKey& key, const EntryValue& value) {
-    rules.emplace_hint(rules.end(), key.numbers[1], rule_of(value));
+    rules.emplace_back(key.numbers[1], value);
   });
   return rules;
 }
@@ -165,7 +165,7 @@ void TablesMaker::acls() {
 void TablesMaker::rules() {
   for (const auto& [key, value] : _entries.of(ACL)) {
     const std::uint32_t number = key.numbers[0];
-    const std::map<std::uint32_t, Rule> rules = rules_of(number);
+    const NumberedRules rules = rules_of(number);
     std::string head =
         statement_text(ACL, key, value.with_text("")) + ", " + counted(rules.size(), "rule");
     if (!value.text().empty()) head += ": " + shown_text(value.text());
