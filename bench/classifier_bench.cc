@@ -6,7 +6,8 @@
 // Needs root. Each ratio is that of the fastest of ROUNDS runs of FRAMES frames with the
 // list and without, in turn: what disturbs a run only makes it slower. All rules permit,
 // so that every frame takes the same way; "first", "middle" and "last" are frames made
-// for the rule there, which an earlier one may decide, "mix" changes from rule to rule.
+// for the rule there, which an earlier one may decide, "mix" changes from rule to rule
+// among 64 flows, and "new" among as many flows as nothing remembers.
 // Beside the ratios: what compiling the list and switching to it takes of the processor,
 // what a list with one other rule takes, and the memory.
 #include <bpf/bpf.h>
@@ -24,6 +25,7 @@
 #include <vector>
 
 #include "bench/measure.h"
+#include "bench/nftables_filter.h"
 #include "bench/rule_sets.h"
 #include "linuxcard/ebpf/ebpf_data_path.h"
 #include "tests/unit/linuxcard/crafted_frames.h"
@@ -35,6 +37,8 @@ using Frame = std::vector<std::uint8_t>;
 
 constexpr std::size_t FRAME_BYTES = 80;
 constexpr std::size_t MIXED = 64;
+constexpr std::size_t NEW = 8192;
+constexpr std::size_t BATCH = 64;
 constexpr std::uint64_t SEED = 12;
 
 struct Options {
@@ -87,6 +91,26 @@ Frame plain_frame_for(const PolicyRule& rule) {
   return frame_of(parts);
 }
 
+std::vector<Frame> mixed_frames(const RuleList& list) {
+  std::vector<Frame> frames;
+  for (std::size_t i = 0; i < MIXED; ++i) {
+    frames.push_back(plain_frame_for(list[i * (list.size() - 1) / (MIXED - 1)]));
+  }
+  return frames;
+}
+
+// Each rule's frame from a source port of its own, where the rule lets it choose.
+std::vector<Frame> new_frames(const RuleList& list) {
+  constexpr std::uint32_t SRC_PORT_FIELD = 12;
+  std::vector<Frame> frames;
+  for (std::size_t i = 0; i < NEW; ++i) {
+    PolicyRule rule = list[i * 7919 % list.size()];
+    rule.fields.try_emplace(SRC_PORT_FIELD, std::to_string(1024 + i));
+    frames.push_back(plain_frame_for(rule));
+  }
+  return frames;
+}
+
 class Wire {
  public:
   Wire() {
@@ -94,26 +118,29 @@ class Wire {
     _from = std::make_unique<FrameSocket>("sender");
   }
 
-  // Seconds for one frame.
+  // Seconds for one frame. Goes on in `frames` where it ended the last time.
   double send(const std::vector<Frame>& frames, std::size_t count) {
-    std::vector<iovec> data(MIXED);
-    std::vector<mmsghdr> messages(MIXED);
-    for (std::size_t i = 0; i < MIXED; ++i) {
-      const Frame& frame = frames[i % frames.size()];
-      data[i] = {const_cast<std::uint8_t*>(frame.data()), frame.size()};
-      messages[i].msg_hdr.msg_iov = &data[i];
-      messages[i].msg_hdr.msg_iovlen = 1;
+    std::vector<iovec> data(BATCH);
+    std::vector<mmsghdr> messages(BATCH);
+    double seconds = 0;
+    for (std::size_t sent = 0; sent < count; sent += BATCH) {
+      for (std::size_t i = 0; i < BATCH; ++i) {
+        const Frame& frame = frames[_next++ % frames.size()];
+        data[i] = {const_cast<std::uint8_t*>(frame.data()), frame.size()};
+        messages[i].msg_hdr.msg_iov = &data[i];
+        messages[i].msg_hdr.msg_iovlen = 1;
+      }
+      const Stopwatch watch;
+      if (sendmmsg(_from->descriptor(), messages.data(), BATCH, 0) != BATCH) give_up("cannot send");
+      seconds += watch.seconds();
     }
-    const Stopwatch watch;
-    for (std::size_t sent = 0; sent < count; sent += MIXED) {
-      if (sendmmsg(_from->descriptor(), messages.data(), MIXED, 0) != MIXED) give_up("cannot send");
-    }
-    return watch.seconds() / static_cast<double>(count / MIXED * MIXED);
+    return seconds / static_cast<double>(count / BATCH * BATCH);
   }
 
  private:
   NetworkNamespace _namespace;
   std::unique_ptr<FrameSocket> _from;
+  std::size_t _next = 0;
 };
 
 SwitchPolicy policy_of(SharedRuleList rules) {
@@ -150,38 +177,6 @@ double ratio(Wire& wire, const Options& options, const std::vector<Frame>& frame
   return with / without;
 }
 
-std::string nft_rule(const PolicyRule& rule) {
-  std::string text = "add rule netdev bench ingress";
-  const auto add = [&](std::uint32_t field, const std::string& what) {
-    const auto found = rule.fields.find(field);
-    if (found != rule.fields.end()) text += " " + what + " " + found->second;
-  };
-  const std::string protocol = rule.fields.at(11);
-  add(7, "ip saddr");
-  add(8, "ip daddr");
-  add(11, "ip protocol");
-  add(12, protocol == "6" ? "tcp sport" : "udp sport");
-  add(13, protocol == "6" ? "tcp dport" : "udp dport");
-  return text + " accept\n";
-}
-
-// False where there is no nftables for what comes in.
-bool load_nft(const RuleList& rules) {
-  FILE* const nft = popen("nft -f - >/dev/null 2>&1", "w");
-  if (nft == nullptr) return false;
-  std::string text =
-      "add table netdev bench\n"
-      "add chain netdev bench ingress { type filter hook ingress device \"port\" priority 0; }\n";
-  for (const PolicyRule& rule : rules) text += nft_rule(rule);
-  (void)std::fwrite(text.data(), 1, text.size(), nft);
-  return pclose(nft) == 0;
-}
-
-void unload_nft() {
-  // There may be none.
-  [[maybe_unused]] const int status = std::system("nft delete table netdev bench >/dev/null 2>&1");
-}
-
 std::unique_ptr<InterfaceHook> best_hook() {
   if (TcxHook::is_supported()) return std::make_unique<TcxHook>();
   return std::make_unique<ClsactHook>();
@@ -190,7 +185,7 @@ std::unique_ptr<InterfaceHook> best_hook() {
 struct Row {
   std::string kind;
   std::size_t rules;
-  double first, middle, last, mix;
+  double first, middle, last, mix, as_new;
 };
 
 double bound_for(std::size_t rules) {
@@ -209,10 +204,6 @@ Row measure(Wire& wire, EbpfDataPath& data_path, const Options& options, RuleSet
   const double memory = static_cast<double>(report.memory_bytes) / 1e6;
   const double change_ms = apply_ms(data_path, policy_of(changed), report);
 
-  std::vector<Frame> mixed;
-  for (std::size_t i = 0; i < MIXED; ++i) {
-    mixed.push_back(plain_frame_for(list[i * (count - 1) / (MIXED - 1)]));
-  }
   (void)apply_ms(data_path, policy_of(nullptr), report);
 
   // By hand from here on: loading the list for each round would measure cold tables.
@@ -231,37 +222,45 @@ Row measure(Wire& wire, EbpfDataPath& data_path, const Options& options, RuleSet
           of_rule(0),
           of_rule(count / 2),
           of_rule(count - 1),
-          ratio(wire, options, mixed, on, off)};
+          ratio(wire, options, mixed_frames(list), on, off),
+          ratio(wire, options, new_frames(list), on, off)};
   off();
   const double worst = std::max({row.first, row.middle, row.last, row.mix});
-  std::printf("%-9s %7zu  %5.2f %6.2f %5.2f %5.2f  %s  %8.1f %8.1f %8.1f\n", row.kind.c_str(),
-              count, row.first, row.middle, row.last, row.mix,
+  std::printf("%-9s %7zu  %5.2f %6.2f %5.2f %5.2f %5.2f  %s  %8.1f %8.1f %8.1f\n", row.kind.c_str(),
+              count, row.first, row.middle, row.last, row.mix, row.as_new,
               at_most(worst, bound_for(count)).c_str(), switch_ms, change_ms, memory);
   std::fflush(stdout);
   return row;
 }
 
-void measure_nftables(Wire& wire, const Options& options, std::size_t count) {
+void measure_nftables(Wire& wire, const Options& options, NftForm form, std::size_t count) {
   const RuleList list = make_rule_set(RuleSetKind::ACL, count, SEED);
-  const std::vector<Frame> frames{plain_frame_for(list[count - 1])};
+  const NftablesFilter filter(list, form);
+  const std::string what =
+      form == NftForm::CHAIN ? "rule by rule" : std::to_string(filter.layers()) + " maps in turn";
+  NftablesFilter::unload();
   const Stopwatch watch;
-  if (!load_nft(list)) {
-    std::printf("nftables: not here, or it does not look at what comes in\n");
+  const bool is_loaded = filter.load();
+  const double load_ms = watch.seconds() * 1e3;
+  if (!is_loaded) {
+    std::printf("nftables, %s: not here, or it does not take %zu rules\n", what.c_str(), count);
     return;
   }
-  const double load_ms = watch.seconds() * 1e3;
-  unload_nft();
   Options few = options;
   few.rounds = std::min<std::size_t>(options.rounds, 5);
-  const double last = ratio(
-      wire, few, frames,
-      [&] {
-        if (!load_nft(list)) give_up("nft does not load what it loaded before");
-      },
-      [] { unload_nft(); });
-  unload_nft();
-  std::printf("nftables, rule by rule, %zu acl rules, last: %.1f; loading %.0f ms\n", count, last,
-              load_ms);
+  const auto on = [&] {
+    NftablesFilter::unload();
+    if (!filter.load()) give_up("nft does not load what it loaded before");
+  };
+  const std::vector<Frame> first{plain_frame_for(list[0])};
+  const std::vector<Frame> last{plain_frame_for(list[count - 1])};
+  const double of_first = ratio(wire, few, first, on, NftablesFilter::unload);
+  const double of_last = ratio(wire, few, last, on, NftablesFilter::unload);
+  const double of_mix = ratio(wire, few, mixed_frames(list), on, NftablesFilter::unload);
+  NftablesFilter::unload();
+  std::printf("nftables, %s, %zu acl rules: first %.2f, last %.2f, mix %.2f; loading %.0f ms\n",
+              what.c_str(), count, of_first, of_last, of_mix, load_ms);
+  std::fflush(stdout);
 }
 
 // A plot of the mix by the number of rules, a line for each kind.
@@ -328,8 +327,8 @@ int main(int argc, char** argv) {
   std::printf("tables in %s\n",
               best_table_form() == TableForm::ARENA ? "an arena" : "an array map");
   std::printf(
-      "kind        rules  first middle  last   mix  bound of the worst   switch ms  one "
-      "changed ms   MB\n");
+      "kind        rules  first middle  last   mix   new  bound of the worst but new   switch ms  "
+      "one changed ms   MB\n");
   std::vector<Row> rows;
   for (const RuleSetKind kind : {RuleSetKind::ACL, RuleSetKind::FIREWALL, RuleSetKind::CHAIN}) {
     for (const std::size_t count : options.rules) {
@@ -337,7 +336,10 @@ int main(int argc, char** argv) {
     }
   }
   for (const std::size_t count : options.rules) {
-    if (count <= 10000) measure_nftables(wire, options, count);
+    if (count > 10000) continue;
+    for (const NftForm form : {NftForm::CHAIN, NftForm::LAYERS}) {
+      measure_nftables(wire, options, form, count);
+    }
   }
   if (!options.svg.empty()) write_svg(options.svg, rows);
   data_path.remove_everything();

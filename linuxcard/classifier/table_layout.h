@@ -117,6 +117,14 @@ struct ListHeader {
   unsigned long long arena_address;
 };
 
+/* What was decided of a flow, a processor's own. */
+struct Flow {
+  unsigned long long key[3]; /* all 0 of none */
+  unsigned long long best;   /* as the table of rules tells it; all ones: no rule matches */
+};
+
+enum { FLOW_SET_BITS = 9, FLOW_SETS = 1 << FLOW_SET_BITS, FLOW_WAYS = 2 };
+
 /* What the program knows of an interface. */
 struct InterfaceFacts {
   unsigned short slot;          /* what DIM_IN_PORT compares with */

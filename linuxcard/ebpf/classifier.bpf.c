@@ -54,22 +54,22 @@ struct {
 } tables SEC(".maps");
 
 /* rN = addr_space_cast(rN, 0, 1), which clang 14 cannot write by itself. */
-#define CAST_ARENA(pointer)                                                               \
-  asm volatile(                                                                           \
-      ".byte 0xbf\n\t"                                                                    \
-      ".ifc %[p],r0\n\t.byte 0x00\n\t.endif\n\t.ifc %[p],r1\n\t.byte 0x11\n\t.endif\n\t"  \
-      ".ifc %[p],r2\n\t.byte 0x22\n\t.endif\n\t.ifc %[p],r3\n\t.byte 0x33\n\t.endif\n\t"  \
-      ".ifc %[p],r4\n\t.byte 0x44\n\t.endif\n\t.ifc %[p],r5\n\t.byte 0x55\n\t.endif\n\t"  \
-      ".ifc %[p],r6\n\t.byte 0x66\n\t.endif\n\t.ifc %[p],r7\n\t.byte 0x77\n\t.endif\n\t"  \
-      ".ifc %[p],r8\n\t.byte 0x88\n\t.endif\n\t.ifc %[p],r9\n\t.byte 0x99\n\t.endif\n\t"  \
-      ".short 1\n\t.long 1"                                                               \
+#define CAST_ARENA(pointer)                                                              \
+  asm volatile(                                                                          \
+      ".byte 0xbf\n\t"                                                                   \
+      ".ifc %[p],r0\n\t.byte 0x00\n\t.endif\n\t.ifc %[p],r1\n\t.byte 0x11\n\t.endif\n\t" \
+      ".ifc %[p],r2\n\t.byte 0x22\n\t.endif\n\t.ifc %[p],r3\n\t.byte 0x33\n\t.endif\n\t" \
+      ".ifc %[p],r4\n\t.byte 0x44\n\t.endif\n\t.ifc %[p],r5\n\t.byte 0x55\n\t.endif\n\t" \
+      ".ifc %[p],r6\n\t.byte 0x66\n\t.endif\n\t.ifc %[p],r7\n\t.byte 0x77\n\t.endif\n\t" \
+      ".ifc %[p],r8\n\t.byte 0x88\n\t.endif\n\t.ifc %[p],r9\n\t.byte 0x99\n\t.endif\n\t" \
+      ".short 1\n\t.long 1"                                                              \
       : [p] "+r"(pointer))
 
-#define LOAD(type, result, cell, otherwise)                     \
-  do {                                                          \
-    u64 pointer_ = (u64)(u32)((u32)list.arena_address + (u32)(cell)*4);     \
-    CAST_ARENA(pointer_);                                       \
-    (result) = *(type*)pointer_;                                \
+#define LOAD(type, result, cell, otherwise)                             \
+  do {                                                                  \
+    u64 pointer_ = (u64)(u32)((u32)list.arena_address + (u32)(cell)*4); \
+    CAST_ARENA(pointer_);                                               \
+    (result) = *(type*)pointer_;                                        \
   } while (0)
 
 /* The verifier ties the program to its arena where it sees it loaded. */
@@ -90,15 +90,15 @@ struct {
 } tables SEC(".maps");
 
 /* A line that is not there cannot be: the compiler refers to nothing beyond the end. */
-#define LOAD(type, result, cell, otherwise)                                               \
-  do {                                                                                    \
-    u32 cell_ = (cell);                                                                   \
-    u32 line_ = cell_ / LINE_CELLS;                                                       \
-    const u8* found_ = bpf_map_lookup_elem(&tables, &line_);                              \
-    if (!found_) otherwise;                                                               \
-    u32 offset_ = (cell_ % LINE_CELLS) * 4 & (64 - sizeof(type));                         \
-    BARRIER(offset_);                                                                     \
-    (result) = *(const type*)(found_ + (offset_ & (64 - sizeof(type))));                  \
+#define LOAD(type, result, cell, otherwise)                              \
+  do {                                                                   \
+    u32 cell_ = (cell);                                                  \
+    u32 line_ = cell_ / LINE_CELLS;                                      \
+    const u8* found_ = bpf_map_lookup_elem(&tables, &line_);             \
+    if (!found_) otherwise;                                              \
+    u32 offset_ = (cell_ % LINE_CELLS) * 4 & (64 - sizeof(type));        \
+    BARRIER(offset_);                                                    \
+    (result) = *(const type*)(found_ + (offset_ & (64 - sizeof(type)))); \
   } while (0)
 
 #define TIE_TO_TABLES()
@@ -191,11 +191,16 @@ INLINE int read(struct __sk_buff* skb, u32 offset, void* to, u32 size) {
 }
 
 /* Of an even place. */
-INLINE u16 be16(const u8* bytes) { return bpf_ntohs(*(const u16*)bytes); }
+INLINE u16 be16(const u8* bytes) {
+  return bpf_ntohs(*(const u16*)bytes);
+}
 
 #define WORDS __attribute__((aligned(8)))
+#define ASKS_MACS (list.dimensions >> DIM_SRC_MAC != 0)
 
-INLINE int is_tag(u16 type) { return type == 0x8100 || type == 0x88a8; }
+INLINE int is_tag(u16 type) {
+  return type == 0x8100 || type == 0x88a8;
+}
 
 /* A function that the verifier looks at once, not wherever it is called: the time of
  * loading is that of following every way through the code. */
@@ -362,16 +367,63 @@ APART int parse_ipv6(struct __sk_buff* skb, struct Packet* p) {
   return 0;
 }
 
+/* What most frames are: IPv4 without options or fragments, with whole ports of TCP or UDP.
+ * False, and nothing that lasts, for any other. */
+INLINE int parse_plain(struct __sk_buff* skb, struct Packet* p) {
+  enum { L3 = 14, L4 = L3 + 20, TCP_HEAD = 14 };
+  const u8* frame = (const u8*)(long)skb->data;
+  if (frame + L4 + TCP_HEAD > (const u8*)(long)skb->data_end) return 0;
+  if (*(const u16*)(frame + 12) != bpf_htons(0x0800) || skb->vlan_present) return 0;
+  if (frame[L3] != 0x45 || *(const u16*)(frame + L3 + 6) & bpf_htons(0x3fff)) return 0;
+  u32 length = be16(frame + L3 + 2);
+  if (length < L4 - L3 + TCP_HEAD || L3 + length > skb->len) return 0;
+  p->protocol = frame[L3 + 9];
+  if (p->protocol == 6) {
+    p->tcp[0] = frame[L4 + 12];
+    p->tcp[1] = frame[L4 + 13];
+    p->present = ALWAYS | TYPE | IPV4 | IP | FRAGMENT | OPTIONS | PROTOCOL | PORTS | TCP;
+  } else if (p->protocol == 17) {
+    p->tcp[0] = 0;
+    p->tcp[1] = 0;
+    p->present = ALWAYS | TYPE | IPV4 | IP | FRAGMENT | OPTIONS | PROTOCOL | PORTS;
+  } else {
+    return 0;
+  }
+  p->unreadable = 0;
+  p->src4 = bpf_ntohl(*(const u32*)(frame + L3 + 12));
+  p->dst4 = bpf_ntohl(*(const u32*)(frame + L3 + 16));
+  p->src_port = be16(frame + L4);
+  p->dst_port = be16(frame + L4 + 2);
+  p->traffic_class = frame[L3 + 1];
+  p->l3 = L3;
+#ifndef FEW_DIMENSIONS
+  if (ASKS_MACS) copy(p->mac, frame, 12);
+  p->type = 0x0800;
+  p->ttl = frame[L3 + 8];
+  p->fragment = FRAGMENT_NONE;
+  p->options = 0;
+  p->length = length;
+#endif
+  return 1;
+}
+
 /* From the first type field on. */
 APART int parse_frame(struct __sk_buff* skb, struct Packet* p) {
   if (!p) return 0;
   u8 word[8] WORDS;
   u32 at = 12;
   u32 tags = 0;
-  const u32 asks_macs = list.dimensions >> DIM_SRC_MAC != 0;
   p->present = ALWAYS;
   p->unreadable = 0;
-  if (!read(skb, at, word, 2) || (asks_macs && !read(skb, 0, p->mac, 12))) {
+  /* What a flow is told by is 0 where it is absent. */
+  p->src4 = 0;
+  p->dst4 = 0;
+  p->src_port = 0;
+  p->dst_port = 0;
+  p->protocol = 0;
+  p->tcp[0] = 0;
+  p->tcp[1] = 0;
+  if (!read(skb, at, word, 2) || (ASKS_MACS && !read(skb, 0, p->mac, 12))) {
     p->unreadable = TAG | INNER_TAG | BEHIND_TAGS;
     return 0;
   }
@@ -447,19 +499,34 @@ struct {
   __type(value, struct Scratch);
 } scratch SEC(".maps");
 
+/* What was decided of flows, the latest two of each set. Only the program of few dimensions
+ * remembers: all that a rule of its list can ask for is in a key of 24 bytes. */
+#ifdef FEW_DIMENSIONS
+struct Flows {
+  struct Flow flow[FLOW_SETS][FLOW_WAYS];
+};
+
+struct {
+  __uint(type, BPF_MAP_TYPE_PERCPU_ARRAY);
+  __uint(max_entries, 1);
+  __type(key, u32);
+  __type(value, struct Flows);
+} flows SEC(".maps");
+#endif
+
 /* Code that no list needs is better left out here than by the verifier, which moves the
  * rest of the program for every piece that it takes out. */
 #ifdef FEW_DIMENSIONS
-#define IS_BUILT(dimension) (FEW_DIMENSIONS_MASK >> (dimension) & 1)
+#define IS_BUILT(dimension) (FEW_DIMENSIONS_MASK >> (dimension)&1)
 #else
 #define IS_BUILT(dimension) 1
 #endif
-#define USES(dimension) (IS_BUILT(dimension) && list.dimensions >> (dimension) & 1)
+#define USES(dimension) (IS_BUILT(dimension) && list.dimensions >> (dimension)&1)
 
-static const u8 bit_numbers[64] = {
-    0,  1,  48, 2,  57, 49, 28, 3,  61, 58, 50, 42, 38, 29, 17, 4,  62, 55, 59, 36, 53, 51,
-    43, 22, 45, 39, 33, 30, 24, 18, 12, 5,  63, 47, 56, 27, 60, 41, 37, 16, 54, 35, 52, 21,
-    44, 32, 23, 11, 46, 26, 40, 15, 34, 20, 31, 10, 25, 14, 19, 9,  13, 8,  7,  6};
+static const u8 bit_numbers[64] = {0,  1,  48, 2,  57, 49, 28, 3,  61, 58, 50, 42, 38, 29, 17, 4,
+                                   62, 55, 59, 36, 53, 51, 43, 22, 45, 39, 33, 30, 24, 18, 12, 5,
+                                   63, 47, 56, 27, 60, 41, 37, 16, 54, 35, 52, 21, 44, 32, 23, 11,
+                                   46, 26, 40, 15, 34, 20, 31, 10, 25, 14, 19, 9,  13, 8,  7,  6};
 
 /* The number of the lowest bit of a word that has one. */
 INLINE u32 lowest_bit(u64 word) {
@@ -535,30 +602,66 @@ static long look_at_word(u32 turn, void* context) {
   return 0;
 }
 
+#ifdef FEW_DIMENSIONS
+
+/* Where the flow of a packet is remembered, if it is. */
+INLINE struct Flow* flow_set(const struct Packet* p, u64* key) {
+  u32 zero = 0;
+  struct Flows* all = bpf_map_lookup_elem(&flows, &zero);
+  if (!all) return 0;
+  key[0] = 0;
+  if (USES(DIM_SRC4)) key[0] = (u64)p->src4 << 32;
+  if (USES(DIM_DST4)) key[0] |= p->dst4;
+  key[1] = p->protocol;
+  if (USES(DIM_SRC_PORT)) key[1] |= (u64)p->src_port << 8;
+  if (USES(DIM_DST_PORT)) key[1] |= (u64)p->dst_port << 24;
+  if (USES(DIM_TCP_UPPER)) key[1] |= (u64)p->tcp[0] << 40;
+  if (USES(DIM_TCP_LOWER)) key[1] |= (u64)p->tcp[1] << 48;
+  key[2] = p->present | (u64)p->unreadable << 17;
+  if (USES(DIM_IN_PORT)) key[2] |= (u64)p->slot << 34;
+  if (USES(DIM_BOUND_VLAN)) key[2] |= (u64)(p->bound_vlan & 0xfff) << 50;
+  u64 mixed = (key[0] ^ key[1] * 0x9e3779b97f4a7c15ull ^ key[2]) * 0xd6e8feb86659fd93ull;
+  return all->flow[mixed >> (64 - FLOW_SET_BITS)];
+}
+
+INLINE int is_flow(const struct Flow* flow, const u64* key) {
+  return flow->key[0] == key[0] && flow->key[1] == key[1] && flow->key[2] == key[2];
+}
+
+INLINE void remember(struct Flow* set, const u64* key, u64 best) {
+  set[1] = set[0];
+  set[0].key[0] = key[0];
+  set[0].key[1] = key[1];
+  set[0].key[2] = key[2];
+  set[0].best = best;
+}
+
+#endif
+
 /* The vector of a value in a table of ranges. */
-#define FIND_RANGE8(result, dimension, value)                                     \
-  do {                                                                            \
-    LOAD(u32, result, list.table[dimension] + ((value)&0xff), goto forward);      \
+#define FIND_RANGE8(result, dimension, value)                                \
+  do {                                                                       \
+    LOAD(u32, result, list.table[dimension] + ((value)&0xff), goto forward); \
   } while (0)
 
-#define FIND_RANGE16(result, dimension, value)                                    \
-  do {                                                                            \
-    u32 value_ = (value)&0xffff;                                                  \
-    LOAD(u32, result, list.table[dimension] + (value_ >> 8), goto forward);       \
+#define FIND_RANGE16(result, dimension, value)                                         \
+  do {                                                                                 \
+    u32 value_ = (value)&0xffff;                                                       \
+    LOAD(u32, result, list.table[dimension] + (value_ >> 8), goto forward);            \
     if (!((result)&LEAF)) LOAD(u32, result, (result) + (value_ & 0xff), goto forward); \
   } while (0)
 
-#define FIND_PREFIX4(result, dimension, address)                                          \
-  do {                                                                                    \
-    u32 address_ = (address);                                                             \
-    u32 bits_ = list.root_bits[(dimension)-DIM_SRC4];                                     \
-    LOAD(u32, result, list.table[dimension] + (address_ >> (32 - bits_)), goto forward);  \
-    address_ <<= bits_;                                                                   \
-    _Pragma("clang loop unroll(disable)") for (int i_ = 0; i_ < 6; ++i_) {                   \
-      if ((result)&LEAF) break;                                                           \
-      LOAD(u32, result, (result) + (address_ >> 28), goto forward);                       \
-      address_ <<= 4;                                                                     \
-    }                                                                                     \
+#define FIND_PREFIX4(result, dimension, address)                                         \
+  do {                                                                                   \
+    u32 address_ = (address);                                                            \
+    u32 bits_ = list.root_bits[(dimension)-DIM_SRC4];                                    \
+    LOAD(u32, result, list.table[dimension] + (address_ >> (32 - bits_)), goto forward); \
+    address_ <<= bits_;                                                                  \
+    _Pragma("clang loop unroll(disable)") for (int i_ = 0; i_ < 6; ++i_) {               \
+      if ((result)&LEAF) break;                                                          \
+      LOAD(u32, result, (result) + (address_ >> 28), goto forward);                      \
+      address_ <<= 4;                                                                    \
+    }                                                                                    \
   } while (0)
 
 INLINE u64 upper_bits(u32 count) {
@@ -566,46 +669,46 @@ INLINE u64 upper_bits(u32 count) {
   return count >= 64 ? ~0ull : ~0ull << (64 - count);
 }
 
-#define FIND_PREFIX6(result, dimension, address)                                          \
-  do {                                                                                    \
-    result = list.table[dimension];                                                       \
-    _Pragma("clang loop unroll(disable)") for (int i_ = 0; i_ < 32; ++i_) {               \
-      if ((result)&LEAF) break;                                                           \
-      u64 upper_, lower_;                                                                 \
-      u32 shared_;                                                                        \
-      u32 node_ = (result);                                                               \
-      LOAD(u64, upper_, node_, goto forward);                                             \
-      LOAD(u64, lower_, node_ + 2, goto forward);                                         \
-      LOAD(u32, shared_, node_ + TRIE6_SHARED_BITS, goto forward);                        \
-      shared_ &= 127;                                                                     \
-      u64 differs_ = ((address)[0] ^ upper_) & upper_bits(shared_);                       \
-      if (shared_ > 64) differs_ |= ((address)[1] ^ lower_) & upper_bits(shared_ - 64);   \
-      if (differs_) {                                                                     \
-        LOAD(u32, result, node_ + TRIE6_OTHERWISE, goto forward);                         \
-        break;                                                                            \
-      }                                                                                   \
-      u64 half_ = shared_ < 64 ? (address)[0] : (address)[1];                             \
-      u32 nibble_ = (u32)(half_ >> (60 - (shared_ & 63))) & 15;                           \
-      LOAD(u32, result, node_ + TRIE6_ENTRIES + nibble_, goto forward);                   \
-    }                                                                                     \
+#define FIND_PREFIX6(result, dimension, address)                                        \
+  do {                                                                                  \
+    result = list.table[dimension];                                                     \
+    _Pragma("clang loop unroll(disable)") for (int i_ = 0; i_ < 32; ++i_) {             \
+      if ((result)&LEAF) break;                                                         \
+      u64 upper_, lower_;                                                               \
+      u32 shared_;                                                                      \
+      u32 node_ = (result);                                                             \
+      LOAD(u64, upper_, node_, goto forward);                                           \
+      LOAD(u64, lower_, node_ + 2, goto forward);                                       \
+      LOAD(u32, shared_, node_ + TRIE6_SHARED_BITS, goto forward);                      \
+      shared_ &= 127;                                                                   \
+      u64 differs_ = ((address)[0] ^ upper_) & upper_bits(shared_);                     \
+      if (shared_ > 64) differs_ |= ((address)[1] ^ lower_) & upper_bits(shared_ - 64); \
+      if (differs_) {                                                                   \
+        LOAD(u32, result, node_ + TRIE6_OTHERWISE, goto forward);                       \
+        break;                                                                          \
+      }                                                                                 \
+      u64 half_ = shared_ < 64 ? (address)[0] : (address)[1];                           \
+      u32 nibble_ = (u32)(half_ >> (60 - (shared_ & 63))) & 15;                         \
+      LOAD(u32, result, node_ + TRIE6_ENTRIES + nibble_, goto forward);                 \
+    }                                                                                   \
   } while (0)
 
 /* Sets the vector of one dimension: by its table, or by why the packet has no value. */
-#define LOOK_UP(dimension, group, find, value)                                            \
-  do {                                                                                    \
-    if (USES(dimension)) {                                                                \
-      u32 vector_;                                                                        \
-      if (p->present & (group)) {                                                          \
-        find(vector_, dimension, value);                                                  \
-        vector_ &= ~LEAF;                                                                 \
-      } else {                                                                            \
+#define LOOK_UP(dimension, group, find, value)                                                   \
+  do {                                                                                           \
+    if (USES(dimension)) {                                                                       \
+      u32 vector_;                                                                               \
+      if (p->present & (group)) {                                                                \
+        find(vector_, dimension, value);                                                         \
+        vector_ &= ~LEAF;                                                                        \
+      } else {                                                                                   \
         vector_ = p->unreadable & (group) ? list.unreadable[dimension] : list.absent[dimension]; \
-      }                                                                                   \
-      u64 pages_;                                                                         \
-      LOAD(u64, pages_, vector_, goto forward);                                           \
-      s->vector[used++ & (MOST_USED - 1)] = vector_;                                                      \
-      s->pages &= pages_;                                                                  \
-    }                                                                                     \
+      }                                                                                          \
+      u64 pages_;                                                                                \
+      LOAD(u64, pages_, vector_, goto forward);                                                  \
+      s->vector[used++ & (MOST_USED - 1)] = vector_;                                             \
+      s->pages &= pages_;                                                                        \
+    }                                                                                            \
   } while (0)
 
 INLINE void remark_dscp(struct __sk_buff* skb, const struct Packet* p, u8 dscp) {
@@ -640,13 +743,14 @@ SEC("tc")
 int classify(struct __sk_buff* skb) {
   u32 zero = 0;
   u32 used = 0;
+  u64 best;
   const struct InterfaceFacts* facts = 0;
   TIE_TO_TABLES();
   struct Scratch* own = bpf_map_lookup_elem(&scratch, &zero);
   if (!own) return TC_ACT_SHOT; /* cannot be */
   struct Packet* p = &own->packet;
   struct Search* s = &own->search;
-  parse_frame(skb, p);
+  if (!parse_plain(skb, p)) parse_frame(skb, p);
 
   if (list.asks_interfaces) {
     u32 ifindex = skb->ifindex;
@@ -661,6 +765,19 @@ int classify(struct __sk_buff* skb) {
     p->present |= BOUND_VLAN;
   }
 
+#ifdef FEW_DIMENSIONS
+  u64 key[3];
+  /* What holds of a time range does not hold for ever. */
+  struct Flow* flow = list.dimensions && !list.enabled[0] ? flow_set(p, key) : 0;
+  if (flow && is_flow(&flow[0], key)) {
+    best = flow[0].best;
+    goto decided;
+  }
+  if (flow && is_flow(&flow[1], key)) {
+    best = flow[1].best;
+    goto decided;
+  }
+#endif
   s->best = ~0ull;
   s->pages = list.dimensions ? ~0ull : 0;
   s->words = 0;
@@ -696,8 +813,8 @@ int classify(struct __sk_buff* skb) {
   LOOK_UP(DIM_DOT1P, TAG, FIND_RANGE8, p->tag >> 13);
   LOOK_UP(DIM_INNER_DOT1P, INNER_TAG, FIND_RANGE8, p->inner_tag >> 13);
   LOOK_UP(DIM_IN_PORT, ALWAYS, FIND_RANGE16, p->slot);
-#define LOOK_UP_MAC(byte)                                                   \
-  LOOK_UP(DIM_SRC_MAC + (byte), ALWAYS, FIND_RANGE8, p->mac[6 + (byte)]);    \
+#define LOOK_UP_MAC(byte)                                                 \
+  LOOK_UP(DIM_SRC_MAC + (byte), ALWAYS, FIND_RANGE8, p->mac[6 + (byte)]); \
   LOOK_UP(DIM_DST_MAC + (byte), ALWAYS, FIND_RANGE8, p->mac[byte])
   LOOK_UP_MAC(0);
   LOOK_UP_MAC(1);
@@ -713,22 +830,29 @@ int classify(struct __sk_buff* skb) {
     }
     bpf_loop(MAX_PAGES * (PAGE_WORDS + 1), look_at_word, &s, 0);
   }
+  best = s->best;
+#ifdef FEW_DIMENSIONS
+  if (flow) remember(flow, key, best);
+decided:
+  __attribute__((unused));
+#endif
 
-  if (s->best != ~0ull) {
-    u32 index = (u32)(s->best >> RULE_INDEX_SHIFT);
+  if (best != ~0ull) {
+    u32 index = (u32)(best >> RULE_INDEX_SHIFT);
     struct RuleHits* counted = bpf_map_lookup_elem(&hits, &index);
     if (counted) {
       ++counted->packets;
       counted->bytes += skb->len + (skb->vlan_present ? 4 : 0);
     }
-    if (!(s->best & RULE_PERMITS)) return TC_ACT_SHOT;
-    u8 value = (u8)(s->best >> RULE_VALUE_SHIFT);
-    if (s->best & RULE_REMARKS_DSCP) remark_dscp(skb, p, value & 63);
-    if (s->best & RULE_REMARKS_PRIORITY) remark_priority(skb, p, value & 7);
+    if (!(best & RULE_PERMITS)) return TC_ACT_SHOT;
+    u8 value = (u8)(best >> RULE_VALUE_SHIFT);
+    if (best & RULE_REMARKS_DSCP) remark_dscp(skb, p, value & 63);
+    if (best & RULE_REMARKS_PRIORITY) remark_priority(skb, p, value & 7);
   } else {
     bpf_tail_call(skb, &next, 0);
   }
-forward: __attribute__((unused));
+forward:
+  __attribute__((unused));
   if (facts && facts->has_queues && p->present & TAG) {
     skb->priority = facts->queue[p->tag >> 13 & 7];
   }

@@ -55,9 +55,13 @@ void must(int result, const char* what) {
   if (result < 0) throw LoadError(-result, what);
 }
 
+bool has_few(std::uint64_t dimensions) {
+  return (dimensions & ~FEW_DIMENSIONS_MASK) == 0;
+}
+
 std::span<const unsigned char> object_for(std::uint64_t dimensions, TableForm form) {
   using namespace classifier_object;
-  if ((dimensions & ~FEW_DIMENSIONS_MASK) == 0) {
+  if (has_few(dimensions)) {
     return form == TableForm::ARENA ? arena_few() : array_few();
   }
   return form == TableForm::ARENA ? arena() : array();
@@ -232,8 +236,10 @@ void LoadedList::pin(const std::string& folder) const {
 }
 
 std::uint64_t LoadedList::memory_bytes() const {
-  return _tables.cells().size_bytes() +
-         static_cast<std::uint64_t>(_rules) * processors() * sizeof(RuleHits);
+  constexpr std::uint64_t FLOW_BYTES = sizeof(Flow) * FLOW_SETS * FLOW_WAYS;
+  const std::uint64_t of_processor =
+      _rules * sizeof(RuleHits) + (has_few(_header.dimensions) ? FLOW_BYTES : 0);
+  return _tables.cells().size_bytes() + of_processor * processors();
 }
 
 void LoadedList::continue_with(int program) const {

@@ -29,6 +29,7 @@ SharedRuleList rules(RuleList list) {
 }
 
 const std::uint32_t DST_PORT_FIELD = 13;
+const std::uint32_t IN_PORTS_FIELD = 30;
 const std::uint32_t TIME_RANGE_FIELD = 32;
 
 Frame to_port(std::uint16_t port) {
@@ -207,6 +208,38 @@ TEST_P(EbpfDataPathTest, RulesOfATimeRangeHoldWhileItDoes) {
   EXPECT_FALSE(passes(to_port(80)));
   _data_path->set_active_time_ranges({"day"});
   EXPECT_TRUE(passes(to_port(80)));
+}
+
+// The program remembers what it decided of a flow.
+TEST_P(EbpfDataPathTest, AFlowIsToldApartByItsPort) {
+  const RuleList list{rule(1, RuleAction::DENY, {{IN_PORTS_FIELD, "1/1/1"}})};
+  apply(policy(rules(list), rules(list)));
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(passes(to_port(80), "1"));
+    EXPECT_TRUE(passes(to_port(80), "2"));
+  }
+}
+
+TEST_P(EbpfDataPathTest, AFlowIsToldApartByItsVlan) {
+  SwitchPolicy wanted = policy(nullptr);
+  wanted.vlans[5] = rules({rule(1, RuleAction::DENY)});
+  apply(wanted);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(passes(tagged(5, 80)));
+    EXPECT_TRUE(passes(tagged(6, 80)));
+    EXPECT_TRUE(passes(to_port(80)));
+  }
+  wanted.ports[0].untagged_vlan = 5;
+  apply(wanted);
+  EXPECT_FALSE(passes(to_port(80)));
+}
+
+TEST_P(EbpfDataPathTest, WhatWasDecidedOfAFlowIsForgottenWithItsList) {
+  apply(policy(rules({rule(1, RuleAction::DENY, {{DST_PORT_FIELD, "80"}})})));
+  EXPECT_FALSE(passes(to_port(80)));
+  apply(policy(rules({rule(1, RuleAction::DENY, {{DST_PORT_FIELD, "81"}})})));
+  EXPECT_TRUE(passes(to_port(80)));
+  EXPECT_FALSE(passes(to_port(81)));
 }
 
 TEST_P(EbpfDataPathTest, EqualListsAreOneProgram) {
