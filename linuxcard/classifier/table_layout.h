@@ -138,4 +138,11 @@ struct RuleHits {
   unsigned long long bytes;
 };
 
+/* Counters are kept in blocks: the kernel makes room for each value of a map by itself. */
+enum { HITS_IN_BLOCK = 64 };
+
+struct HitsBlock {
+  struct RuleHits of[HITS_IN_BLOCK];
+};
+
 #endif

@@ -27,7 +27,7 @@ struct {
   __uint(type, BPF_MAP_TYPE_PERCPU_ARRAY);
   __uint(max_entries, 1);
   __type(key, u32);
-  __type(value, struct RuleHits);
+  __type(value, struct HitsBlock);
 } hits SEC(".maps");
 
 struct {
@@ -839,10 +839,12 @@ decided:
 
   if (best != ~0ull) {
     u32 index = (u32)(best >> RULE_INDEX_SHIFT);
-    struct RuleHits* counted = bpf_map_lookup_elem(&hits, &index);
+    u32 block = index / HITS_IN_BLOCK;
+    struct HitsBlock* counted = bpf_map_lookup_elem(&hits, &block);
     if (counted) {
-      ++counted->packets;
-      counted->bytes += skb->len + (skb->vlan_present ? 4 : 0);
+      struct RuleHits* hit = &counted->of[index % HITS_IN_BLOCK];
+      ++hit->packets;
+      hit->bytes += skb->len + (skb->vlan_present ? 4 : 0);
     }
     if (!(best & RULE_PERMITS)) return TC_ACT_SHOT;
     u8 value = (u8)(best >> RULE_VALUE_SHIFT);

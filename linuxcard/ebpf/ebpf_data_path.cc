@@ -38,14 +38,13 @@ std::uint32_t program_id(int program) {
   return bpf_obj_get_info_by_fd(program, &info, &size) == 0 ? info.id : 0;
 }
 
-template <typename Key, typename Function>
-void for_each_key(int map, Function function) {
+// Takes as long as the map could be large, however little is in it.
+template <typename Key>
+std::set<Key> keys_of(int map) {
   Key key{};
-  std::vector<Key> keys;
-  for (const Key* last = nullptr; bpf_map_get_next_key(map, last, &key) == 0; last = &keys.back()) {
-    keys.push_back(key);
-  }
-  for (const Key& each : keys) function(each);
+  std::set<Key> keys;
+  while (bpf_map_get_next_key(map, keys.empty() ? nullptr : &key, &key) == 0) keys.insert(key);
+  return keys;
 }
 
 void remove_list_folder(const std::string& folder) {
@@ -95,6 +94,8 @@ EbpfDataPath::EbpfDataPath(std::string folder, TableForm form, std::unique_ptr<I
                             sizeof(InterfaceFacts), MOST_INTERFACES);
   _carried =
       pinned_hash(_folder + "/carried", "carried", sizeof(RuleKey), sizeof(RuleHits), MOST_CARRIED);
+  _noted = keys_of<std::uint32_t>(_interfaces.get());
+  _carried_rules = keys_of<RuleKey>(_carried.get());
   take_over();
 }
 
@@ -131,10 +132,10 @@ EbpfDataPath::SharedList EbpfDataPath::list_at(std::uint32_t ifindex) const {
 
 std::map<std::uint32_t, InterfaceFacts> EbpfDataPath::known_interfaces() const {
   std::map<std::uint32_t, InterfaceFacts> known;
-  for_each_key<std::uint32_t>(_interfaces.get(), [&](std::uint32_t ifindex) {
+  for (const std::uint32_t ifindex : _noted) {
     InterfaceFacts facts{};
     if (bpf_map_lookup_elem(_interfaces.get(), &ifindex, &facts) == 0) known[ifindex] = facts;
-  });
+  }
   return known;
 }
 
@@ -289,6 +290,7 @@ void EbpfDataPath::put(Change& change, Port& port) {
     if (bpf_map_update_elem(_interfaces.get(), &ifindex, &port.facts, BPF_ANY) != 0) {
       throw LoadError(errno, "cannot note the interface");
     }
+    _noted.insert(ifindex);
     if (port.next == port.now) return;
     if (port.next == nullptr) {
       _hook->detach(ifindex, port.now->loaded.program());
@@ -315,6 +317,7 @@ void EbpfDataPath::let_go_of_others(const Change& change) {
       }
     }
     (void)bpf_map_delete_elem(_interfaces.get(), &ifindex);
+    _noted.erase(ifindex);
   }
 }
 
@@ -357,12 +360,13 @@ void EbpfDataPath::retire(List& list) {
       hits.packets += before.packets;
       hits.bytes += before.bytes;
     }
-    (void)bpf_map_update_elem(_carried.get(), &key, &hits, BPF_ANY);
+    if (bpf_map_update_elem(_carried.get(), &key, &hits, BPF_ANY) == 0) _carried_rules.insert(key);
   }
 }
 
 // A rule that is bound nowhere any more counts from nothing when it is bound again.
 void EbpfDataPath::forget_unbound_rules() {
+  if (_carried_rules.empty()) return;
   std::set<RuleKey> bound;
   for (const auto& [name, list] : _lists) {
     for (const ListPart& part : list->parts) {
@@ -370,8 +374,10 @@ void EbpfDataPath::forget_unbound_rules() {
       for (const PolicyRule& rule : *part.rules) bound.insert(rule.key);
     }
   }
-  for_each_key<RuleKey>(_carried.get(), [&](const RuleKey& key) {
-    if (!bound.contains(key)) (void)bpf_map_delete_elem(_carried.get(), &key);
+  std::erase_if(_carried_rules, [&](const RuleKey& key) {
+    if (bound.contains(key)) return false;
+    (void)bpf_map_delete_elem(_carried.get(), &key);
+    return true;
   });
 }
 
@@ -435,6 +441,8 @@ void EbpfDataPath::remove_everything() {
   _vlans.clear();
   _interfaces = Descriptor();
   _carried = Descriptor();
+  _noted.clear();
+  _carried_rules.clear();
   std::error_code ignored;
   std::filesystem::remove_all(_folder, ignored);
 }

@@ -78,7 +78,9 @@ class EbpfDataPath : public DataPath {
   const TableForm _form;
   const std::unique_ptr<InterfaceHook> _hook;
   Descriptor _interfaces;
-  Descriptor _carried;  // hits of lists that are gone, by rule
+  std::set<std::uint32_t> _noted;    // in it
+  Descriptor _carried;               // hits of lists that are gone, by rule
+  std::set<RuleKey> _carried_rules;  // in it
   std::map<ListName, SharedList> _lists;
   SharedList _vlan_list;
   // What is in force for each VLAN; not known of lists that were taken over.

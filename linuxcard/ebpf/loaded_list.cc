@@ -110,6 +110,11 @@ std::uint32_t processors() {
   return count < 1 ? 1U : static_cast<std::uint32_t>(count);
 }
 
+// At least one.
+std::uint32_t blocks_for(std::uint32_t rules) {
+  return std::max((rules + HITS_IN_BLOCK - 1) / HITS_IN_BLOCK, 1U);
+}
+
 constexpr std::array<const char*, 5> PINNED{"program", "tables", "hits", "next", "constants"};
 
 }  // namespace
@@ -170,7 +175,7 @@ LoadedList::LoadedList(const CompiledList& list, TableForm form, int interfaces)
          "no memory for the tables");
   }
   bpf_map* const hits = map_of(object.get(), "hits");
-  must(bpf_map__set_max_entries(hits, std::max(_rules, 1U)), "no memory for the counters");
+  must(bpf_map__set_max_entries(hits, blocks_for(_rules)), "no memory for the counters");
   if (interfaces >= 0) {
     must(bpf_map__reuse_fd(map_of(object.get(), "interfaces"), interfaces),
          "the interfaces are not known");
@@ -208,8 +213,11 @@ std::optional<LoadedList> LoadedList::open(const std::string& folder) {
     return std::nullopt;
   }
   info = {};
-  if (bpf_obj_get_info_by_fd(list._hits.get(), &info, &size) != 0) return std::nullopt;
-  list._rules = info.max_entries;
+  if (bpf_obj_get_info_by_fd(list._hits.get(), &info, &size) != 0 ||
+      info.value_size != sizeof(HitsBlock)) {
+    return std::nullopt;
+  }
+  list._rules = info.max_entries * HITS_IN_BLOCK;
   info = {};
   if (bpf_obj_get_info_by_fd(list._tables_map.get(), &info, &size) != 0) return std::nullopt;
   const bool is_arena = info.type == MAP_TYPE_ARENA;
@@ -238,7 +246,7 @@ void LoadedList::pin(const std::string& folder) const {
 std::uint64_t LoadedList::memory_bytes() const {
   constexpr std::uint64_t FLOW_BYTES = sizeof(Flow) * FLOW_SETS * FLOW_WAYS;
   const std::uint64_t of_processor =
-      _rules * sizeof(RuleHits) + (has_few(_header.dimensions) ? FLOW_BYTES : 0);
+      blocks_for(_rules) * sizeof(HitsBlock) + (has_few(_header.dimensions) ? FLOW_BYTES : 0);
   return _tables.cells().size_bytes() + of_processor * processors();
 }
 
@@ -262,14 +270,19 @@ void LoadedList::enable(std::span<const std::uint64_t> words) const {
 }
 
 std::vector<RuleHits> LoadedList::hits() const {
-  std::vector<RuleHits> sums(_rules);
-  std::vector<RuleHits> each(processors());
-  for (std::uint32_t rule = 0; rule < _rules; ++rule) {
-    if (bpf_map_lookup_elem(_hits.get(), &rule, each.data()) != 0) continue;
-    for (const RuleHits& hit : each) {
-      sums[rule].packets += hit.packets;
-      sums[rule].bytes += hit.bytes;
+  const std::uint32_t blocks = blocks_for(_rules);
+  std::vector<RuleHits> sums(static_cast<std::size_t>(blocks) * HITS_IN_BLOCK);
+  std::vector<HitsBlock> each(processors());
+  for (std::uint32_t block = 0; block < blocks; ++block) {
+    if (bpf_map_lookup_elem(_hits.get(), &block, each.data()) != 0) continue;
+    RuleHits* const first = &sums[static_cast<std::size_t>(block) * HITS_IN_BLOCK];
+    for (const HitsBlock& of_processor : each) {
+      for (std::uint32_t i = 0; i < HITS_IN_BLOCK; ++i) {
+        first[i].packets += of_processor.of[i].packets;
+        first[i].bytes += of_processor.of[i].bytes;
+      }
     }
   }
+  sums.resize(_rules);
   return sums;
 }

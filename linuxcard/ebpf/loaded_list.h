@@ -89,7 +89,7 @@ class LoadedList {
   void continue_with(int program) const;
   // Lets these rules match, in one step; see enabled_words().
   void enable(std::span<const std::uint64_t> words) const;
-  // By index in the list.
+  // By index in the list; of one that was opened, some more behind the last.
   [[nodiscard]] std::vector<RuleHits> hits() const;
 
  private:
