@@ -179,13 +179,14 @@ bool PolicyReader::rules_before_hold() const {
 }
 
 void PolicyReader::ask_for_rules() {
-  const bool before_hold = rules_before_hold();
+  static const decltype(PolicySnapshot::rules) NONE;
+  const auto& before = rules_before_hold() ? _before->rules : NONE;
   const auto ask_for = [&](const PolicyBindings& bindings) {
     for (const RuleKey key : bindings.filters) {
       const auto [rule, added] = _snapshot->rules.try_emplace(key);
       if (!added) continue;
-      const auto known = before_hold ? _before->rules.find(key) : _before->rules.end();
-      if (before_hold && known != _before->rules.end()) {
+      const auto known = before.find(key);
+      if (known != before.end()) {
         rule->second = known->second;
       } else {
         _asks.emplace_back([this, key] { return ask_rule(key); });

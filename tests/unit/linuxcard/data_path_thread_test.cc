@@ -4,7 +4,10 @@
 
 #include <future>
 #include <optional>
+#include <set>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -17,12 +20,13 @@ class SlowDataPath final : public DataPath {
     if (policy.ports.empty()) throw std::runtime_error("no port.");
     return {{}, policy.ports.size(), 0};
   }
-  void set_active_time_ranges(const std::set<std::string>&) override {}
-  std::vector<RuleCounters> counters() override { return {{{1, 2}, 3, 4}}; }
+  void set_active_time_ranges(const std::set<std::string>& active) override { _active = active; }
+  std::vector<RuleCounters> counters() override { return {{{1, 2}, 3, _active.size()}}; }
   void remove_everything() override {}
 
  private:
   std::shared_future<void> _let_go;
+  std::set<std::string> _active;
 };
 
 class DataPathThreadTest : public testing::Test {
@@ -63,7 +67,38 @@ TEST_F(DataPathThreadTest, AnswersInTheOrderAsked) {
   std::vector<RuleCounters> counters;
   runner.count([&](const std::vector<RuleCounters>& told) { counters = told; });
   while (counters.empty()) loop.run();
-  EXPECT_EQ(counters, (std::vector<RuleCounters>{{{1, 2}, 3, 4}}));
+  EXPECT_EQ(counters, (std::vector<RuleCounters>{{{1, 2}, 3, 0}}));
+}
+
+TEST_F(DataPathThreadTest, TellsTheDataPathOfTimeRangesInTurn) {
+  promise.set_value();
+  DataPathThread runner(loop, [this] { return std::make_unique<SlowDataPath>(let_go); });
+  std::vector<RuleCounters> counters;
+  runner.set_active_time_ranges({"day", "night"});
+  runner.count([&](const std::vector<RuleCounters>& told) { counters = told; });
+  while (counters.empty()) loop.run();
+  EXPECT_EQ(counters, (std::vector<RuleCounters>{{{1, 2}, 3, 2}}));
+}
+
+TEST_F(DataPathThreadTest, EndsBehindTheCallThatIsUnderWayAndAnswersNothing) {
+  std::promise<void> begun;
+  bool answered = false;
+  {
+    DataPathThread runner(loop, [&] {
+      begun.set_value();
+      return std::make_unique<SlowDataPath>(let_go);
+    });
+    const auto answer = [&](const auto&) { answered = true; };
+    runner.apply(std::make_shared<SwitchPolicy>(), answer);
+    runner.count(answer);
+    begun.get_future().wait();
+    promise.set_value();
+  }
+  bool turned = false;
+  Timer timer(loop, [&] { turned = true; });
+  timer.schedule_after(std::chrono::milliseconds(1));
+  while (!turned) loop.run();
+  EXPECT_FALSE(answered);
 }
 
 TEST_F(DataPathThreadTest, WhatADataPathThrowsIsTheProblem) {
