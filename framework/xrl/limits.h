@@ -8,10 +8,11 @@
 
 namespace xrl_limits {
 
-// Largest frame after its length field, once the handshake is done: room for
-// the rule numbers of a million rules and for the list of 100,000 access
-// lists with their descriptions.
+// Largest frame after its length field, once the handshake is done.
 inline constexpr std::uint32_t MAX_FRAME_BYTES = 16U << 20U;
+// Largest frame that is a reply: a target lists more than one request brings, for
+// instance 100,000 access lists with descriptions of 165 bytes.
+inline constexpr std::uint32_t MAX_REPLY_BYTES = 24U << 20U;
 // Largest frame before the handshake is done.
 inline constexpr std::uint32_t MAX_HELLO_BYTES = 1024;
 // Largest text or binary value.

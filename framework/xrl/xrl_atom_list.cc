@@ -109,7 +109,7 @@ XrlAtomList::Atoms::iterator& XrlAtomList::Atoms::iterator::operator++() {
 
 bool XrlAtomList::within_limits() const {
   if (empty()) return true;
-  if (_count > xrl_limits::MAX_LIST_ELEMENTS || encoded().size() > xrl_limits::MAX_FRAME_BYTES) {
+  if (_count > xrl_limits::MAX_LIST_ELEMENTS || encoded().size() > xrl_limits::MAX_REPLY_BYTES) {
     return false;
   }
   return wire_form::Checker().elements(_element_type, static_cast<std::uint32_t>(_count),

@@ -1,16 +1,27 @@
 // The commands on time ranges, ACLs and rules.
 #include <vector>
 
+#include "framework/xrl/limits.h"
 #include "policy/command/policy_replies.h"
 #include "policy/command/xrl_policy_target.h"
 #include "policy/store/policy_acl_info.h"
 #include "policy/store/policy_rule_info.h"
 #include "policy/store/policytree.h"
+#include "policy/store/store_bounds.h"
 
 using policy_replies::done_or;
 using policy_replies::OUT_OF_MEMORY;
 using policy_replies::with_acl;
 using policy_replies::with_rule;
+
+// What may be stored can be listed: with 4 KiB for the rest of a reply, and remarks as
+// four lists of numbers.
+static_assert(store_bounds::MAX_LISTED_BYTES + 4096 <= xrl_limits::MAX_REPLY_BYTES);
+static_assert(store_bounds::MAX_LISTED * 16 + 4096 <= xrl_limits::MAX_REPLY_BYTES);
+static_assert(store_bounds::MAX_LISTED <= xrl_limits::MAX_LIST_ELEMENTS);
+// A rule is one request, and its description one text.
+static_assert(xrl_limits::MAX_FRAME_BYTES + xrl_limits::MAX_TEXT_BYTES + 4096 <=
+              xrl_limits::MAX_REPLY_BYTES);
 
 XrlCmdError XrlPolicyTarget::policy_config_0_1_create_time_range(std::string_view name,
                                                                  std::uint32_t number1,

@@ -1,13 +1,20 @@
 #include "policy/store/policy_binding_table.h"
 
+#include <new>
 #include <string>
 
 #include "framework/base/xlog.h"
 #include "policy/store/policy_acl_info.h"
 #include "policy/store/policy_rule_info.h"
+#include "policy/store/policytree.h"
+#include "policy/store/store_bounds.h"
 
 template <typename Value>
 void PolicyBindingTable<Value>::add(PolicyRuleInfo& rule, const Value& value) {
+  StoreAccount& stored = rule.tree().stored();
+  const bool has_room = _entries.size() < store_bounds::MAX_LISTED &&
+                        stored.has_room_for(store_bounds::BINDING_BYTES);
+  if (!has_room) throw std::bad_alloc();
   _entries.insert(rule.key(), {&rule, value});
   try {
     count_user(rule.acl());
@@ -16,6 +23,7 @@ void PolicyBindingTable<Value>::add(PolicyRuleInfo& rule, const Value& value) {
     throw;
   }
   ++rule._bindings;
+  stored.add(store_bounds::BINDING_BYTES);
 }
 
 template <typename Value>
@@ -25,6 +33,7 @@ bool PolicyBindingTable<Value>::remove(const PolicyBindingKey& key) noexcept {
   PolicyRuleInfo& rule = *binding->rule;
   _entries.erase(key);
   --rule._bindings;
+  rule.tree().stored().remove(store_bounds::BINDING_BYTES);
   uncount_user(rule.acl(), 1);
   return true;
 }
@@ -38,6 +47,7 @@ void PolicyBindingTable<Value>::clear() noexcept {
     for (; at != _entries.end() && (*at).key.acl == acl.id(); ++at, ++left) {
       --(*at).value.rule->_bindings;
     }
+    acl.tree().stored().remove(left * store_bounds::BINDING_BYTES);
     uncount_user(acl, left);
   }
   _entries.clear();

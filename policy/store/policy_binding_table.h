@@ -45,8 +45,8 @@ class PolicyBindingTable {
     return binding == nullptr ? nullptr : &binding->value;
   }
 
-  // `rule` must not be in the table. When memory runs out it throws
-  // std::bad_alloc and nothing has changed.
+  // `rule` must not be in the table. When memory runs out or a bound of the store would
+  // be passed it throws std::bad_alloc and nothing has changed.
   void add(PolicyRuleInfo& rule, const Value& value);
   // False when there is no entry of that key.
   bool remove(const PolicyBindingKey& key) noexcept;

@@ -4,15 +4,6 @@
 
 namespace {
 
-std::size_t bytes_of_length(std::size_t length) {
-  std::size_t bytes = 1;
-  while (length >= 0x80) {
-    length >>= 7U;
-    ++bytes;
-  }
-  return bytes;
-}
-
 std::uint8_t* write_length(std::uint8_t* at, std::size_t length) {
   while (length >= 0x80) {
     *at++ = static_cast<std::uint8_t>((length & 0x7fU) | 0x80U);
@@ -29,17 +20,11 @@ std::uint8_t* write_text(std::uint8_t* at, std::string_view text) {
 }  // namespace
 
 PolicyRuleFields::PolicyRuleFields(const PolicyFieldValues& values) {
-  std::size_t bytes = 1;
-  std::uint8_t count = 0;
-  values.for_each([&](std::uint32_t /*number*/, std::string_view value) {
-    bytes += 1 + bytes_of_length(value.size()) + value.size();
-    ++count;
-  });
-  if (count == 0) return;
+  if (values.count() == 0) return;
 
-  _block = std::make_unique_for_overwrite<std::uint8_t[]>(bytes);
+  _block = std::make_unique_for_overwrite<std::uint8_t[]>(values.bytes());
   std::uint8_t* at = _block.get();
-  *at++ = count;
+  *at++ = values.count();
   values.for_each([&](std::uint32_t number, std::string_view value) {
     *at++ = static_cast<std::uint8_t>(number);
     at = write_length(at, value.size());

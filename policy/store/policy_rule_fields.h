@@ -29,14 +29,18 @@ class PolicyFieldValues {
         _is_complete = false;
         return;
       }
-      if ((_numbers >> number & 1U) == 0) _values[number] = *value;
-      _numbers |= std::uint64_t{1} << number;
+      if ((_numbers >> number & 1U) == 0) add(number, *value);
       ++value;
     }
   }
 
   // Whether no number was above MAX_NUMBER.
   [[nodiscard]] bool is_complete() const { return _is_complete; }
+  [[nodiscard]] std::uint8_t count() const {
+    return static_cast<std::uint8_t>(std::popcount(_numbers));
+  }
+  // What PolicyRuleFields of them take; 0 of none.
+  [[nodiscard]] std::size_t bytes() const { return _numbers == 0 ? 0 : 1 + _bytes; }
   // Calls `visit(number, value)` for each field in ascending order of number.
   template <typename Visit>
   void for_each(Visit visit) const {
@@ -47,7 +51,16 @@ class PolicyFieldValues {
   }
 
  private:
+  void add(std::uint32_t number, std::string_view value) {
+    _values[number] = value;
+    _numbers |= std::uint64_t{1} << number;
+    std::size_t bytes_of_length = 1;
+    for (std::size_t left = value.size() >> 7U; left != 0; left >>= 7U) ++bytes_of_length;
+    _bytes += 1 + bytes_of_length + value.size();
+  }
+
   std::uint64_t _numbers = 0;  // a bit for each
+  std::size_t _bytes = 0;      // of the fields
   std::array<std::string_view, MAX_NUMBER + 1> _values;
   bool _is_complete = true;
 };

@@ -17,10 +17,14 @@ int PolicyRuleInfo::set_fields(std::span<const std::uint32_t> flags,
                                std::span<const std::string_view> values) {
   if (flags.size() != values.size()) return -1;
   const PolicyFieldValues given(flags, values);
-  return unless_out_of_memory([&] {
-    _fields = PolicyRuleFields(given);
-    return given.is_complete() ? 0 : -1;
+  const int result = _acl->exchange_bytes(_field_bytes, given.bytes(), [&] {
+    return unless_out_of_memory([&] {
+      _fields = PolicyRuleFields(given);
+      _field_bytes = static_cast<std::uint32_t>(given.bytes());
+      return 0;
+    });
   });
+  return given.is_complete() ? result : -1;
 }
 
 int PolicyRuleInfo::get(std::uint32_t& action, std::string& description,
@@ -35,5 +39,16 @@ int PolicyRuleInfo::get(std::uint32_t& action, std::string& description,
 }
 
 int PolicyRuleInfo::set_description(std::string_view description) {
-  return _description.set(description);
+  return _acl->exchange_bytes(PolicyDescription::bytes_of(_description.text()),
+                              PolicyDescription::bytes_of(description),
+                              [&] { return _description.set(description); });
+}
+
+std::size_t PolicyRuleInfo::bytes_of(const PolicyFieldValues& values) {
+  return sizeof(PolicyRuleInfo) + values.bytes() + 2 * store_bounds::BLOCK_BYTES +
+         store_bounds::ENTRY_BYTES;
+}
+
+std::size_t PolicyRuleInfo::stored_bytes() const {
+  return bytes_of({}) + _field_bytes + PolicyDescription::bytes_of(_description.text());
 }

@@ -5,7 +5,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "policy/store/policy_binding_key.h"
@@ -23,10 +22,16 @@ class PolicyRuleInfo {
   // The only action with which a rule may be remarked.
   static constexpr std::uint32_t ACTION_REMARKABLE = 1;
 
-  // No description, bound nowhere. `action` is at most MAX_ACTION.
+  // No description, bound nowhere. `action` is at most MAX_ACTION. Throws
+  // std::bad_alloc when memory runs out.
   PolicyRuleInfo(PolicyTree& tree, PolicyAclInfo& acl, std::uint32_t id, std::uint32_t action,
-                 PolicyRuleFields fields)
-      : _tree(&tree), _acl(&acl), _id(id), _action(action), _fields(std::move(fields)) {}
+                 const PolicyFieldValues& values)
+      : _tree(&tree),
+        _acl(&acl),
+        _id(id),
+        _action(action),
+        _fields(values),
+        _field_bytes(static_cast<std::uint32_t>(values.bytes())) {}
   // No binding may be left.
   ~PolicyRuleInfo();
   PolicyRuleInfo(const PolicyRuleInfo&) = delete;
@@ -41,7 +46,7 @@ class PolicyRuleInfo {
 
   // Replaces all fields: number `flags[i]` (0..36) has the value `values[i]`,
   // any bytes; of several with one number the first counts. -1 when the lists
-  // differ in length or memory runs out, and the fields are as they were; -1
+  // differ in length, memory runs out or MAX_STORED_BYTES are, and the fields are as they were; -1
   // at the first number above 36 too, but the pairs before it then are the
   // rule's fields.
   [[nodiscard]] int set_fields(std::span<const std::uint32_t> flags,
@@ -56,9 +61,13 @@ class PolicyRuleInfo {
 
   // Holds until it is set.
   [[nodiscard]] std::string_view description() const { return _description.text(); }
-  // -1 when memory runs out, which it does not for the empty text; the
-  // description is then as it was.
+  // -1 when memory runs out or MAX_STORED_BYTES do, which neither does for the
+  // empty text; the description is then as it was.
   [[nodiscard]] int set_description(std::string_view description);
+
+  // What a rule of such fields takes, and what this one does, of MAX_STORED_BYTES.
+  [[nodiscard]] static std::size_t bytes_of(const PolicyFieldValues& values);
+  [[nodiscard]] std::size_t stored_bytes() const;
 
   // Whether the filters or the actions of any port or VLAN name this rule.
   [[nodiscard]] bool is_bound() const { return _bindings != 0; }
@@ -73,5 +82,6 @@ class PolicyRuleInfo {
   std::uint32_t _action;
   PolicyDescription _description;
   PolicyRuleFields _fields;
+  std::uint32_t _field_bytes;
   std::uint32_t _bindings = 0;  // filters and actions that name this rule
 };

@@ -10,16 +10,43 @@
 #include "policy/store/policy_rule_info.h"
 #include "policy/store/policy_vlan_info.h"
 
-PolicyTree::PolicyTree() = default;
+namespace {
+
+// In a list, beside the text: number, type and the text's length; the text's length,
+// five values.
+constexpr std::size_t LISTED_ACL_BYTES = 12;
+constexpr std::size_t LISTED_TIME_RANGE_BYTES = 24;
+// With the node of the tree that holds it. Its name is there twice.
+constexpr std::size_t TIME_RANGE_BYTES = sizeof(PolicyTimeRange) + sizeof(std::string) +
+                                         8 * sizeof(void*) + 4 * store_bounds::BLOCK_BYTES;
+
+std::size_t stored_bytes_of_time_ranges(std::size_t count, std::size_t name_bytes) {
+  return count * TIME_RANGE_BYTES + 2 * name_bytes;
+}
+
+}  // namespace
+
+PolicyTree::PolicyTree(std::size_t max_stored_bytes) : _stored(max_stored_bytes) {}
 PolicyTree::~PolicyTree() = default;
 
 int PolicyTree::create_acl(std::uint32_t id, std::uint32_t type) {
   if (type > PolicyAclInfo::MAX_TYPE) return -1;
-  return insert_record(_acls, id, [&] { return std::make_unique<PolicyAclInfo>(*this, id, type); });
+  const std::size_t bytes = PolicyAclInfo::bytes_of_empty();
+  if (!_listed_acls.has_room_for(1, LISTED_ACL_BYTES) || !_stored.has_room_for(bytes)) return -1;
+  const int result =
+      insert_record(_acls, id, [&] { return std::make_unique<PolicyAclInfo>(*this, id, type); });
+  if (result != 0) return result;
+  _listed_acls.add(1, LISTED_ACL_BYTES);
+  _stored.add(bytes);
+  return 0;
 }
 
 int PolicyTree::delete_acl(std::uint32_t id) {
   if (is_acl_used(id)) return -1;
+  const PolicyAclInfo* acl = find_acl(id);
+  if (acl == nullptr) return -1;
+  _listed_acls.remove(1, LISTED_ACL_BYTES + acl->description().size());
+  _stored.remove(acl->stored_bytes());
   return erase_record(_acls, id);
 }
 
@@ -111,19 +138,33 @@ void PolicyTree::get_vlan_ids(std::vector<std::uint32_t>& ids) const {
 int PolicyTree::create_time_range(std::string_view name, std::uint32_t number1,
                                   std::uint32_t number2, bool flag, std::uint32_t number3,
                                   std::uint32_t number4) {
-  return insert_record(_time_ranges, name, [&] {
+  const std::size_t bytes = stored_bytes_of_time_ranges(1, name.size());
+  const std::size_t listed = LISTED_TIME_RANGE_BYTES + name.size();
+  if (!_listed_time_ranges.has_room_for(1, listed) || !_stored.has_room_for(bytes)) return -1;
+  const int result = insert_record(_time_ranges, name, [&] {
     return std::make_unique<PolicyTimeRange>(
         PolicyTimeRange{std::string(name), number1, number2, flag ? 1U : 0U, number3, number4});
   });
+  if (result != 0) return result;
+  _listed_time_ranges.add(1, listed);
+  _stored.add(bytes);
+  return 0;
 }
 
 int PolicyTree::delete_time_range(std::string_view name) {
-  erase_record(_time_ranges, name);
+  if (erase_record(_time_ranges, name) == 0) forget_time_ranges(1, name.size());
   return 0;
 }
 
 void PolicyTree::clear_time_ranges() {
   _time_ranges.clear();
+  const std::size_t count = _listed_time_ranges.entries();
+  forget_time_ranges(count, _listed_time_ranges.bytes() - count * LISTED_TIME_RANGE_BYTES);
+}
+
+void PolicyTree::forget_time_ranges(std::size_t count, std::size_t name_bytes) {
+  _listed_time_ranges.remove(count, count * LISTED_TIME_RANGE_BYTES + name_bytes);
+  _stored.remove(stored_bytes_of_time_ranges(count, name_bytes));
 }
 
 const PolicyTimeRange* PolicyTree::find_time_range(std::string_view name) const {

@@ -13,6 +13,7 @@
 // looking at the records that could use it (PolicyBindingTable).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -24,6 +25,7 @@
 
 #include "policy/store/packed_map.h"
 #include "policy/store/policy_time_range.h"
+#include "policy/store/store_bounds.h"
 
 class PolicyAclInfo;
 class PolicyPortInfo;
@@ -32,14 +34,14 @@ class PolicyVlanInfo;
 
 class PolicyTree {
  public:
-  // Empty, with no card up.
-  PolicyTree();
+  // Empty, with no card up. What commands store takes at most `max_stored_bytes`.
+  explicit PolicyTree(std::size_t max_stored_bytes = store_bounds::MAX_STORED_BYTES);
   virtual ~PolicyTree();
   PolicyTree(const PolicyTree&) = delete;
   PolicyTree& operator=(const PolicyTree&) = delete;
 
-  // Any number; `type` 0 or 1. -1 when the type is above 1 or there is an ACL
-  // of that number, which keeps its type.
+  // Any number; `type` 0 or 1. -1 when the type is above 1, there is an ACL of that
+  // number, which keeps its type, or a bound of the store would be passed.
   [[nodiscard]] int create_acl(std::uint32_t id, std::uint32_t type);
   // Deletes the ACL with its rules. -1 when there is none, or any of its
   // rules is bound; then is_acl_used() has warned.
@@ -80,8 +82,8 @@ class PolicyTree {
   // Appends every VLAN id in ascending order.
   void get_vlan_ids(std::vector<std::uint32_t>& ids) const;
 
-  // The five values are kept as given. -1 when there is one of that name,
-  // which keeps its values.
+  // The five values are kept as given. -1 when there is one of that name, which
+  // keeps its values, or a bound of the store would be passed.
   [[nodiscard]] int create_time_range(std::string_view name, std::uint32_t number1,
                                       std::uint32_t number2, bool flag, std::uint32_t number3,
                                       std::uint32_t number4);
@@ -100,8 +102,19 @@ class PolicyTree {
   void set_card_down(std::uint32_t card_id);
   [[nodiscard]] bool is_card_up(std::uint32_t card_id) const { return _cards.contains(card_id); }
 
+  // What is stored and listed, for the records to count themselves.
+  [[nodiscard]] StoreAccount& stored() { return _stored; }
+  [[nodiscard]] const StoreAccount& stored() const { return _stored; }
+  [[nodiscard]] Listing& listed_acls() { return _listed_acls; }
+
  private:
   void set_card_ready(std::uint32_t card_id, bool ready);
+  void forget_time_ranges(std::size_t count, std::size_t name_bytes);
+
+  // They count what goes until all is gone.
+  StoreAccount _stored;
+  Listing _listed_acls;
+  Listing _listed_time_ranges;
 
   // The rules count the bindings that ports and VLANs hold, so the ACLs come
   // first here and go last.

@@ -63,7 +63,8 @@ inline Expected expected_of(Bytes stream) {
   Expected expected;
   while (stream.size() >= 4) {
     const std::uint32_t length = number_at(stream, 0);
-    if (length == 0 || length > (16U << 20U)) {
+    const bool may_be_reply = stream.size() == 4 || stream[4] == 3;
+    if (length == 0 || length > (may_be_reply ? 24U << 20U : 16U << 20U)) {
       expected.damaged = true;
       return expected;
     }

@@ -52,9 +52,13 @@ TEST_F(HostileConnection, ClosesAtTheLengthOfAFrameThatNoMessageMayHave) {
   EXPECT_EQ(end_of(up + u32(0)), "damaged: a frame of 0 bytes");
   EXPECT_EQ(end_of(up + u32(1) + "\2"), "damaged: a request of 0 bytes");
   EXPECT_EQ(end_of(up + u32(1) + "\3"), "damaged: a reply of 0 bytes");
-  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_FRAME_BYTES)), "open");
-  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_FRAME_BYTES + 1)),
+  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_FRAME_BYTES) + "\2"), "open");
+  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_FRAME_BYTES + 1) + "\2"),
             "damaged: a frame of 16777217 bytes");
+  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_REPLY_BYTES) + "\3"), "open");
+  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_REPLY_BYTES)), "open");
+  EXPECT_EQ(end_of(up + u32(xrl_limits::MAX_REPLY_BYTES + 1)),
+            "damaged: a frame of 25165825 bytes");
   EXPECT_EQ(end_of(up + u32(0x80000000)), "damaged: a frame of 2147483648 bytes");
   EXPECT_EQ(end_of(up + u32(0xffffffff)), "damaged: a frame of 4294967295 bytes");
   expect_service();

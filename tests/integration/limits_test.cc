@@ -1,6 +1,7 @@
 // The largest and the oddest values on their way to a real policyd and back.
 #include "framework/xrl/limits.h"
 #include "framework/xrl/xrl_args.h"
+#include "policy/store/store_bounds.h"
 #include "tests/integration/real_daemon.h"
 
 namespace {
@@ -157,18 +158,36 @@ TEST_F(Limits, ATextOfTheGreatestLengthIsKeptAndALongerOneIsNotSent) {
   hold({{"get_acl_description?acl:u32=1", "100 description:txt="}});
 }
 
-TEST_F(Limits, AnAnswerThatIsLongerThanAFrameIsRefusedAndItsPartsCanBeRead) {
+TEST_F(Limits, WhatCouldNotBeListedIsNotStored) {
   const std::string text(xrl_limits::MAX_TEXT_BYTES, 'x');
-  constexpr std::uint32_t ACLS = xrl_limits::MAX_FRAME_BYTES / xrl_limits::MAX_TEXT_BYTES + 1;
-  for (std::uint32_t acl = 0; acl < ACLS; ++acl) {
+  constexpr std::uint32_t ACLS = store_bounds::MAX_LISTED_BYTES / xrl_limits::MAX_TEXT_BYTES;
+  for (std::uint32_t acl = 0; acl <= ACLS; ++acl) {
     hold({{"create_acl?acl:u32=" + std::to_string(acl) + "&type:u32=0", "100"}});
-    EXPECT_EQ(policy_with("set_acl_description", {{"acl", acl}, {"description", text}}), "100");
+    EXPECT_EQ(policy_with("set_acl_description", {{"acl", acl}, {"description", text}}),
+              acl < ACLS ? "100" : "102 out of memory.");
   }
-  hold({{"get_acls", "220 the reply is longer than a frame may be."},
-        {"get_acl_description?acl:u32=3", "100 description:txt=" + text},
-        {"unset_acl_description?acl:u32=3", "100"},
-        {"unset_acl_description?acl:u32=4", "100"}});
   EXPECT_EQ(policy("get_acls").substr(0, 4), "100 ");
+  hold({{"unset_acl_description?acl:u32=3", "100"}});
+  EXPECT_EQ(policy_with("set_acl_description", {{"acl", ACLS}, {"description", text}}), "100");
+  EXPECT_EQ(policy("get_acls").substr(0, 4), "100 ");
+}
+
+TEST_F(Limits, ARuleOfTheLongestRequestIsReadBackWithADescription) {
+  const std::string text(xrl_limits::MAX_TEXT_BYTES, 'x');
+  XrlAtomList flags;
+  XrlAtomList values;
+  for (std::uint32_t field = 0; field < 15; ++field) {
+    flags.append(field);
+    values.append(text);
+  }
+  hold({{"create_acl?acl:u32=1&type:u32=0", "100"}});
+  ASSERT_EQ(policy_with(
+                "create_rule",
+                {{"acl", 1U}, {"rule", 1U}, {"action", 0U}, {"flags", flags}, {"values", values}}),
+            "100");
+  ASSERT_EQ(policy_with("set_rule_description", {{"acl", 1U}, {"rule", 1U}, {"description", text}}),
+            "100");
+  EXPECT_EQ(policy("get_rule?acl:u32=1&rule:u32=1").substr(0, 4), "100 ");
 }
 
 TEST_F(Limits, AnInterfaceOfAnOddNameIsToldOnOneLine) {

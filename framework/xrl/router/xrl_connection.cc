@@ -239,9 +239,7 @@ std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> by
   std::size_t at = 0;
   while (bytes.size() - at >= xrl_frame::LENGTH_BYTES && may_read()) {
     const std::uint32_t length = load_u32(bytes.data() + at);
-    const std::uint32_t limit =
-        _state == State::UP ? xrl_limits::MAX_FRAME_BYTES : xrl_limits::MAX_HELLO_BYTES;
-    if (length == 0 || length > limit) {
+    if (length == 0 || length > longest_frame(bytes.subspan(at))) {
       end(Cause::FAULT, "damaged: a frame of " + std::to_string(length) + " bytes");
     } else if (bytes.size() - at - xrl_frame::LENGTH_BYTES < length) {
       break;
@@ -261,6 +259,15 @@ std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> by
   }
   _parsing = false;
   return at;
+}
+
+// Of the kind that the bytes at its front tell, if they do yet.
+std::uint32_t XrlConnection::longest_frame(std::span<const std::uint8_t> front) const {
+  if (_state != State::UP) return xrl_limits::MAX_HELLO_BYTES;
+  const bool may_be_reply =
+      front.size() <= xrl_frame::KIND_AT ||
+      front[xrl_frame::KIND_AT] == static_cast<std::uint8_t>(xrl_frame::Kind::REPLY);
+  return may_be_reply ? xrl_limits::MAX_REPLY_BYTES : xrl_limits::MAX_FRAME_BYTES;
 }
 
 void XrlConnection::take_frame(std::span<const std::uint8_t> frame) {

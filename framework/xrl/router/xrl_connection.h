@@ -104,6 +104,7 @@ class XrlConnection {
   // Runs the whole frames at the front of `bytes` and answers how many bytes
   // they took, or nothing when the connection was destroyed meanwhile.
   [[nodiscard]] std::optional<std::size_t> parse(std::span<const std::uint8_t> bytes);
+  [[nodiscard]] std::uint32_t longest_frame(std::span<const std::uint8_t> front) const;
   void take_frame(std::span<const std::uint8_t> frame);
   void take_hello(std::span<const std::uint8_t> body);
   void take_request(std::span<const std::uint8_t> body);

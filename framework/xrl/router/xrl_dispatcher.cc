@@ -26,7 +26,7 @@ XrlError answer_with_results(const XrlCmdMap::Command& command, const xrl_frame:
   const XrlCmdError answer = command.handler(command.target, in, results);
   if (!answer.is_okay()) return answer.error();
   const std::size_t bytes = out.size() - start - xrl_frame::LENGTH_BYTES;
-  if (past_limit || bytes > xrl_limits::MAX_FRAME_BYTES) {
+  if (past_limit || bytes > xrl_limits::MAX_REPLY_BYTES) {
     return XrlError::INTERNAL_ERROR("the reply is longer than a frame may be.");
   }
   xrl_frame::end_reply(out, start, request.sequence, XrlErrorCode::OKAY);

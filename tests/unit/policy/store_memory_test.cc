@@ -46,6 +46,30 @@ TEST(StoreMemory, FieldsTakeTheirTextsAndTwoBytesEachOrMoreWhenTheyAreLong) {
   }
 }
 
+// What is counted against the store's bound is no less than what is taken.
+TEST(StoreMemory, IsCountedForWhatItIsOrMore) {
+  PolicyTree tree;
+  add_vlan(tree, 1);
+  std::mt19937 random(1);
+  const auto text = [&random] { return std::string(random() % 200, 'x'); };
+  const std::size_t before = memory_in_use();
+  for (std::uint32_t i = 0; i < 3000; ++i) {
+    const auto acl = static_cast<std::uint32_t>(random() % 300);
+    static_cast<void>(tree.create_acl(acl, 0));
+    ASSERT_EQ(tree.find_acl(acl)->set_description(text()), 0);
+    const auto rule = static_cast<std::uint32_t>(random());
+    ASSERT_EQ(tree.find_acl(acl)->create_rule(rule, 1, Numbers{1, 2}, TextViews{text(), text()}),
+              0);
+    ASSERT_EQ(tree.find_rule_info(acl, rule)->set_description(text()), 0);
+    ASSERT_EQ(tree.find_vlan(1)->add_filter({acl, rule}), 0);
+    ASSERT_EQ(tree.find_vlan(1)->actions().set_action({acl, rule}, 0, 1), 0);
+    ASSERT_EQ(tree.create_time_range(text() + std::to_string(i), 0, 0, false, 0, 0), 0);
+  }
+  const std::size_t taken = memory_in_use() - before;
+  EXPECT_GE(tree.stored().bytes(), taken);
+  EXPECT_LE(tree.stored().bytes(), taken + taken / 2);
+}
+
 struct Layout {
   const char* name;
   std::uint32_t vlans;

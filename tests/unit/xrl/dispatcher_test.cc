@@ -100,9 +100,9 @@ TEST_F(Dispatcher, AnswersAHandlerThatRunsOutOfMemory) {
   EXPECT_EQ(dispatcher.current(), nullptr);
 }
 
-TEST_F(Dispatcher, RepliesWithResultsThatJustFillAFrame) {
+TEST_F(Dispatcher, RepliesWithResultsThatJustFillAReply) {
   // Besides the results the frame holds a kind, a sequence number and a code.
-  constexpr std::size_t MOST = xrl_limits::MAX_FRAME_BYTES - (1 + 4 + 4);
+  constexpr std::size_t MOST = xrl_limits::MAX_REPLY_BYTES - (1 + 4 + 4);
   XrlCmdMap long_commands("long");
   ASSERT_TRUE(long_commands.add_handler("test/0.1/fill", &Dispatcher::fill, this));
   dispatcher.set_commands(long_commands);

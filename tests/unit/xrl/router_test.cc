@@ -229,7 +229,7 @@ TEST_F(Router, AnswersInternalErrorForAReplyLongerThanAFrame) {
   start_all();
   std::optional<XrlError> answer;
   XrlEchoV0p1Client(client.get())
-      .send_fill("echo", xrl_limits::MAX_FRAME_BYTES,
+      .send_fill("echo", xrl_limits::MAX_REPLY_BYTES,
                  callback([&](const XrlError& e, const std::string_view*) { answer = e; }));
   settle([&] { return answer.has_value(); });
   EXPECT_EQ(answer->str(), "220 INTERNAL_ERROR the reply is longer than a frame may be.");
@@ -606,7 +606,7 @@ TEST_F(Watching, HearsOfABirthAgainWhenTheTargetCouldNotDoWhatItWasAsked) {
   watch_echo();
   std::optional<XrlError> answer;
   XrlEchoV0p1Client(&watcher->router)
-      .send_fill("echo", xrl_limits::MAX_FRAME_BYTES,
+      .send_fill("echo", xrl_limits::MAX_REPLY_BYTES,
                  callback([&](const XrlError& e, const auto*) { answer = e; }));
   settle([&] { return answer.has_value() && births() == 2; });
   EXPECT_EQ(answer->code(), XrlErrorCode::INTERNAL_ERROR);

@@ -278,10 +278,10 @@ TEST(XrlAtomList, IsWithinLimitsUpToTheDeepestNesting) {
   EXPECT_FALSE(samples::nested(xrl_limits::MAX_LIST_DEPTH + 1).within_limits());
 }
 
-TEST(XrlAtomList, IsWithinLimitsUpToTheSizeOfAFrame) {
+TEST(XrlAtomList, IsWithinLimitsUpToTheSizeOfAReply) {
   XrlAtomList list;
   const std::string each(xrl_limits::MAX_TEXT_BYTES - 4, 'x');
-  for (std::uint32_t i = 0; i < xrl_limits::MAX_FRAME_BYTES / xrl_limits::MAX_TEXT_BYTES; ++i) {
+  for (std::uint32_t i = 0; i < xrl_limits::MAX_REPLY_BYTES / xrl_limits::MAX_TEXT_BYTES; ++i) {
     list.append(each);
   }
   EXPECT_TRUE(list.within_limits());
