@@ -71,6 +71,8 @@ inline constexpr std::size_t MAX_READ_PER_TURN = 256U << 10U;
 // Time that the requests of one connection take in one turn, so that none starves
 // others: what is left of them waits for the next turn.
 inline constexpr std::chrono::milliseconds MAX_TIME_PER_TURN{5};
+// After an answer of so many bytes the clock is looked at at once.
+inline constexpr std::size_t LONG_ANSWER_BYTES = 64U << 10U;
 // Requests between two looks at the clock.
 inline constexpr unsigned REQUESTS_PER_LOOK = 16;
 

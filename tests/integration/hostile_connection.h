@@ -31,8 +31,9 @@ inline constexpr const char* FILL = "echo/0.1/fill";
 class Handler {
  public:
   using Function = std::function<void()>;
-  Handler(XrlCmdMap& commands, const char* method, Function function)
-      : _function(std::move(function)) {
+  // Each answer has a text of so many bytes, if any.
+  Handler(XrlCmdMap& commands, const char* method, Function function, std::size_t bytes = 0)
+      : _function(std::move(function)), _text(bytes, 'x') {
     commands.add_handler(method, run, this);
   }
 
@@ -40,9 +41,12 @@ class Handler {
   static XrlCmdError run(void* handler, XrlArgsReader& /*in*/, XrlArgsWriter& out) {
     static_cast<Handler*>(handler)->_function();
     out.u32("done", 1);
+    const std::string& text = static_cast<Handler*>(handler)->_text;
+    if (!text.empty()) out.text("text", text);
     return XrlCmdError::OKAY();
   }
   Function _function;
+  std::string _text;
 };
 
 // The log lines so far, without the addresses of the peers.

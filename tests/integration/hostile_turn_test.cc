@@ -41,9 +41,9 @@ class HostileConnectionTurn : public testing::Test {
     }
     return most;
   }
-  static std::string requests(std::uint32_t count) {
+  static std::string requests(std::uint32_t count, const char* method = "test/0.1/slow") {
     std::string bytes;
-    for (std::uint32_t i = 0; i < count; ++i) bytes += request(i, "test/0.1/slow");
+    for (std::uint32_t i = 0; i < count; ++i) bytes += request(i, method);
     return bytes;
   }
 
@@ -56,6 +56,12 @@ class HostileConnectionTurn : public testing::Test {
                     ++ran;
                     kernel.pass(milliseconds(1));
                   }};
+  Handler long_handler{commands, "test/0.1/long",
+                       [this] {
+                         ++ran;
+                         kernel.pass(milliseconds(3));
+                       },
+                       xrl_limits::LONG_ANSWER_BYTES};
   XrlDispatcher dispatcher;
   XrlListener listener{loop, dispatcher, XrlListener::default_options()};
 };
@@ -66,6 +72,14 @@ TEST_F(HostileConnectionTurn, EndsForAPeerWhoseRequestsTakeLongSoThatOthersAreSe
   EXPECT_LE(most_in_a_turn(hog, 2000), 4 * static_cast<int>(xrl_limits::REQUESTS_PER_LOOK));
   EXPECT_EQ(hog.frames().size(), 2001U) << "what waits for the next turn is not lost";
   EXPECT_EQ(ran, 2000);
+}
+
+TEST_F(HostileConnectionTurn, EndsSoonerForAPeerWhoseAnswersAreLong) {
+  world.network().set_buffer_size(64U << 20U);
+  Stranger hog(loop, HERE);
+  hog.say(hello("hog-1") + requests(200, "test/0.1/long"));
+  EXPECT_LE(most_in_a_turn(hog, 200), 3);
+  EXPECT_EQ(ran, 200);
 }
 
 TEST_F(HostileConnectionTurn, MayEndWithTheLastRequestOfAPeerThatLaterHasMore) {

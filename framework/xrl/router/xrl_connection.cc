@@ -35,19 +35,25 @@ class SharedInputUse {
 };
 
 // Whether the requests of one connection have had their time. Looks at the
-// clock now and then only, and not at all for a few requests.
+// clock now and then only, and not at all for a few requests with short answers.
 class TimeSlice {
  public:
-  explicit TimeSlice(Kernel& kernel) : _kernel(kernel) {}
-  [[nodiscard]] bool is_over() {
-    if (++_requests % xrl_limits::REQUESTS_PER_LOOK != 0) return false;
-    const TimePoint now = _kernel.now();
-    if (_requests == xrl_limits::REQUESTS_PER_LOOK) _began = now;
+  explicit TimeSlice(EventLoop& loop) : _loop(loop) {}
+  // After each request; `answers` is how many bytes of answers there are now.
+  [[nodiscard]] bool is_over(std::size_t answers) {
+    const bool was_long = answers >= _answers + xrl_limits::LONG_ANSWER_BYTES;
+    _answers = answers;
+    if (++_requests % xrl_limits::REQUESTS_PER_LOOK != 0 && !was_long) return false;
+    const TimePoint now = _loop.kernel().now();
+    // What long answers take counts from the beginning of the turn.
+    if (was_long) _began = _loop.now();
+    if (_began == TimePoint{}) _began = now;
     return now - _began > xrl_limits::MAX_TIME_PER_TURN;
   }
 
  private:
-  Kernel& _kernel;
+  EventLoop& _loop;
+  std::size_t _answers = 0;
   unsigned _requests = 0;
   TimePoint _began{};
 };
@@ -233,7 +239,7 @@ bool XrlConnection::read_once(std::size_t& budget) {
 
 std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> bytes) {
   const auto life = _lifeline.token();
-  TimeSlice slice(_loop.kernel());
+  TimeSlice slice(_loop);
   _parsing = true;
   _backlog = false;
   std::size_t at = 0;
@@ -252,7 +258,7 @@ std::optional<std::size_t> XrlConnection::parse(std::span<const std::uint8_t> by
       return std::nullopt;
     }
     at += xrl_frame::LENGTH_BYTES + length;
-    if (slice.is_over()) {
+    if (slice.is_over(_out.size())) {
       _backlog = true;
       _flush.schedule();
     }
