@@ -59,7 +59,9 @@ using QueueMap = std::array<std::uint8_t, PRIORITIES>;
 struct PolicyPort {
   // As policyd names it; what `in-ports` of a rule compares with. Unique.
   std::string name;
-  // The name of the aggregate of which the port is a member; empty when of none.
+  // The name of the aggregate of which the port is a member; empty when of none. What comes
+  // in by a member meets its filters first, then as coming in by the aggregate, if that is
+  // a port of the policy, those of the aggregate and of the VLAN.
   std::string aggregate;
   // The interface of the kernel whose incoming packets are looked at. Unique.
   std::uint32_t ifindex = 0;

@@ -18,6 +18,7 @@ namespace {
 constexpr std::uint32_t MOST_INTERFACES = 16384;
 constexpr std::uint32_t MOST_CARRIED = 1U << 20U;
 constexpr std::string_view LIST_PREFIX = "list-";
+constexpr std::string_view OF_MEMBERS = "-members";
 
 Descriptor pinned_hash(const std::string& path, const char* name, std::uint32_t key_size,
                        std::uint32_t value_size, std::uint32_t most) {
@@ -110,7 +111,8 @@ void EbpfDataPath::take_over() {
     if (!name.starts_with(LIST_PREFIX)) continue;
     std::optional<LoadedList> loaded = LoadedList::open(entry.path());
     if (!loaded) continue;
-    auto list = std::make_shared<List>(List{name, std::move(*loaded), 0, {}, {}});
+    auto list = std::make_shared<List>(
+        List{name, std::move(*loaded), name.ends_with(OF_MEMBERS), 0, {}, {}});
     list->program_id = program_id(list->loaded.program());
     _lists[name] = std::move(list);
   }
@@ -170,10 +172,11 @@ void EbpfDataPath::assign_slots(Change& change) const {
 
 EbpfDataPath::SharedList EbpfDataPath::find_or_build(Change& change,
                                                      const std::vector<ListPart>& parts,
-                                                     CompileRefusal& refusal) {
+                                                     bool of_members, CompileRefusal& refusal) {
   const std::string kind = std::string(change.has_queues ? "queues" : "") +
                            (_form == TableForm::ARENA ? " arena" : " array");
-  const ListName name = std::string(LIST_PREFIX) + list_name(parts, change.names, kind);
+  const ListName name = std::string(LIST_PREFIX) + list_name(parts, change.names, kind) +
+                        std::string(of_members ? OF_MEMBERS : "");
   const auto found = _lists.find(name);
   if (found != _lists.end()) {
     found->second->parts = parts;
@@ -189,7 +192,7 @@ EbpfDataPath::SharedList EbpfDataPath::find_or_build(Change& change,
   list.header.asks_interfaces = change.has_queues || (list.header.dimensions & asking) != 0 ? 1 : 0;
   try {
     auto made = std::make_shared<List>(
-        List{name, LoadedList(list, _form, _interfaces.get()), 0, parts, {}});
+        List{name, LoadedList(list, _form, _interfaces.get()), of_members, 0, parts, {}});
     made->program_id = program_id(made->loaded.program());
     made->active = change.policy.active_time_ranges;
     made->loaded.enable(
@@ -213,7 +216,7 @@ void EbpfDataPath::prepare_vlans(Change& change) {
     const std::vector<ListPart> parts = parts_of_vlans(change.vlans);
     if (parts.empty()) return;
     CompileRefusal refusal;
-    change.vlan_list = find_or_build(change, parts, refusal);
+    change.vlan_list = find_or_build(change, parts, false, refusal);
     if (change.vlan_list != nullptr) return;
     // Of one VLAN when a rule is at fault, otherwise of all.
     std::vector<std::uint16_t> refused;
@@ -237,14 +240,17 @@ void EbpfDataPath::prepare_vlans(Change& change) {
 }
 
 void EbpfDataPath::prepare_ports(Change& change) {
-  std::map<SharedRuleList, std::pair<SharedList, CompileRefusal>> tried;
+  std::map<std::pair<SharedRuleList, bool>, std::pair<SharedList, CompileRefusal>> tried;
   for (Port& port : change.ports) {
-    const SharedRuleList& filters = port.wanted->filters;
-    const bool is_empty = filters == nullptr || filters->empty();
-    if (is_empty && change.vlan_list == nullptr && !port.wanted->queues) continue;
-    auto [at, is_new] = tried.try_emplace(is_empty ? nullptr : filters);
+    const bool is_empty = port.wanted->filters == nullptr || port.wanted->filters->empty();
+    const SharedRuleList filters = is_empty ? nullptr : port.wanted->filters;
+    // What comes in by a member meets the filters of VLANs at the aggregate, once.
+    const bool of_member = !port.wanted->aggregate.empty();
+    const bool has_vlans = change.vlan_list != nullptr && !of_member;
+    if (is_empty && !has_vlans && !port.wanted->queues) continue;
+    auto [at, is_new] = tried.try_emplace({filters, of_member});
     auto& [list, refusal] = at->second;
-    if (is_new) list = find_or_build(change, {{0, is_empty ? nullptr : filters}}, refusal);
+    if (is_new) list = find_or_build(change, {{0, filters}}, of_member, refusal);
     port.next = list;
     if (list != nullptr) continue;
     change.refuse_port(port, refusal);
@@ -262,7 +268,8 @@ void EbpfDataPath::switch_over(Change& change) {
     if (port.now != nullptr) in_use.insert(port.now.get());
   }
   const auto tell = [&](const SharedList& list) {
-    if (list != nullptr && known.insert(list.get()).second) list->loaded.continue_with(vlans);
+    if (list == nullptr || list->of_members) return;
+    if (known.insert(list.get()).second) list->loaded.continue_with(vlans);
   };
   for (const Port& port : change.ports) {
     if (port.next != nullptr && !in_use.contains(port.next.get())) tell(port.next);

@@ -40,6 +40,7 @@ class EbpfDataPath : public DataPath {
   struct List {
     ListName name;
     LoadedList loaded;
+    bool of_members = false;  // never goes on to the filters of VLANs
     std::uint32_t program_id = 0;
     std::vector<ListPart> parts;  // none as long as it was only taken over
     std::set<std::string> active;
@@ -72,7 +73,7 @@ class EbpfDataPath : public DataPath {
 
   // The list, from what there is or newly built; a refusal when it cannot be.
   [[nodiscard]] SharedList find_or_build(Change& change, const std::vector<ListPart>& parts,
-                                         CompileRefusal& refusal);
+                                         bool of_members, CompileRefusal& refusal);
 
   const std::string _folder;
   const TableForm _form;
