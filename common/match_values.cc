@@ -184,8 +184,13 @@ std::string interfaces_problem(std::string_view text) {
 constexpr std::uint32_t IPV4_BITS = 32;
 constexpr std::uint32_t IPV6_BITS = 128;
 
-// Whether `text` is a number that the field takes, and which.
-bool is_number_of(const MatchField& field, std::string_view text, std::uint32_t& number) {
+struct Bounds {
+  std::uint32_t lowest;
+  std::uint32_t highest;
+};
+
+// Whether `text` is a number within the bounds, and which.
+bool is_number_within(const Bounds& bounds, std::string_view text, std::uint32_t& number) {
   constexpr std::size_t MOST_DIGITS = 9;  // fewer than any overflow takes
   if (text.empty() || text.size() > MOST_DIGITS || (text.size() > 1 && text[0] == '0'))
     return false;
@@ -194,32 +199,66 @@ bool is_number_of(const MatchField& field, std::string_view text, std::uint32_t&
     if (c < '0' || c > '9') return false;
     number = 10 * number + static_cast<std::uint32_t>(c - '0');
   }
-  return number >= field.lowest && number <= field.highest;
+  return number >= bounds.lowest && number <= bounds.highest;
+}
+
+bool is_ipv4_prefix(std::string_view text) {
+  // The length has one digit, or two.
+  const std::size_t size = text.size();
+  if (size < 3) return false;
+  const std::size_t slash = text[size - 2] == '/' ? size - 2 : size - 3;
+  IPv4 address;
+  std::uint32_t length = 0;
+  return text[slash] == '/' && IPv4::parse(text.substr(0, slash), address) &&
+         is_number_within({0, IPV4_BITS}, text.substr(slash + 1), length) &&
+         network_of(address, length) == address;
+}
+
+// The four digits from `at` on, which there must be; none when they are no such.
+std::optional<std::uint32_t> four_digits(std::string_view text, std::size_t at) {
+  std::uint32_t number = 0;
+  for (const char c : text.substr(at, HEX_DIGITS)) {
+    if (c >= '0' && c <= '9') {
+      number = 16 * number + static_cast<std::uint32_t>(c - '0');
+    } else if (c >= 'a' && c <= 'f') {
+      number = 16 * number + static_cast<std::uint32_t>(c - 'a' + 10);
+    } else {
+      return std::nullopt;
+    }
+  }
+  return number;
+}
+
+bool is_bits(std::string_view text) {
+  constexpr std::size_t MASK_AT = 7;  // in "0x0000/0x0000"
+  if (text.size() != 2 * MASK_AT - 1 || !text.starts_with("0x") ||
+      text.substr(MASK_AT - 1, 3) != "/0x") {
+    return false;
+  }
+  const std::optional<std::uint32_t> value = four_digits(text, 2);
+  const std::optional<std::uint32_t> mask = four_digits(text, MASK_AT + 2);
+  return value && mask && (*value & ~*mask) == 0;
 }
 
 // Nearly all values that there are, in little time: large configurations have millions,
 // and nothing is to be said of them. False: it is to be looked at closely.
 bool is_plainly_right(const MatchField& field, std::string_view value) {
+  const Bounds bounds{field.lowest, field.highest};
   std::uint32_t low = 0;
   std::uint32_t high = 0;
   switch (field.syntax) {
     case MatchSyntax::NUMBER:
-      return is_number_of(field, value, low);
+      return is_number_within(bounds, value, low);
     case MatchSyntax::RANGE: {
       const std::size_t dash = value.find('-');
-      if (dash == std::string_view::npos) return is_number_of(field, value, low);
-      return is_number_of(field, value.substr(0, dash), low) &&
-             is_number_of(field, value.substr(dash + 1), high) && low < high;
+      if (dash == std::string_view::npos) return is_number_within(bounds, value, low);
+      return is_number_within(bounds, value.substr(0, dash), low) &&
+             is_number_within(bounds, value.substr(dash + 1), high) && low < high;
     }
-    case MatchSyntax::IPV4_PREFIX: {
-      const std::size_t slash = value.rfind('/');
-      IPv4 address;
-      if (slash == std::string_view::npos || !IPv4::parse(value.substr(0, slash), address)) {
-        return false;
-      }
-      const std::optional<std::uint32_t> length = decimal(value.substr(slash + 1));
-      return length && *length <= IPV4_BITS && network_of(address, *length) == address;
-    }
+    case MatchSyntax::IPV4_PREFIX:
+      return is_ipv4_prefix(value);
+    case MatchSyntax::BITS:
+      return is_bits(value);
     default:
       return false;
   }

@@ -194,7 +194,7 @@ class PlanMaker {
   void make_all(KindPlan& kind) {
     if (kind.how() == HowChanged::SET_ALL) return set_all(kind);
     for_each_of_both(kind, [&](const EntryKey& key) {
-      if (kind.how() != HowChanged::NEVER) make(kind, key);
+      if (kind.how() != HowChanged::NEVER) make(kind, key, _target.find(*kind.kind, key));
       if (kind.how() == HowChanged::REPLACED && !_target.has(*kind.kind, key)) return;
       for (KindPlan* child : kind.children) make_below(*child, key);
     });
@@ -203,13 +203,12 @@ class PlanMaker {
   void make_below(KindPlan& kind, const EntryKey& above) {
     if (kind.how() == HowChanged::ORDERED) return put_in_order(kind, above);
     for_each_below(above, _target.of(*kind.kind),
-                   [&](const EntryKey& key, const EntryValue&) { make(kind, key); });
+                   [&](const EntryKey& key, const EntryValue& after) { make(kind, key, &after); });
   }
 
-  void make(const KindPlan& kind, const EntryKey& key) {
-    const EntryValue* const before = _present.find(*kind.kind, key);
-    const EntryValue* const after = _target.find(*kind.kind, key);
+  void make(const KindPlan& kind, const EntryKey& key, const EntryValue* after) {
     if (after == nullptr) return;
+    const EntryValue* const before = _present.find(*kind.kind, key);
     if (kind.how() == HowChanged::SET) {
       if (before != nullptr && *before == *after) return;
       step(kind, Verb::SET, key, *after);

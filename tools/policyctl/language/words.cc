@@ -137,13 +137,8 @@ std::optional<WordFault> Words::split(std::string_view line) {
                        line[at] == '"' ? "a quote may only begin a word."
                                        : "a control character may only stand in quotes."};
     }
-    add({line.substr(begin, at - begin), begin + 1, at - begin, false});
+    add(line.substr(begin, at - begin), begin + 1, at - begin, false);
   }
-}
-
-void Words::add(const Word& word) {
-  if (_count == _words.size()) _words.emplace_back();
-  _words[_count++] = word;
 }
 
 std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& at) {
@@ -164,7 +159,7 @@ std::optional<WordFault> Words::take_quoted(std::string_view line, std::size_t& 
   if (at < line.size() && !is_blank(line[at])) {
     return WordFault{at + 1, 1, "a blank is missing behind the closing quote."};
   }
-  add({text, begin + 1, at - begin, true});
+  add(text, begin + 1, at - begin, true);
   return std::nullopt;
 }
 

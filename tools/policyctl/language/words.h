@@ -35,7 +35,14 @@ class Words {
   [[nodiscard]] std::span<const Word> all() const { return std::span(_words).first(_count); }
 
  private:
-  void add(const Word& word);
+  void add(std::string_view text, std::size_t column, std::size_t length, bool quoted) {
+    if (_count == _words.size()) _words.emplace_back();
+    Word& word = _words[_count++];
+    word.text = text;
+    word.column = column;
+    word.length = length;
+    word.quoted = quoted;
+  }
   std::optional<WordFault> take_quoted(std::string_view line, std::size_t& at);
   static std::optional<WordFault> take_escaped(std::string_view line, std::size_t& at,
                                                std::string& text);

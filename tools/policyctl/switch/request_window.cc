@@ -15,20 +15,15 @@ void RequestWindow::run(SendNext next) {
 void RequestWindow::answered() {
   --_in_flight;
   _session.heard_this_turn();
-  pump();
+  _pump.schedule();
 }
 
 void RequestWindow::pump() {
-  if (_pumping) return;
-  _pumping = true;
-  while (!_stopped && _in_flight < MAX_IN_FLIGHT) {
-    const Sent sent = _next();
-    if (sent == Sent::YES) {
-      ++_in_flight;
-      continue;
-    }
-    if (sent == Sent::NO_MORE || _in_flight == 0) _stopped = true;
-    break;
+  for (std::size_t sent = 0; !_stopped && _in_flight < MAX_IN_FLIGHT; ++sent) {
+    if (sent == REQUESTS_PER_TURN) return _pump.schedule();
+    const Sent next = _next();
+    if (next == Sent::NO_MORE || (next == Sent::NOT_NOW && _in_flight == 0)) _stopped = true;
+    if (next != Sent::YES) return;
+    ++_in_flight;
   }
-  _pumping = false;
 }

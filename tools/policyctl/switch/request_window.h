@@ -11,7 +11,10 @@
 
 class RequestWindow {
  public:
-  static constexpr std::size_t MAX_IN_FLIGHT = 2048;
+  static constexpr std::size_t MAX_IN_FLIGHT = 4096;
+  // What is sent leaves with the end of a turn: by so few at a time, policyd works on
+  // some while the answers to others are read here.
+  static constexpr std::size_t REQUESTS_PER_TURN = 1024;
 
   enum class Sent { YES, NOT_NOW, NO_MORE };
   // Sends the next request, whose callback must call answered() once.
@@ -20,7 +23,10 @@ class RequestWindow {
   // `what` is waited for, as a deadline names it: "the rules of the switch"; and
   // `whom`, asked within run(), policyd unless given.
   RequestWindow(SwitchSession& session, std::string what, SwitchSession::Whom whom = {})
-      : _session(session), _what(std::move(what)), _whom(std::move(whom)) {}
+      : _session(session),
+        _what(std::move(what)),
+        _whom(std::move(whom)),
+        _pump(session.loop(), [this] { pump(); }) {}
 
   // Until all is sent and answered, or, once stop() was called, until what is in
   // flight is answered. Throws Failure TIMED_OUT.
@@ -42,5 +48,5 @@ class RequestWindow {
   SendNext _next;
   std::size_t _in_flight = 0;
   bool _stopped = false;
-  bool _pumping = false;
+  Deferred _pump;
 };
