@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "framework/base/line_writer.h"
+#include "framework/base/shown_character.h"
 #include "framework/base/unless_kept.h"
 
 namespace {
@@ -76,12 +77,14 @@ void append_time(std::string& line) {
 
 void append_escaped(std::string& line, std::string_view text) {
   static constexpr std::string_view DIGITS = "0123456789ABCDEF";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f) {
-      line += c;
+  for (std::size_t length = 0; !text.empty(); text.remove_prefix(length)) {
+    length = shown_character(text);
+    if (length > 0) {
+      line += text.substr(0, length);
       continue;
     }
+    length = 1;
+    const auto byte = static_cast<unsigned char>(text[0]);
     line += "\\x";
     line += DIGITS[byte >> 4U];
     line += DIGITS[byte & 0xfU];

@@ -181,6 +181,16 @@ TEST_F(XlogTest, ControlCharactersAreEscapedSoThatALineStaysOne) {
   EXPECT_EQ(written_after_time(), "INFO policyd M w: a\\x0Ab\\x09c\\x1B[1m\\x7F \xc3\xa4\n");
 }
 
+TEST_F(XlogTest, WhatATerminalObeysOrDoesNotShowIsEscaped) {
+  // A control character of two bytes, one that turns the direction of writing, and what
+  // is no character.
+  xlog_info("M", "w", "%s",
+            "\xc2\x9b"
+            "2J \xe2\x80\xae \xff\xe2\x82");
+  EXPECT_EQ(written_after_time(),
+            "INFO policyd M w: \\xC2\\x9B2J \\xE2\\x80\\xAE \\xFF\\xE2\\x82\n");
+}
+
 TEST_F(XlogTest, OutputsGetTheMessageAsGiven) {
   xlog_info("POLICY", WHERE, "a\nb");
   const std::vector<XlogRecord> records = _capture.take();
