@@ -43,6 +43,56 @@ TEST_F(Trouble, ADeadFinderIsNotReachable) {
                             "  Start the finder, or name another with -F HOST[:PORT].\n");
 }
 
+TEST_F(Trouble, AFinderThatTurnsUsAwayIsToldFromOneThatIsNotThere) {
+  ControlPlane::kill(plane.finder);
+  const std::string secret = file("secret", "0123456789abcdef");
+  ASSERT_EQ(chmod(secret.c_str(), 0600), 0);
+  ChildProcess::Options options;
+  options.argv = {program("finder"), "-p", std::to_string(plane.port())};
+  options.environment = {{"XRL_COOKIE_FILE", secret}};
+  ChildProcess finder(options);
+  ASSERT_TRUE(finder.wait_for_output("\n"));
+  const Result result = policyctl({"show"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_EQ(result.err,
+            "policyctl: who listens at " + finder_name() +
+                " does not let policyctl in: the connection was closed.\n"
+                "  A finder does so with hosts that it does not serve (see its option --allow) and "
+                "with who does not show its secret (see XRL_COOKIE_FILE). Or is that none? Name "
+                "another with -F HOST[:PORT].\n");
+  options.argv = {program("policyctl"), "-F", finder_name(), "show"};
+  ChildProcess with_secret(options);
+  EXPECT_EQ(with_secret.wait(), 69);
+  EXPECT_TRUE(with_secret.errors().starts_with("policyctl: policyd is not running: the finder at "))
+      << with_secret.errors();
+}
+
+TEST_F(Trouble, WithoutItsManagersASwitchShowsAndTakesWhatBindsNothing) {
+  ControlPlane::kill(plane.chassis);
+  const std::string lists = file("lists.conf", rules(10, 1, 2));
+  // The finder takes a moment to see that they are gone.
+  EXPECT_TRUE(plane.client().until([&] { return !policyctl({"show"}).err.empty(); }));
+  EXPECT_EQ(policyctl({"plan", lists}).status, 2);
+  const Result applied = policyctl({"apply", lists});
+  EXPECT_EQ(applied.status, 0) << applied.err;
+  EXPECT_EQ(applied.out, "The change is made. 3 added, 0 changed, 0 removed; 3 requests.\n");
+  const Result all = policyctl({"show"});
+  EXPECT_EQ(all.status, 0);
+  EXPECT_NE(all.out.find(rules(10, 1, 2)), std::string::npos) << all.out;
+  EXPECT_EQ(all.err,
+            "policyctl: the interface manager 'sif' and the VLAN manager 'vlan' are not there. "
+            "What is bound there is left out.\n");
+  EXPECT_EQ(acls(), rules(10, 1, 2));
+  const Result saved = policyctl({"save", folder + "/saved.conf"});
+  EXPECT_EQ(saved.status, 0) << saved.err;
+  EXPECT_EQ(policyctl({"plan", folder + "/saved.conf"}).out,
+            "0 added, 0 changed, 0 removed; 0 requests.\n");
+  const Result bound = policyctl({"apply", file("vlan.conf", "vlan 10\n  filter acl 10 rule 1\n")});
+  EXPECT_EQ(bound.status, 69);
+  EXPECT_EQ(policyctl({"delete", "acl", "10"}).status, 0);
+  EXPECT_EQ(acls(), "");
+}
+
 TEST_F(Trouble, AFinderIsReachedByTheNameOfItsHost) {
   const std::string finder = "localhost:" + std::to_string(plane.port());
   EXPECT_EQ(policyctl({"-F", finder, "show"}).status, 0);

@@ -1,19 +1,22 @@
 #include "tools/policyctl/switch/switch_session.h"
 
-#include <poll.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
 #include "framework/base/exceptions.h"
 #include "framework/base/host_name.h"
+#include "framework/xrl/byte_buffer.h"
 #include "framework/xrl/interfaces/finder_xif.h"
+#include "framework/xrl/router/cookie.h"
+#include "framework/xrl/router/xrl_frame.h"
 #include "framework/xrl/xrl_atom_list.h"
 
 namespace {
@@ -42,6 +45,63 @@ std::string instance_of(std::string_view target, const XrlAtomList& targets,
   }
   return {};
 }
+
+// A connection of its own to where a finder should be. What a router makes of one that
+// is refused or closed is to try again.
+class Probe {
+ public:
+  Probe(EventLoop& loop, const SwitchPlace& place) : _loop(loop) {
+    NetAddress address;
+    if (!NetAddress::parse(place.name(), address)) return;
+    _fd = _loop.network().connect(address);
+    _is_refused = _fd == -ECONNREFUSED;
+    if (_fd < 0) return;
+    _watch =
+        std::make_unique<Watch>(_loop, _fd, IoInterest::WRITE, [this](IoInterest) { is_ready(); });
+  }
+  ~Probe() {
+    _watch.reset();
+    if (_fd >= 0) _loop.network().close(_fd);
+  }
+  Probe(const Probe&) = delete;
+  Probe& operator=(const Probe&) = delete;
+
+  // Nobody listens.
+  [[nodiscard]] bool is_refused() const { return _is_refused; }
+  // Who listens closed it, having seen who comes.
+  [[nodiscard]] bool is_turned_away() const { return _is_turned_away; }
+  [[nodiscard]] bool failed() const { return _is_refused || _is_turned_away; }
+
+ private:
+  void is_ready() {
+    if (_watch->interest() == IoInterest::READ) return hear();
+    _is_refused = _loop.network().connect_result(_fd) != 0;
+    if (!_is_refused) greet();
+    _watch->set_interest(_is_refused ? IoInterest::NONE : IoInterest::READ);
+  }
+  void greet() {
+    xrl_frame::Hello hello;
+    std::string problem;
+    static_cast<void>(read_cookie_from_environment(hello.cookie, problem));
+    ByteBuffer greeting;
+    xrl_frame::append_hello(greeting, hello);
+    // One that is closed already is told of when it is read from.
+    static_cast<void>(_loop.network().write(_fd, greeting.bytes()));
+  }
+  void hear() {
+    std::array<std::uint8_t, 512> heard{};
+    const std::ptrdiff_t size = _loop.network().read(_fd, heard);
+    if (size > 0 || size == -EAGAIN || size == -EINTR) return;
+    _is_turned_away = true;
+    _watch->set_interest(IoInterest::NONE);
+  }
+
+  EventLoop& _loop;
+  int _fd = -1;
+  std::unique_ptr<Watch> _watch;
+  bool _is_refused = false;
+  bool _is_turned_away = false;
+};
 
 }  // namespace
 
@@ -83,31 +143,21 @@ void SwitchSession::reach_finder() {
   } catch (const XorpException& problem) {
     throw Failure(ExitStatus::NOT_REACHABLE, problem.str());
   }
-  bool refused = false;
-  NetAddress address;
-  std::unique_ptr<Watch> probe;
-  int fd = -1;
-  if (NetAddress::parse(SwitchPlace{host.str(), _place.finder_port}.name(), address)) {
-    fd = _loop.network().connect(address);
-    if (fd >= 0) {
-      probe = std::make_unique<Watch>(_loop, fd, IoInterest::WRITE, [&](IoInterest) {
-        int error = 0;
-        socklen_t size = sizeof error;
-        getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
-        refused = error != 0;
-        probe->set_interest(IoInterest::NONE);
-      });
-    } else {
-      refused = fd == -ECONNREFUSED;
-    }
-  }
-  const bool reached = wait_for(_patience, [&] { return refused || _router->ready(); });
-  probe.reset();
-  if (fd >= 0) _loop.network().close(fd);
-  if (refused) {
+  const Probe probe(_loop, {host.str(), _place.finder_port});
+  const bool reached = wait_for(_patience, [&] { return probe.failed() || _router->ready(); });
+  if (probe.is_refused()) {
     throw NoFinder(ExitStatus::NOT_REACHABLE,
                    "no finder listens at " + _place.name() + ": connection refused.",
                    "Start the finder, or name another with -F HOST[:PORT].");
+  }
+  if (probe.is_turned_away()) {
+    throw NoFinder(
+        ExitStatus::NOT_REACHABLE,
+        "who listens at " + _place.name() +
+            " does not let policyctl in: the connection was closed.",
+        "A finder does so with hosts that it does not serve (see its option --allow) and "
+        "with who does not show its secret (see XRL_COOKIE_FILE). Or is that none? Name "
+        "another with -F HOST[:PORT].");
   }
   if (reached) return;
   throw NoFinder(ExitStatus::TIMED_OUT,
