@@ -211,6 +211,29 @@ TEST_F(Policyctl, TellsWhoUsesAListOrRule) {
                 uses_of_rule_1 + "  Unbind it first, or delete it with --cascade.\n");
 }
 
+TEST_F(Policyctl, ListsTheFirstUsesOfWhatIsToBeDeletedAndAllWhenAsked) {
+  std::string text = "acl 10 type 0\n";
+  std::string filters = "vlan 10\n";
+  for (int rule = 1; rule <= 25; ++rule) {
+    text += "  rule " + std::to_string(rule) + " permit protocol 6\n";
+    filters += "  filter acl 10 rule " + std::to_string(rule) + "\n";
+  }
+  apply(text + filters);
+  const Result some = policyctl({"delete", "acl", "10"});
+  EXPECT_EQ(some.status, 1);
+  EXPECT_TRUE(some.err.starts_with(
+      "policyctl: delete acl 10: it is in use by 25 bindings. Nothing was changed.\nvlan 10\n"))
+      << some.err;
+  EXPECT_EQ(std::count(some.err.begin(), some.err.end(), '\n'), 1 + 1 + 20 + 1 + 1) << some.err;
+  EXPECT_NE(some.err.find("--all"), std::string::npos) << some.err;
+  const Result all = policyctl({"delete", "acl", "10", "--all"});
+  EXPECT_EQ(all.status, 1);
+  EXPECT_EQ(all.err,
+            "policyctl: delete acl 10: it is in use by 25 bindings. Nothing was changed.\n" +
+                filters + "  Unbind it first, or delete it with --cascade.\n");
+  EXPECT_EQ(policyctl({"who-uses", "acl", "10"}).out, filters);
+}
+
 TEST_F(Policyctl, DeletesWithAllThatIsBound) {
   apply(EDGE);
   const Result result = policyctl({"delete", "acl", "10", "--cascade"});

@@ -1,9 +1,11 @@
 // Changes that undo themselves unless they are confirmed.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "tests/integration/policyctl_fixture.h"
 #include "tools/policyctl/change/journal.h"
@@ -19,6 +21,19 @@ class Confirmation : public PolicyctlFixture {
   }
   [[nodiscard]] StateDirectory directory() const {
     return StateDirectory({plane.host(), plane.port()});
+  }
+  // Left behind by the process that made the change, it is a child of this one.
+  static void kill_guard() {
+    std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    for (int child = 0; children >> child;) {
+      std::ifstream in("/proc/" + std::to_string(child) + "/cmdline", std::ios::binary);
+      const std::string words{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+      const bool is_guard = words.find(std::string("\0guard\0", 7)) != std::string::npos;
+      if (!is_guard) continue;
+      ASSERT_EQ(kill(child, SIGKILL), 0);
+      return;
+    }
+    FAIL() << "there is no guard";
   }
   [[nodiscard]] std::string the_change() const {
     return "the change 'apply " + folder + "/a.conf'";
@@ -91,6 +106,24 @@ TEST_F(Confirmation, AChangeThatWaitsForItsConfirmationOutlivesAKilledPolicyctl)
 TEST_F(Confirmation, IsNotWaitedForInAFolderThatIsGone) {
   EXPECT_EQ(policyctl({"guard", "4711-1", "9999999999999"}).status, 0);
   EXPECT_FALSE(std::filesystem::exists(folder + "/state"));
+}
+
+TEST_F(Confirmation, AGuardThatIsGoneIsToldOf) {
+  apply_to_confirm(rules(10, 1, 2));
+  const Result watched = policyctl({"show"});
+  EXPECT_EQ(watched.status, 0);
+  EXPECT_EQ(watched.err, "");
+  // The one process of the change, as a kernel short of memory ends it.
+  ASSERT_TRUE(plane.client().until([&] { return !hold_guard(directory()); }));
+  kill_guard();
+  ASSERT_TRUE(plane.client().until([&] { return hold_guard(directory()).has_value(); }));
+  const Result shown_then = policyctl({"show"});
+  EXPECT_EQ(shown_then.status, 0);
+  EXPECT_EQ(shown_then.err, "policyctl: " + the_change() +
+                                " waits for its confirmation, and what was to undo it is gone: it "
+                                "stays until somebody confirms or recovers it.\n");
+  EXPECT_EQ(policyctl({"confirm"}).status, 0);
+  EXPECT_EQ(policyctl({"show"}).err, "");
 }
 
 // Its process was killed, say.

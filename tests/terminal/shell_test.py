@@ -112,6 +112,21 @@ class Terminal(OnASwitch):
         self.assertNotIn("rule 2", self.plane.shown())
         self.assertIn("The candidate is what the switch is.", self.line("rollback"))
 
+    def test_update_carries_edits_over_and_keeps_what_others_made(self):
+        for text in "acl 10", "rule 2 permit vlan 2", "rule 3 permit vlan 3", "top":
+            self.line(text, "*" if text == "top" else
+                      " acl 10" if text == "acl 10" else " acl 10*")
+        self.plane.run("apply", "-", stdin="acl 10 type 0\n  rule 2 permit vlan 22\n"
+                                           "  rule 4 permit vlan 4\n")
+        self.assertIn("rule 2", self.line("commit", "*"))
+        self.assertEqual(self.line("update", "*"),
+                         "The candidate is what the switch is, with your edits.\n"
+                         "Left as somebody else made it: acl 10 rule 2.\n")
+        self.assertIn("1 added, 0 changed, 0 removed", self.line("compare", "*"))
+        self.assertIn("The change is made.", self.line("commit"))
+        for rule in "rule 2 permit vlan 22", "rule 3 permit vlan 3", "rule 4 permit vlan 4":
+            self.assertIn(rule, self.plane.shown())
+
     def test_commit_that_is_not_confirmed_is_undone(self):
         self.line("cos flag on", "*")
         self.assertIn("It is undone within 60 s", self.line("commit confirm 60"))

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include "tests/unit/policyctl/whole_switch.h"
 #include "tools/policyctl/change/checkpoints.h"
 #include "tools/policyctl/change/journal.h"
+#include "tools/policyctl/change/open_file.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
@@ -117,6 +119,32 @@ TEST_F(Keep, RefusesAPipeAtOnceAndFollowsNoLink) {
   std::filesystem::create_symlink(path("x"), path("link"));
   EXPECT_EQ(refused_with([&] { (void)directory.read("link"); }),
             "could not read " + directory.path() + "/link: Too many levels of symbolic links.");
+}
+
+TEST_F(Keep, LocksNoFileButAPlainOneOfItsOwn) {
+  const StateDirectory directory(PLACE);
+  directory.write("x", "text");
+  ASSERT_EQ(mkfifo(path("lock").c_str(), 0600), 0);
+  EXPECT_EQ(refused_with([&] { (void)directory.try_lock(); }),
+            "could not lock " + directory.path() + "/lock: it is no plain file.");
+  std::filesystem::remove(path("lock"));
+  std::filesystem::create_symlink(path("x"), path("lock"));
+  EXPECT_EQ(refused_with([&] { (void)directory.try_lock(); }),
+            "could not open " + directory.path() + "/lock: Too many levels of symbolic links.");
+  EXPECT_EQ(directory.read("x"), "text");
+}
+
+TEST_F(Keep, WritesIntoNothingThatLiesWhereADraftIsMade) {
+  const StateDirectory directory(PLACE);
+  directory.write("x", "old");
+  ASSERT_EQ(mkfifo(path("x.new").c_str(), 0600), 0);
+  const OpenFile reader(open(path("x.new").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  directory.write("x", "new");
+  EXPECT_EQ(directory.read("x"), "new");
+  std::filesystem::create_symlink(path("other"), path("x.new"));
+  directory.write("x", "newer");
+  EXPECT_EQ(directory.read("x"), "newer");
+  EXPECT_FALSE(std::filesystem::exists(path("other")));
 }
 
 TEST_F(Keep, RefusesADirectoryThatOthersMayWriteTo) {

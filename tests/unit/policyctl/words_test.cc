@@ -1,4 +1,5 @@
 #include "tools/policyctl/language/words.h"
+#include "framework/base/shown_character.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -182,6 +183,10 @@ TEST(Harmless, EscapesWhatATerminalObeysOrDoesNotShow) {
   EXPECT_EQ(harmless("\xc2\x9b"), "\\xc2\\x9b");
   EXPECT_EQ(harmless("\xe2\x80\xae"), "\\xe2\\x80\\xae");
   EXPECT_EQ(harmless("\xff"), "\\xff");
+}
+
+TEST(Harmless, MayBeOneLine) {
+  EXPECT_EQ(harmless_line("plain \xc3\xa4\n\x1b[2J\tx\r"), "plain \xc3\xa4\\n\\x1b[2J\\tx\\x0d");
 }
 
 }  // namespace

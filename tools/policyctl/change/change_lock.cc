@@ -30,12 +30,13 @@ bool empty_file(int fd) {
 std::optional<ChangeLock> ChangeLock::try_hold(const std::string& path) {
   const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
   if (fd < 0) refuse_state_file("open", path, errno);
+  ChangeLock lock(fd);
+  require_plain_file(fd, "lock", path);
   int error = 0;
   do {
     error = flock(fd, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
   } while (error == EINTR);
-  if (error == 0) return ChangeLock(fd);
-  close(fd);
+  if (error == 0) return lock;
   if (error == EWOULDBLOCK) return std::nullopt;
   refuse_state_file("lock", path, error);
 }

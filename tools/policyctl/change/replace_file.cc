@@ -18,10 +18,17 @@ int write_all(int fd, std::string_view content) {
   return 0;
 }
 
-Draft::Draft(Replacement file)
-    : _file(std::move(file)),
-      _draft(open(_file.draft.c_str(),
-                  O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600)) {
+namespace {
+
+// One that is there is of somebody who was killed, or meant ill.
+int open_new(const std::string& path) {
+  unlink(path.c_str());
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+}
+
+}  // namespace
+
+Draft::Draft(Replacement file) : _file(std::move(file)), _draft(open_new(_file.draft)) {
   if (_draft.fd() < 0) _error = errno;
 }
 
@@ -42,7 +49,6 @@ void Draft::write_over(std::size_t at, std::string_view content) {
 }
 
 int Draft::put_in_place() {
-  // A draft that a killed one left may have another mode.
   if (_error == 0 && fchmod(_draft.fd(), _file.mode) != 0) _error = errno;
   if (_error == 0 && fsync(_draft.fd()) != 0) _error = errno;
   if (_error == 0 && rename(_file.draft.c_str(), _file.path.c_str()) != 0) _error = errno;

@@ -14,6 +14,7 @@
 #include "tools/policyctl/command_line/command_line.h"
 #include "tools/policyctl/commands/argument_offers.h"
 #include "tools/policyctl/commands/command.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/render/offers.h"
 
 namespace {
@@ -91,8 +92,8 @@ class Completing {
  private:
   void offer(std::string_view word, std::string_view help = {}) {
     if (!word.starts_with(_partial)) return;
-    _context.out << word;
-    if (!help.empty()) _context.out << '\t' << help.substr(0, help.find('\n'));
+    _context.out << harmless_line(word);
+    if (!help.empty()) _context.out << '\t' << harmless_line(help.substr(0, help.find('\n')));
     _context.out << '\n';
   }
 

@@ -18,6 +18,7 @@
 #include "tools/policyctl/change/faults_at_switch.h"
 #include "tools/policyctl/change/local_time.h"
 #include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/render/json_configuration.h"
 #include "tools/policyctl/render/json_output.h"
 #include "tools/policyctl/render/print_plan.h"
@@ -164,7 +165,7 @@ ExitStatus check_command(const Context& context, const std::string& file) {
   if (context.json) {
     print_json(context.out, faults_json(source.name, {}));
   } else {
-    context.out << source.name << ": no faults.\n";
+    context.out << harmless_line(source.name) << ": no faults.\n";
   }
   return ExitStatus::DONE;
 }

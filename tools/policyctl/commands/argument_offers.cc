@@ -6,15 +6,14 @@
 
 namespace {
 
-void offer_checkpoints(const Context& context, const std::string& prefix,
-                       std::vector<Offer>& offers) {
+void offer_checkpoints(const Context& context, const std::string& prefix, Offers& offers) {
   std::size_t number = 0;
   for (const Checkpoint& each : list_checkpoints(StateDirectory(context.place))) {
     offers.push_back({prefix + std::to_string(++number), each.time + "  " + each.why});
   }
 }
 
-void offer_topics(const Context& context, std::vector<Offer>& offers) {
+void offer_topics(const Context& context, Offers& offers) {
   for (const Command& each : commands()) {
     if (!each.is_told_of() || each.name.empty() || !can_be_typed(each.typed, context.where))
       continue;
@@ -25,8 +24,8 @@ void offer_topics(const Context& context, std::vector<Offer>& offers) {
 
 }  // namespace
 
-std::vector<Offer> argument_offers(const Context& context, const Argument& argument) {
-  std::vector<Offer> offers;
+Offers argument_offers(const Context& context, const Argument& argument) {
+  Offers offers;
   switch (argument.names) {
     case Named::SIDES:
       offers.push_back({"switch", "the switch as it is"});

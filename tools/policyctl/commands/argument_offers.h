@@ -8,4 +8,4 @@
 
 // All of them, whatever was typed so far, by the argument's type; none of FILES. Throws
 // Failure where they cannot be found out.
-[[nodiscard]] std::vector<Offer> argument_offers(const Context& context, const Argument& argument);
+[[nodiscard]] Offers argument_offers(const Context& context, const Argument& argument);

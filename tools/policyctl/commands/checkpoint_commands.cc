@@ -10,6 +10,7 @@
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/statement_match.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/json_configuration.h"
 #include "tools/policyctl/render/json_output.h"
@@ -87,7 +88,7 @@ ExitStatus save_command(const Context& context, const std::string& file) {
     if (to_output) json["text"] = text_json(text);
     print_json(context.out, json);
   } else if (!to_output) {
-    context.out << "Saved to " << file << ".\n";
+    context.out << "Saved to " << harmless_line(file) << ".\n";
   }
   return ExitStatus::DONE;
 }
@@ -112,7 +113,7 @@ ExitStatus checkpoints_command(const Context& context) {
     Json list = Json::array();
     for (std::size_t i = 0; i < checkpoints.size(); ++i) {
       list.push_back({{"checkpoint", i + 1},
-                      {"time", checkpoints[i].time},
+                      {"time", text_json(checkpoints[i].time)},
                       {"why", text_json(checkpoints[i].why)}});
     }
     print_json(context.out, {{"checkpoints", std::move(list)}});
@@ -120,7 +121,8 @@ ExitStatus checkpoints_command(const Context& context) {
   }
   if (checkpoints.empty()) context.out << "There are no checkpoints.\n";
   for (std::size_t i = 0; i < checkpoints.size(); ++i) {
-    context.out << i + 1 << "  " << checkpoints[i].time << "  " << checkpoints[i].why << '\n';
+    context.out << i + 1 << "  " << harmless_line(checkpoints[i].time) << "  "
+                << harmless_line(checkpoints[i].why) << '\n';
   }
   return ExitStatus::DONE;
 }

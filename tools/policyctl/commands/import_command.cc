@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/json_output.h"
 
@@ -53,6 +54,8 @@ ExitStatus import_command(const Context& context, const ImportCommandOptions& im
     return ExitStatus::DONE;
   }
   if (!to_file) context.out << text << std::flush;
-  for (const ImportNote& note : imported.notes) context.err << note_line(note) << '\n';
+  for (const ImportNote& note : imported.notes) {
+    context.err << harmless_line(note_line(note)) << '\n';
+  }
   return ExitStatus::DONE;
 }

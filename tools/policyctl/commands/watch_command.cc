@@ -12,6 +12,7 @@
 #include "tools/policyctl/change/local_time.h"
 #include "tools/policyctl/change/plan.h"
 #include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/render/json_output.h"
 #include "tools/policyctl/render/print_plan.h"
 
@@ -162,7 +163,8 @@ class Watching {
       print_json_line(_context.out,
                       {{"time", local_time()}, {"event", kind}, {"message", text_json(message)}});
     } else {
-      _context.err << local_time() << " policyctl: " << message << '\n' << std::flush;
+      _context.err << local_time() << " policyctl: " << harmless_line(message) << '\n'
+                   << std::flush;
     }
   }
 

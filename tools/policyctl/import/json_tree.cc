@@ -1,4 +1,5 @@
 #include "tools/policyctl/import/json_tree.h"
+#include "framework/base/shown_character.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>

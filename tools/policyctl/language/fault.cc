@@ -1,4 +1,5 @@
 #include "tools/policyctl/language/fault.h"
+#include "framework/base/shown_character.h"
 
 #include <algorithm>
 #include <ostream>

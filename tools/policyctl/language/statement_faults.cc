@@ -1,4 +1,5 @@
 #include "tools/policyctl/language/statement_faults.h"
+#include "framework/base/shown_character.h"
 
 #include <algorithm>
 #include <utility>

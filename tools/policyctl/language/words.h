@@ -61,6 +61,5 @@ void append_word(std::string& line, std::string_view text);
 // What can be shown of `text` as it is, and line breaks; all else escaped as in a quoted
 // word. A terminal obeys some bytes.
 [[nodiscard]] std::string harmless(std::string_view text);
-// The bytes that the UTF-8 character at the start of `text` takes; 0 when there
-// is none that is well formed and can be shown.
-[[nodiscard]] std::size_t shown_character(std::string_view text);
+// The same on one line: line breaks are escaped, too.
+[[nodiscard]] std::string harmless_line(std::string_view text);

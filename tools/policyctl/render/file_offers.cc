@@ -8,11 +8,11 @@
 
 namespace fs = std::filesystem;
 
-std::vector<Offer> file_offers(std::string_view partial) {
+Offers file_offers(std::string_view partial) {
   const std::size_t slash = partial.rfind('/');
   const std::string folder(slash == std::string_view::npos ? "" : partial.substr(0, slash + 1));
   const std::string_view begins = partial.substr(folder.size());
-  std::vector<Offer> offers;
+  Offers offers;
   std::error_code problem;
   for (fs::directory_iterator at(folder.empty() ? "." : folder, problem), end;
        !problem && at != end; at.increment(problem)) {

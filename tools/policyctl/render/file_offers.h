@@ -7,4 +7,4 @@
 #include "tools/policyctl/render/offers.h"
 
 // Folders end in '/'. Hidden files are offered to who types the dot. Ascending.
-[[nodiscard]] std::vector<Offer> file_offers(std::string_view partial);
+[[nodiscard]] Offers file_offers(std::string_view partial);

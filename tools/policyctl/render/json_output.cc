@@ -1,4 +1,5 @@
 #include "tools/policyctl/render/json_output.h"
+#include "framework/base/shown_character.h"
 
 #include <cstdint>
 #include <ostream>

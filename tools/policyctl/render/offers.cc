@@ -42,7 +42,7 @@ class Offering {
     if (!field.example.starts_with(_partial)) return;
     _offers.push_back({as_word(field.example), "for example; " + match_value_syntax(field), true});
   }
-  std::vector<Offer> take() { return std::move(_offers); }
+  Offers take() { return std::move(_offers); }
 
  private:
   void offer_entry(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
@@ -62,12 +62,12 @@ class Offering {
 
   std::string_view _partial;
   const Entries& _live;
-  std::vector<Offer> _offers;
+  Offers _offers;
 };
 
 }  // namespace
 
-std::vector<Offer> offers(const Expected& expected, std::string_view partial, const Entries& live) {
+Offers offers(const Expected& expected, std::string_view partial, const Entries& live) {
   Offering offering(partial, live);
   for (const std::string_view literal : expected.literals) offering.offer(literal);
   if (expected.argument != nullptr) offering.offer_argument(expected);
@@ -77,8 +77,8 @@ std::vector<Offer> offers(const Expected& expected, std::string_view partial, co
   return offering.take();
 }
 
-std::vector<Offer> placeholders(const Expected& expected) {
-  std::vector<Offer> named;
+Offers placeholders(const Expected& expected) {
+  Offers named;
   if (expected.argument != nullptr) {
     const Argument& argument = *expected.argument;
     named.push_back({std::string(argument.name),

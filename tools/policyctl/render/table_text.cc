@@ -1,4 +1,5 @@
 #include "tools/policyctl/render/table_text.h"
+#include "framework/base/shown_character.h"
 
 #include <clocale>
 #include <cwchar>

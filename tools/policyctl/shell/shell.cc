@@ -16,6 +16,7 @@
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/language/statement_faults.h"
+#include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/print_plan.h"
 #include "tools/policyctl/render/print_uses.h"
@@ -203,7 +204,7 @@ ExitStatus Shell::update() {
   if (carried.clashes.empty()) return ExitStatus::DONE;
   std::string names;
   for (const std::string& name : carried.clashes) names += (names.empty() ? "" : ", ") + name;
-  _context.out << "Left as somebody else made it: " << names << ".\n";
+  _context.out << "Left as somebody else made it: " << harmless_line(names) << ".\n";
   return ExitStatus::DONE;
 }
 
@@ -247,7 +248,7 @@ ExitStatus Shell::roll_back(std::uint32_t checkpoint) {
   }
   _candidate.become(std::move(target));
   _context.out << "The candidate is what the switch was at checkpoint " << checkpoint << ".\n";
-  if (!left_out.empty()) _context.out << left_out << '\n';
+  if (!left_out.empty()) _context.out << harmless_line(left_out) << '\n';
   return ExitStatus::DONE;
 }
 
@@ -271,7 +272,7 @@ ExitStatus Shell::who_uses(const ObjectName& object) {
 
 ExitStatus Shell::save(const std::string& file) {
   write_file(_context, file, write_configuration(_candidate.configuration()));
-  if (file != "-") _context.out << "Saved to " << file << ".\n";
+  if (file != "-") _context.out << "Saved to " << harmless_line(file) << ".\n";
   return ExitStatus::DONE;
 }
 
@@ -289,7 +290,7 @@ ExitStatus Shell::load(const std::string& file) {
     return report_faults(_context, source, faults);
   }
   _candidate.become(std::move(target));
-  _context.out << "Loaded " << file << ".\n";
+  _context.out << "Loaded " << harmless_line(file) << ".\n";
   return ExitStatus::DONE;
 }
 

@@ -36,7 +36,7 @@ bool split(std::string_view line, TypedLine& typed) {
   return true;
 }
 
-std::string common_beginning(const std::vector<Offer>& offers) {
+std::string common_beginning(const Offers& offers) {
   std::string common = offers.front().word;
   for (const Offer& offer : offers) {
     const auto [end, other] =
@@ -46,7 +46,7 @@ std::string common_beginning(const std::vector<Offer>& offers) {
   return common;
 }
 
-std::string listing_of(const std::vector<Offer>& offers) {
+std::string listing_of(const Offers& offers) {
   std::vector<HelpRow> rows;
   for (std::size_t i = 0; i < std::min(offers.size(), MOST_LISTED); ++i) {
     rows.push_back({offers[i].word, offers[i].help});
@@ -67,12 +67,11 @@ Expected ShellHelp::expected(std::span<const Word> words) const {
 }
 
 // Nobody is there to be told of what cannot be found out.
-std::vector<Offer> ShellHelp::beside_the_switch(const Expected& expected,
-                                                std::string_view partial) const {
+Offers ShellHelp::beside_the_switch(const Expected& expected, std::string_view partial) const {
   if (expected.argument == nullptr) return {};
   if (expected.argument->names == Named::FILES) return file_offers(partial);
   try {
-    std::vector<Offer> offers = argument_offers(_context, *expected.argument);
+    Offers offers = argument_offers(_context, *expected.argument);
     std::erase_if(offers, [&](const Offer& offer) { return !offer.word.starts_with(partial); });
     return offers;
   } catch (const Failure&) {
@@ -80,8 +79,8 @@ std::vector<Offer> ShellHelp::beside_the_switch(const Expected& expected,
   }
 }
 
-std::vector<Offer> ShellHelp::all_offers(const Expected& expected, std::string_view partial) const {
-  std::vector<Offer> all = beside_the_switch(expected, partial);
+Offers ShellHelp::all_offers(const Expected& expected, std::string_view partial) const {
+  Offers all = beside_the_switch(expected, partial);
   for (Offer& offer : offers(expected, partial, _candidate.configuration())) {
     all.push_back(std::move(offer));
   }
@@ -91,7 +90,7 @@ std::vector<Offer> ShellHelp::all_offers(const Expected& expected, std::string_v
 LineHelp::Completed ShellHelp::complete(std::string_view before) const {
   TypedLine typed;
   if (!split(before, typed)) return {};
-  const std::vector<Offer> all = all_offers(expected(typed.before), typed.partial);
+  const Offers all = all_offers(expected(typed.before), typed.partial);
   if (all.empty()) return {};
   const std::string common = common_beginning(all);
   const bool can_insert = common.starts_with(typed.partial) && !all.front().is_example;
@@ -135,7 +134,7 @@ std::string ShellHelp::explain(std::string_view before) const {
   TypedLine typed;
   if (!split(before, typed)) return {};
   const Expected next = expected(typed.before);
-  std::vector<Offer> all = placeholders(next);
+  Offers all = placeholders(next);
   if (!typed.partial.empty()) all.clear();
   for (Offer& offer : all_offers(next, typed.partial)) {
     const auto& literals = next.literals;

@@ -21,10 +21,8 @@ class ShellHelp : public LineHelp {
 
  private:
   [[nodiscard]] Expected expected(std::span<const Word> words) const;
-  [[nodiscard]] std::vector<Offer> beside_the_switch(const Expected& expected,
-                                                     std::string_view partial) const;
-  [[nodiscard]] std::vector<Offer> all_offers(const Expected& expected,
-                                              std::string_view partial) const;
+  [[nodiscard]] Offers beside_the_switch(const Expected& expected, std::string_view partial) const;
+  [[nodiscard]] Offers all_offers(const Expected& expected, std::string_view partial) const;
   [[nodiscard]] std::string keyword_help(std::span<const Word> words,
                                          std::string_view keyword) const;
   [[nodiscard]] std::string problem_of(std::span<const Word> words) const;
