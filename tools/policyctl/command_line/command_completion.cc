@@ -138,7 +138,8 @@ class Completing {
     if (expected.argument == nullptr) return;
     expected.literals.clear();
     const Entries live = read_live(expected);
-    for (const Offer& each : offers(expected, _partial, live)) offer(each.word, each.help);
+    for_each_offer(expected, _partial, live,
+                   [this](const Offer& each) { offer(each.word, each.help); });
   }
 
   // No more is asked for than is offered.

@@ -71,6 +71,8 @@ namespace {
 
 // Of what cannot be shown, `kept` alone stays.
 std::string escape(std::string_view text, std::string_view kept) {
+  const auto is_ascii = [](char c) { return c >= ' ' && c <= '~'; };
+  if (std::all_of(text.begin(), text.end(), is_ascii)) return std::string(text);
   std::string escaped;
   while (!text.empty()) {
     const std::size_t length = shown_character(text);

@@ -13,10 +13,11 @@ namespace {
 
 class Offering {
  public:
-  Offering(std::string_view partial, const Entries& live) : _partial(partial), _live(live) {}
+  Offering(std::string_view partial, const Entries& live, const TakeOffer& take)
+      : _partial(partial), _live(live), _take(take) {}
 
   void offer(std::string_view word, std::string_view help = {}) {
-    if (word.starts_with(_partial)) _offers.push_back({as_word(word), std::string(help), false});
+    if (word.starts_with(_partial)) _take({as_word(word), std::string(help), false});
   }
   void offer_all(std::string_view words) {
     while (!words.empty()) {
@@ -40,9 +41,8 @@ class Offering {
       return offer_entries(TIME_RANGE, 0);
     }
     if (!field.example.starts_with(_partial)) return;
-    _offers.push_back({as_word(field.example), "for example; " + match_value_syntax(field), true});
+    _take({as_word(field.example), "for example; " + match_value_syntax(field), true});
   }
-  Offers take() { return std::move(_offers); }
 
  private:
   void offer_entry(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
@@ -62,19 +62,25 @@ class Offering {
 
   std::string_view _partial;
   const Entries& _live;
-  Offers _offers;
+  const TakeOffer& _take;
 };
 
 }  // namespace
 
-Offers offers(const Expected& expected, std::string_view partial, const Entries& live) {
-  Offering offering(partial, live);
+void for_each_offer(const Expected& expected, std::string_view partial, const Entries& live,
+                    const TakeOffer& take) {
+  Offering offering(partial, live, take);
   for (const std::string_view literal : expected.literals) offering.offer(literal);
   if (expected.argument != nullptr) offering.offer_argument(expected);
   if (expected.field) offering.offer_fields();
   const MatchField* const field = find_match_field(expected.value_of);
   if (field != nullptr) offering.offer_value(*field);
-  return offering.take();
+}
+
+Offers offers(const Expected& expected, std::string_view partial, const Entries& live) {
+  Offers all;
+  for_each_offer(expected, partial, live, [&all](Offer offer) { all.push_back(std::move(offer)); });
+  return all;
 }
 
 Offers placeholders(const Expected& expected) {
