@@ -1,11 +1,21 @@
 #include "tests/support/typed_configuration.h"
 
+#include "tools/policyctl/language/elements.h"
+
 namespace {
+
+Queues queues_of(const EntryMap& map) {
+  Queues queues;
+  for (const auto& [key, value] : map) queues.emplace(key.numbers[0], value.number(0));
+  return queues;
+}
 
 void put_bindings(Entries& entries, const EntryKind& kind, const EntryKey& key,
                   const Bindings& bindings) {
   entries.of(kind).try_emplace(key);
-  put_filters(entries, key, bindings.filters);
+  Elements filters;
+  for (const RuleKey& rule : bindings.filters) filters.emplace_back(rule.acl, rule.rule);
+  put_elements(entries, FILTER, key, filters);
   for (const auto& [rule, remark] : bindings.remarks) {
     entries.put(REMARK, key_at(key, rule), value_of(remark));
   }
@@ -14,7 +24,9 @@ void put_bindings(Entries& entries, const EntryKind& kind, const EntryKey& key,
 
 Bindings bindings_at(const Entries& entries, const EntryKey& key) {
   Bindings bindings;
-  bindings.filters = filters_at(entries, key);
+  for (const auto& [acl, rule] : elements_of(entries.find(FILTER, key))) {
+    bindings.filters.push_back({acl, rule});
+  }
   for_each_below(key, entries.of(REMARK), [&](const EntryKey& own, const EntryValue& value) {
     bindings.remarks[bound_rule(own)] = remark_of(value);
   });
@@ -24,6 +36,30 @@ Bindings bindings_at(const Entries& entries, const EntryKey& key) {
 }
 
 }  // namespace
+
+EntryValue value_of(const Remark& remark) {
+  return {remark.kind, remark.value};
+}
+
+EntryValue value_of(const TimeRange& range) {
+  return {range.number1, range.number2, std::uint32_t{range.flag}, range.number3, range.number4};
+}
+
+Queues queues_of(const Step& step) {
+  Queues queues;
+  for (std::size_t i = 0; i + 1 < step.value.count(); i += 2) {
+    queues.emplace(step.value.number(i), step.value.number(i + 1));
+  }
+  return queues;
+}
+
+Remark remark_of(const EntryValue& value) {
+  return {value.number(0), value.number(1)};
+}
+
+TimeRange time_range_of(const EntryValue& value) {
+  return {value.number(0), value.number(1), value.number(2) != 0, value.number(3), value.number(4)};
+}
 
 Configuration::Configuration(const Entries& entries) {
   if (const EntryValue* const v = entries.find(COS_FLAG, {})) cos.flag = v->number(0) != 0;

@@ -21,6 +21,26 @@
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
 
+// Priority to queue.
+using Queues = std::map<std::uint32_t, std::uint32_t>;
+
+struct TimeRange {
+  std::uint32_t number1 = 0;
+  std::uint32_t number2 = 0;
+  bool flag = false;
+  std::uint32_t number3 = 0;
+  std::uint32_t number4 = 0;
+  bool operator==(const TimeRange&) const = default;
+};
+
+enum RemarkKind : std::uint32_t { REMARK_DSCP = 0, REMARK_PRIORITY = 1, REMARK_TWO_BIT = 2 };
+
+struct Remark {
+  std::uint32_t kind = REMARK_DSCP;
+  std::uint32_t value = 0;
+  bool operator==(const Remark&) const = default;
+};
+
 struct Acl {
   std::uint32_t type = 0;
   std::string description;
@@ -67,6 +87,13 @@ struct Configuration {
   std::map<std::uint32_t, Bindings> vlans;
   bool operator==(const Configuration&) const = default;
 };
+
+[[nodiscard]] EntryValue value_of(const Remark& remark);
+[[nodiscard]] EntryValue value_of(const TimeRange& range);
+// What a step of a change sets, and makes.
+[[nodiscard]] Queues queues_of(const Step& step);
+[[nodiscard]] Remark remark_of(const EntryValue& value);
+[[nodiscard]] TimeRange time_range_of(const EntryValue& value);
 
 // Null when there is none.
 [[nodiscard]] const Rule* find_rule(const Configuration& configuration, const RuleKey& key);

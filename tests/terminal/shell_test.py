@@ -239,6 +239,8 @@ class Text(OnASwitch):
         self.assertEqual(self.shell("show acl 11\n").stderr,
                          "policyctl: there is no acl 11 here.\n"
                          "  Is '10' meant? See 'show acls'.\n")
+        self.assertIn("  The fields are listed by 'help fields'.\n",
+                      self.shell("acl 10\nrule 7 permit 100 x\n").stderr)
         self.assertIn("  Add the rule, or leave this out.\n",
                       self.shell("vlan 20\nfilter acl 7 rule 1\n").stderr)
 

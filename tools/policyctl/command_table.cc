@@ -161,8 +161,8 @@ std::vector<Command> make_table() {
       {"delete", ANYWHERE, CHANGES, {{MADE, false, ON_COMMAND_LINE}, {EDITED, false, IN_SHELL}},
        {{"cascade", "unbind it first from all that uses it", {}, ANYWHERE},
         {"all", "name all that uses it, not the first 20 alone"}},
-       "delete a list, a rule or a time range; in the shell from the candidate, which it takes what "
-       "is bound from, too", remove},
+       "delete a list, a rule or a time range; in the shell of the candidate, and what is bound there",
+       remove},
       {"dscp-queue", ON_COMMAND_LINE, CHANGES, {{argument_named("DSCP")}, {argument_named("QUEUE")}}, {},
        "set the egress queue of a DSCP; policyd does not tell it, so no statement holds it, and "
        "that of a DSCP below 8 changes the mapping that is read for that priority",

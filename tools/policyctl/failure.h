@@ -20,7 +20,7 @@ enum class ExitStatus : int {
 };
 
 // What became of the switch.
-enum class Fate : std::uint8_t { UNSAID, UNCHANGED };
+enum class Fate : std::uint8_t { UNSAID, UNCHANGED, NOT_KNOWN };
 
 // A command as advice names it. Where a person stands decides how it is typed.
 [[nodiscard]] inline std::string own_command(std::string_view words) {
@@ -60,7 +60,15 @@ class Failure : public std::runtime_error {
   [[nodiscard]] const std::string& advice() const { return _advice; }
   // What it was, and what became of the switch, where that is known.
   [[nodiscard]] std::string message() const {
-    return what() + std::string(_fate == Fate::UNCHANGED ? " Nothing was changed." : "");
+    switch (_fate) {
+      case Fate::UNCHANGED:
+        return std::string(what()) + " Nothing was changed.";
+      case Fate::NOT_KNOWN:
+        return std::string(what()) + " Whether it was set is not known.";
+      case Fate::UNSAID:
+        break;
+    }
+    return what();
   }
 
   [[nodiscard]] Failure with(Fate fate) const { return Failure(_status, what(), _advice, fate); }

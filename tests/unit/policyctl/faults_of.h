@@ -13,7 +13,7 @@ inline std::vector<std::string> shown_faults(const std::vector<Fault>& faults) {
   for (const Fault& fault : faults) {
     std::string text = std::to_string(fault.line) + ":" + std::to_string(fault.column) + "+" +
                        std::to_string(fault.length) + " " + fault.message;
-    if (!fault.advice.empty()) text += " | " + fault.advice;
+    if (!fault.advice.empty()) text += " | " + worded(fault.advice, Where::COMMAND_LINE);
     shown.push_back(std::move(text));
   }
   return shown;

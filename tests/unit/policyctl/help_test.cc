@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <set>
 
 #include "common/match_fields.h"
 #include "tools/policyctl/command_line/manual.h"
@@ -74,6 +75,37 @@ TEST(ExitStatuses, ThePageTellsOfThemAsHelpDoes) {
   EXPECT_NE(page.find(head + rows + "\n"), std::string::npos) << rows;
 }
 
+std::string in_code(const Command& command, Where where) {
+  return can_be_typed(command.typed, where) ? "`" + usage_of(command, where) + "`" : "";
+}
+
+TEST(Commands, ThePageTellsOfThemAsTheirTableDoes) {
+  const char* const TOUCHES[] = {"", "reads", "changes"};
+  std::string rows;
+  for (const Command& each : commands()) {
+    if (!each.is_told_of()) continue;
+    rows += "| " + in_code(each, Where::COMMAND_LINE) + " | " + in_code(each, Where::SHELL) +
+            " | " + TOUCHES[static_cast<int>(each.touches)] + " | " + std::string(each.help) +
+            " |\n";
+  }
+  std::ifstream file(POLICYCTL_PAGE);
+  const std::string page{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string head =
+      "| on the command line | in the shell | the switch | what it does |\n"
+      "| --- | --- | --- | --- |\n";
+  EXPECT_NE(page.find(head + rows + "\n"), std::string::npos) << rows;
+}
+
+TEST(Commands, HaveEachNameOnceWhereTheyAreTyped) {
+  for (const Where where : {Where::COMMAND_LINE, Where::SHELL}) {
+    std::set<std::string_view> names;
+    for (const Command& each : commands()) {
+      if (!can_be_typed(each.typed, where)) continue;
+      EXPECT_TRUE(names.insert(each.name).second) << each.name;
+    }
+  }
+}
+
 TEST_F(HelpOnTheCommandLine, RefusesATopicThatIsNoneAndNamesTheNearest) {
   try {
     (void)help({"aply"});
@@ -93,7 +125,8 @@ TEST_F(HelpOnTheCommandLine, HasAllInTheManual) {
   };
   for (const Command& command : commands()) {
     const bool is_on_command_line = can_be_typed(command.typed, Where::COMMAND_LINE);
-    if (is_on_command_line && command.is_told_of()) has(".SS " + usage_of(command));
+    if (is_on_command_line && command.is_told_of())
+      has(".SS " + usage_of(command, Where::COMMAND_LINE));
     for (const CommandOption& option : command.options) has(".B " + option.dashed());
   }
   for (const Statement& each : statements()) has(".B " + std::string(each.pattern));

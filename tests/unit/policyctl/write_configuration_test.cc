@@ -4,6 +4,7 @@
 #include <rapidcheck.h>
 
 #include "common/match_fields.h"
+#include "tests/support/typed_configuration.h"
 #include "tests/unit/policyctl/faults_of.h"
 #include "tests/unit/policyctl/random_configuration.h"
 #include "tools/policyctl/language/read_configuration.h"

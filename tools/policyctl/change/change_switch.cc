@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include <cctype>
 #include <random>
 #include <set>
 #include <utility>
 
 #include "tools/policyctl/change/checkpoints.h"
 #include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/language/joined.h"
+#include "tools/policyctl/language/statements.h"
 
 namespace {
 
@@ -26,32 +29,37 @@ std::string recover_advice() {
 
 std::string as_it_was(const Difference& undone) {
   if (undone.clashes.empty()) return "Everything was undone; the switch is as it was.";
-  std::string text = "Everything was undone but what somebody else changed meanwhile: ";
-  for (std::size_t i = 0; i < undone.clashes.size(); ++i) {
-    if (i > 0) text += ", ";
-    text += undone.clashes[i];
-  }
-  return text + ".";
+  return "Everything was undone but what somebody else changed meanwhile: " +
+         joined(undone.clashes) + ".";
 }
 
-std::string queues_text(const Queues& wanted, const Queues& differs) {
+// The statement of such an entry ends in "PRIORITY queue QUEUE".
+std::string differences_text(const Step& told, const Entries& differs) {
+  const auto& pattern = statements_of(*told.kind).front().elements;
+  std::string key_word(pattern[pattern.size() - 3].word);
+  for (char& c : key_word) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  const Entries wanted = entries_of(told);
   std::string text;
-  for (const auto& [priority, queue] : differs) {
-    text += (text.empty() ? " priority " : ", priority ") + std::to_string(priority) +
-            " reads back as queue " + std::to_string(queue) + ", not " +
-            std::to_string(wanted.at(priority));
+  for (const auto& [key, value] : differs.of(*told.kind)) {
+    text += (text.empty() ? " " : ", ") + key_word + " " + std::to_string(key.numbers[0]) +
+            " reads back as " + std::string(pattern[pattern.size() - 2].word) + " " +
+            std::to_string(value.number(0)) + ", not " +
+            std::to_string(wanted.find(*told.kind, key)->number(0));
   }
   return text + ".";
 }
 
-// Of a mapping that was sent: what undoing it puts back, and so what the line
-// cards must hear again, whatever policyd reads back.
-std::set<EntryKey> mapping_put_back(const Entries& before, const Entries& target) {
-  std::set<EntryKey> priorities;
-  for (const auto& [priority, queue] : before.of(COS_MAPPING)) {
-    if (*target.find(COS_MAPPING, priority) == queue) priorities.insert(priority);
+// Of what line cards were told: what undoing it puts back, and so what they must hear
+// again, whatever policyd reads back.
+std::set<EntryKey> put_back_at_line_cards(const Entries& before, const Entries& target) {
+  std::set<EntryKey> keys;
+  for (const EntryKind* kind : entry_kinds()) {
+    if (*kind->facts().phase != Phase::LINE_CARDS) continue;
+    for (const auto& [key, value] : before.of(*kind)) {
+      if (*target.find(*kind, key) == value) keys.insert(key);
+    }
   }
-  return priorities;
+  return keys;
 }
 
 // One attempt; throws Failure.
@@ -59,19 +67,19 @@ ChangeReport undo_once(SwitchSession& session, const Touched& touched, bool mapp
   const SwitchConfiguration now = read_switch_for(session, touched.before);
   Difference undone = undo(touched, now);
   std::set<EntryKey> told;
-  if (mapping_was_sent) told = mapping_put_back(touched.before, undone.target);
+  if (mapping_was_sent) told = put_back_at_line_cards(touched.before, undone.target);
   const Plan plan(now, std::move(undone.target), told);
   RunResult result = run_plan(session, plan, [](std::size_t, std::size_t) {});
   if (result.failure) throw Failure(std::move(*result.failure));
   ChangeReport report;
   report.outcome = as_it_was(undone);
   if (told.empty()) return report;
-  const Queues wanted = queues_of(*plan.told_to_line_cards());
-  report.mapping_differs = wait_for_mapping(session, wanted, session.patience(), SETTLED_AFTER);
-  if (report.mapping_differs.empty()) return report;
+  const Step& step = *plan.told_to_line_cards();
+  report.mapping_differs = wait_for_line_cards(session, step, session.patience(), SETTLED_AFTER);
+  if (report.mapping_differs.of(*step.kind).empty()) return report;
   report.status = ExitStatus::TIMED_OUT;
   report.outcome = "Everything was undone, but the line cards have not confirmed the mapping:" +
-                   queues_text(wanted, report.mapping_differs);
+                   differences_text(step, report.mapping_differs);
   return report;
 }
 
@@ -191,9 +199,9 @@ class ChangeUnderWay {
   // policyd took the mapping, so there is nothing to undo; line cards may be
   // slow, or away.
   void await_mapping() {
-    const Queues wanted = queues_of(*_plan.told_to_line_cards());
+    const Step& told = *_plan.told_to_line_cards();
     try {
-      _report.mapping_differs = wait_for_mapping(_session, wanted, _session.patience());
+      _report.mapping_differs = wait_for_line_cards(_session, told, _session.patience());
     } catch (const Failure& failure) {
       _report.status = failure.status();
       _report.problem = failure.what();
@@ -201,12 +209,12 @@ class ChangeUnderWay {
           "The change is made; whether the line cards confirm the mapping is not known.";
       return;
     }
-    if (_report.mapping_differs.empty()) return;
+    if (_report.mapping_differs.of(*told.kind).empty()) return;
     _report.status = ExitStatus::TIMED_OUT;
     _report.problem = _session.interrupted() ? "interrupted before the mapping read back."
                                              : "the mapping did not read back in time.";
     _report.outcome = "The change is made, but the line cards have not confirmed the mapping:" +
-                      queues_text(wanted, _report.mapping_differs);
+                      differences_text(told, _report.mapping_differs);
     _report.advice = "See the log of policyd, and " + own_command("show cos") + " later.";
   }
 

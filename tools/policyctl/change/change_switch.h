@@ -21,7 +21,7 @@ struct ChangeReport {
   std::string problem;       // why it was not made; empty: it is made
   std::string outcome;       // the truth about the switch now
   std::string advice;        // what to do next
-  Queues mapping_differs;    // priorities that read back as another queue
+  Entries mapping_differs;   // what line cards were told and reads back otherwise, as it does
   bool is_made = false;      // nothing of it is undone, whatever else is a problem
 };
 

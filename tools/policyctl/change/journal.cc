@@ -27,9 +27,9 @@ constexpr const char* NOTE_NAME = "undone";
 constexpr std::string_view JOURNAL_HEAD = "policyctl journal 1\n";
 
 [[noreturn]] void refuse_damage(const StateDirectory& directory) {
-  throw Failure(ExitStatus::BAD_FILE,
-                "the journal " + directory.path() + "/" + FILE_NAME + " is damaged.",
-                "Look at the switch with 'policyctl show', put it right, and remove the file.");
+  throw Failure(
+      ExitStatus::BAD_FILE, "the journal " + directory.path() + "/" + FILE_NAME + " is damaged.",
+      "Look at the switch with " + own_command("show") + ", put it right, and remove the file.");
 }
 
 // Takes lines and texts off the front of a journal.

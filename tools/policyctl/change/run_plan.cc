@@ -4,18 +4,12 @@
 #include <utility>
 
 #include "tools/policyctl/entries/entry_sender.h"
+#include "tools/policyctl/entries/switch_reader.h"
 #include "tools/policyctl/switch/request_window.h"
 
 namespace {
 
-constexpr auto MAPPING_POLL = std::chrono::milliseconds(5);
-
-void append_pairs(const Queues& pairs, XrlAtomList& keys, XrlAtomList& queues) {
-  for (const auto& [key, queue] : pairs) {
-    keys.append(key);
-    queues.append(queue);
-  }
-}
+constexpr auto READ_BACK_POLL = std::chrono::milliseconds(5);
 
 class PlanRun {
  public:
@@ -42,7 +36,6 @@ class PlanRun {
   RequestWindow::Sent send_next() {
     if (_next == _plan.steps().size()) return RequestWindow::Sent::NO_MORE;
     if (_session.interrupted()) {
-      _result.interrupted = true;
       fail(Failure(ExitStatus::REFUSED, "interrupted."));
       return RequestWindow::Sent::NO_MORE;
     }
@@ -92,46 +85,31 @@ RunResult run_plan(SwitchSession& session, const Plan& plan, const OnProgress& o
   return PlanRun(session, plan, on_progress).run();
 }
 
-Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit,
-                        Duration steady) {
-  const Lifeline lifeline;
-  XrlPolicyConfigV0p1Client client(session.sender());
-  XrlAtomList priorities;
-  XrlAtomList ignored;
-  append_pairs(wanted, priorities, ignored);
+Entries entries_of(const Step& step) {
+  Entries entries;
+  for (std::size_t i = 0; i + 1 < step.value.count(); i += 2) {
+    entries.put(*step.kind, key_of(step.value.number(i)), EntryValue{step.value.number(i + 1)});
+  }
+  return entries;
+}
+
+Entries wait_for_line_cards(SwitchSession& session, const Step& told, Duration limit,
+                            Duration steady) {
+  const Entries wanted = entries_of(told);
   const TimePoint end = session.loop().now() + limit;
   TimePoint reads_back_since = TimePoint::max();
   for (;;) {
-    Queues others;
-    bool answered = false;
-    bool makes_sense = true;
-    XrlError problem;
-    const bool sent = client.send_get_cos_mapping(
-        session.policyd(), priorities,
-        callback(lifeline, [&](const XrlError& error, const XrlAtomList* queues) {
-          answered = true;
-          problem = error;
-          if (queues == nullptr) return;
-          makes_sense = queues->size() == wanted.size();
-          if (!makes_sense) return;
-          std::size_t i = 0;
-          for (const auto& [priority, queue] : wanted) {
-            const std::uint32_t read_back = queues->u32_at(i++);
-            if (read_back != queue) others[priority] = read_back;
-          }
-        }));
-    if (!sent) throw Failure(ExitStatus::NOT_REACHABLE, "a request could not be sent to policyd.");
-    session.heard();
-    session.wait("the mapping to be read back", [&] { return answered; });
-    if (!problem.is_okay()) throw request_failure("read the mapping back", problem);
-    if (!makes_sense) {
-      throw Failure(ExitStatus::NOT_REACHABLE,
-                    "could not read the mapping back: the answer makes no sense.");
+    const Entries present = SwitchReader(session).read({told.kind});
+    Entries others;
+    for (const auto& [key, value] : wanted.of(*told.kind)) {
+      const EntryValue* const read_back = present.find(*told.kind, key);
+      if (read_back != nullptr && *read_back != value) others.put(*told.kind, key, *read_back);
     }
+    const bool is_told = others.of(*told.kind).empty();
     const TimePoint now = session.loop().now();
-    reads_back_since = others.empty() ? std::min(reads_back_since, now) : TimePoint::max();
-    const bool is_steady = others.empty() && now - reads_back_since >= steady;
+    reads_back_since = is_told ? std::min(reads_back_since, now) : TimePoint::max();
+    const bool is_steady = is_told && now - reads_back_since >= steady;
     if (is_steady || now >= end || session.interrupted()) return others;
-    (void)session.wait_for(MAPPING_POLL, [] { return false; });
+    (void)session.wait_for(READ_BACK_POLL, [] { return false; });
   }
 }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "tools/policyctl/change/plan.h"
-#include "tools/policyctl/entries/queue_map.h"
 #include "tools/policyctl/switch/switch_session.h"
 
 struct RunResult {
@@ -15,7 +14,6 @@ struct RunResult {
   std::optional<Failure> failure;  // the first one; none: the plan is carried out
   std::vector<Step> refused;       // by policyd: the first, and of those in flight then more
   bool sent_mapping = false;       // the line cards may have been told
-  bool interrupted = false;        // by Ctrl-C; `failure` says so too
 };
 
 // Called now and then with how many of how many requests are answered.
@@ -26,9 +24,11 @@ using OnProgress = std::function<void(std::size_t done, std::size_t all)>;
 [[nodiscard]] RunResult run_plan(SwitchSession& session, const Plan& plan,
                                  const OnProgress& on_progress);
 
-// Waits until policyd reads the mapping back, which it does once a line card has
-// confirmed each pair, and until it has done so for `steady`, where another
-// mapping may still be under way. The priorities that read back as something
-// else when `limit` is over. Throws Failure.
-[[nodiscard]] Queues wait_for_mapping(SwitchSession& session, const Queues& wanted, Duration limit,
-                                      Duration steady = Duration::zero());
+// Waits until policyd reads back what the line cards were `told`, which it does once
+// one has confirmed each entry, and until it has done so for `steady`, where something
+// else may still be under way to them. The entries that read back otherwise when `limit`
+// is over, as they do. Throws Failure.
+[[nodiscard]] Entries wait_for_line_cards(SwitchSession& session, const Step& told, Duration limit,
+                                          Duration steady = Duration::zero());
+// What a step of SET_ALL sets.
+[[nodiscard]] Entries entries_of(const Step& step);

@@ -2,20 +2,33 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <ostream>
 #include <string_view>
 #include <utility>
 
 #include "framework/xrl/finder_constants.h"
 #include "tools/policyctl/command_line/manual.h"
-#include "tools/policyctl/command_line/number_check.h"
 #include "tools/policyctl/command_line/usage_failure.h"
+#include "tools/policyctl/language/statement_match.h"
 #include "tools/seconds_range.h"
 
 namespace {
 
 constexpr double DEFAULT_PATIENCE_S = 5;
 constexpr double MS_PER_S = 1000;
+
+// Without a description, which would become part of the name of the option's type.
+CLI::Validator whole_number(std::uint32_t lowest, std::uint32_t highest) {
+  return {[lowest, highest](const std::string& text) {
+            const std::optional<std::uint32_t> number = decimal_number(text);
+            if (number && *number >= lowest && *number <= highest) return std::string();
+            if (!without_leading_zero(text).empty()) return "'" + text + "' has a leading zero";
+            return "'" + text + "' is no number " + std::to_string(lowest) + ".." +
+                   std::to_string(highest);
+          },
+          ""};
+}
 
 void set_patience(Context& context, double seconds) {
   context.patience = std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
@@ -106,7 +119,11 @@ class CommandLineMaker {
     const std::string help(option.help);
     if (!option.takes_value()) {
       return app.add_flag_function(
-          option.dashed(), [take](std::int64_t) { take(""); }, help);
+          option.dashed(),
+          [take](std::int64_t count) {
+            if (count > 0) take("");
+          },
+          help);
     }
     CLI::Option* const made = app.add_option_function<std::string>(option.dashed(), take, help);
     made->type_name(std::string(option.value.name));

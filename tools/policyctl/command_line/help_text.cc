@@ -6,16 +6,11 @@
 #include "tools/policyctl/command_line/command_line.h"
 #include "tools/policyctl/command_line/manual.h"
 #include "tools/policyctl/failure.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/render/examples.h"
 #include "tools/policyctl/render/topics.h"
 
 namespace {
-
-std::string spaced(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
-  return text;
-}
 
 std::string command_help(const std::string& command) {
   std::string text = usage_text(command);
@@ -64,7 +59,7 @@ std::string help_text(const std::vector<std::string>& topic) {
   const Command* const command = topic.size() == 1 ? find_command(topic[0]) : nullptr;
   const bool is_command = command != nullptr && command->is_told_of();
   const std::optional<std::string> text = help_on(topic);
-  if (!is_command && !text) refuse_topic(spaced(topic));
+  if (!is_command && !text) refuse_topic(joined(topic, " "));
   return (is_command ? command_help(topic[0]) : "") + (is_command && text ? "\n" : "") +
          text.value_or("");
 }

@@ -121,7 +121,7 @@ void write_commands(Page& page) {
   page.section("COMMANDS");
   for (const Command& command : commands()) {
     if (!can_be_typed(command.typed, Where::COMMAND_LINE) || !command.is_told_of()) continue;
-    page.subsection(usage_of(command));
+    page.subsection(usage_of(command, Where::COMMAND_LINE));
     page.paragraph(sentence(std::string(command.help)));
     for (const CommandArgument& each : command.arguments) {
       if (!can_be_typed(each.typed, Where::COMMAND_LINE)) continue;

@@ -163,7 +163,7 @@ ExitStatus check_command(const Context& context, const std::string& file) {
   const ReadConfiguration read = read_configuration(source.text);
   if (!read.faults.empty()) return report_faults(context, source, read.faults);
   if (context.json) {
-    print_json(context.out, faults_json(source.name, {}));
+    print_json(context.out, faults_json(source.name, {}, context.where));
   } else {
     context.out << harmless_line(source.name) << ": no faults.\n";
   }

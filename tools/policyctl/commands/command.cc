@@ -63,13 +63,13 @@ std::string help_of(const Argument& argument) {
   return help + std::string(argument.help);
 }
 
-std::string usage_of(const Command& command) {
+std::string usage_of(const Command& command, Where where) {
   std::string usage(command.name);
   for (const CommandArgument& each : command.arguments) {
-    if (!can_be_typed(each.typed, Where::COMMAND_LINE)) continue;
+    if (!can_be_typed(each.typed, where)) continue;
     const std::string word =
         std::string(each.type.name) + (takes_many_words(each.type) ? "..." : "");
-    usage += each.optional ? " [" + word + "]" : " " + word;
+    usage += (usage.empty() ? "" : " ") + (each.optional ? "[" + word + "]" : word);
   }
   return usage;
 }

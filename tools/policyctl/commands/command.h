@@ -96,5 +96,5 @@ struct ArgumentForm {
 [[nodiscard]] bool takes_many_words(const Argument& argument);
 // "a file of configuration", or its forms.
 [[nodiscard]] std::string help_of(const Argument& argument);
-// "rollback N [--confirm SECONDS]", as it is typed on the command line.
-[[nodiscard]] std::string usage_of(const Command& command);
+// Its words without its options: "rollback N", "rollback [N]".
+[[nodiscard]] std::string usage_of(const Command& command, Where where);

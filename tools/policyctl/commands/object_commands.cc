@@ -27,10 +27,7 @@ ExitStatus refuse_used(const Context& context, const ObjectName& object,
 
 // A request that was sent and not answered may have been carried out.
 Failure may_have_been_set(const Failure& failure) {
-  const bool is_known = failure.status() == ExitStatus::REFUSED;
-  return Failure(failure.status(),
-                 failure.what() + std::string(is_known ? "" : " Whether it was set is not known."),
-                 failure.advice());
+  return failure.status() == ExitStatus::REFUSED ? failure : failure.with(Fate::NOT_KNOWN);
 }
 
 XrlError set_dscp_queue(SwitchSession& session, std::uint32_t dscp, std::uint32_t queue) {

@@ -5,7 +5,7 @@
 
 #include "tools/policyctl/change/journal.h"
 #include "tools/policyctl/change/read_switch.h"
-#include "tools/policyctl/entries/acl.h"
+#include "tools/policyctl/entries/object_uses.h"
 #include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/json_configuration.h"
@@ -30,18 +30,20 @@ SwitchConfiguration read(const Context& context, const Selection& selection,
 
 std::string tables(const Context& context, const Selection& selection) {
   // Lists are shown with how many hold them.
-  const SwitchParts parts = selection.has(ACL) ? all_parts() : selection.parts();
-  SwitchConfiguration configuration = read(context, selection, parts);
+  const auto& parts = selection.parts();
+  const bool counts_uses =
+      std::any_of(parts.begin(), parts.end(), [](const EntryKind* kind) { return is_used(*kind); });
+  SwitchConfiguration configuration = read(context, selection, counts_uses ? all_parts() : parts);
   selection.require(configuration);
   return tables_of_switch(std::move(configuration), selection,
                           {window_of_output().columns, context.in_colour()});
 }
 
-std::string text(const Context& context, const Selection& selection) {
+SwitchConfiguration selected(const Context& context, const Selection& selection) {
   SwitchConfiguration configuration = read(context, selection, selection.parts());
   selection.require(configuration);
   selection.narrow(configuration);
-  return write_configuration(configuration);
+  return configuration;
 }
 
 // What is kept is of no concern to who only looks.
@@ -59,15 +61,13 @@ void tell_of_unwatched_change(const Context& context) {
 ExitStatus show_command(const Context& context, const Selection& selection, ShowAs show_as) {
   tell_of_unwatched_change(context);
   if (context.json) {
-    SwitchConfiguration configuration = read(context, selection, selection.parts());
-    selection.require(configuration);
-    selection.narrow(configuration);
-    print_configuration_json(context.out, configuration);
+    print_configuration_json(context.out, selected(context, selection));
     return ExitStatus::DONE;
   }
   const bool as_tables =
       show_as == ShowAs::TABLES || (show_as == ShowAs::WHAT_FITS && context.out_is_terminal);
-  const std::string shown = as_tables ? tables(context, selection) : text(context, selection);
+  const std::string shown =
+      as_tables ? tables(context, selection) : write_configuration(selected(context, selection));
   if (context.out_is_terminal) {
     print_paged(context.out, shown);
   } else {

@@ -15,21 +15,18 @@ class Acls : public EntryKind {
   using EntryKind::EntryKind;
 
   void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_acls(
-          reader.policyd(),
-          reader.store("read the access control lists",
-                       [this, &reader](const XrlAtomList& acls, const XrlAtomList& types,
-                                       const XrlAtomList& descriptions) {
-                         require_size(acls.size(), types, descriptions);
-                         std::size_t i = 0;
-                         for (const std::string_view description : descriptions.texts()) {
-                           reader.found(*this, key_of(acls.u32_at(i)),
-                                        acl_value(types.u32_at(i), description));
-                           ++i;
-                         }
-                       }));
-    });
+    reader.ask_for(SwitchReader::Gone::IS_A_FAILURE, "read the access control lists",
+                   &PolicydClient::send_get_acls,
+                   [this, &reader](const XrlAtomList& acls, const XrlAtomList& types,
+                                   const XrlAtomList& descriptions) {
+                     require_size(acls.size(), types, descriptions);
+                     std::size_t i = 0;
+                     for (const std::string_view description : descriptions.texts()) {
+                       reader.found(*this, key_of(acls.u32_at(i)),
+                                    acl_value(types.u32_at(i), description));
+                       ++i;
+                     }
+                   });
   }
 
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
@@ -48,14 +45,11 @@ class Acls : public EntryKind {
                                              sender.done);
     }
   }
-
-  [[nodiscard]] std::string describe(const Step& step) const override {
-    return std::string(verb_word(step.verb)) + name_of(*this, step.key);
-  }
 };
 
 constinit const Acls ACL_KIND(EntryFacts{
     .forms = ACL_FORMS,
+    .noun = "access control list",
     .below = &TOP_LEVEL,
     .opens = &IN_A_LIST,
     .key_arguments = std::size_t{1},

@@ -3,6 +3,7 @@
 #include "tools/policyctl/entries/entry_sender.h"
 #include "tools/policyctl/entries/scopes.h"
 #include "tools/policyctl/entries/switch_reader.h"
+#include "tools/policyctl/language/elements.h"
 
 namespace {
 
@@ -15,53 +16,38 @@ class Filters : public EntryKind {
   using EntryKind::EntryKind;
 
   void read(SwitchReader& reader, const EntryKey& above) const override {
-    const auto take = [this, &reader, above](const XrlAtomList& acls, const XrlAtomList& rules,
-                                             const auto&) {
-      require_size(acls.size(), rules);
-      std::vector<RuleKey> filters;
-      for (std::size_t i = 0; i < acls.size(); ++i) {
-        filters.push_back({acls.u32_at(i), rules.u32_at(i)});
-      }
-      reader.found_at(*this, above);
-      put_filters(reader.entries(), above, filters);
-    };
-    reader.ask([&reader, above, take] {
-      if (above.name.empty()) {
-        return reader.client.send_get_vlan_packet_filters(
-            reader.policyd(), above.numbers[0],
-            reader.store_if_there("read the filters of a VLAN", take));
-      }
-      return reader.client.send_get_port_packet_filters(
-          reader.policyd(), std::string(above.name.view()),
-          reader.store_if_there("read the filters of an interface", take));
-    });
+    reader.ask_at(
+        above, "read the filters of an interface or VLAN",
+        &PolicydClient::send_get_port_packet_filters, &PolicydClient::send_get_vlan_packet_filters,
+        [this, &reader, above](const XrlAtomList& acls, const XrlAtomList& rules, const auto&) {
+          require_size(acls.size(), rules);
+          Elements filters;
+          for (std::size_t i = 0; i < acls.size(); ++i) {
+            filters.emplace_back(acls.u32_at(i), rules.u32_at(i));
+          }
+          reader.found_at(*this, above);
+          put_elements(reader.entries(), *this, above, filters);
+        });
   }
 
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     const auto [acl, rule] = bound_rule(step.key);
-    const std::string name(step.key.name.view());
-    const std::uint32_t vlan = step.key.numbers[0];
-    auto& client = sender.client;
-    if (step.verb == Verb::REMOVE) {
-      return name.empty() ? client.send_delete_vlan_packet_filter(sender.policyd, vlan, acl, rule,
-                                                                  sender.done)
-                          : client.send_delete_port_packet_filter(sender.policyd, name, acl, rule,
-                                                                  sender.done);
-    }
-    return name.empty()
-               ? client.send_set_vlan_packet_filter(sender.policyd, vlan, acl, rule, sender.done)
-               : client.send_set_port_packet_filter(sender.policyd, name, acl, rule, sender.done);
+    return step.verb == Verb::REMOVE
+               ? sender.send_at(step.key, &PolicydClient::send_delete_port_packet_filter,
+                                &PolicydClient::send_delete_vlan_packet_filter, acl, rule)
+               : sender.send_at(step.key, &PolicydClient::send_set_port_packet_filter,
+                                &PolicydClient::send_set_vlan_packet_filter, acl, rule);
   }
 
   [[nodiscard]] std::string describe(const Step& step) const override {
     return (step.verb == Verb::REMOVE ? "unbind filter " : "bind filter ") +
-           rule_name(bound_rule(step.key)) + " on " +
-           name_of(*head_of(*this, step.key), key_above(*this, step.key));
+           rule_name(bound_rule(step.key)) + " on " + head_name(*this, step.key);
   }
 };
 
 constinit const Filters FILTER_KIND(EntryFacts{
     .forms = FILTER_FORMS,
+    .noun = "filter",
     .below = &AT_A_RECORD,
     .opens = nullptr,
     .key_arguments = std::size_t{2},
@@ -84,23 +70,3 @@ constinit const Filters FILTER_KIND(EntryFacts{
 }  // namespace
 
 const EntryKind& FILTER = FILTER_KIND;
-
-std::vector<RuleKey> filters_at(const Entries& entries, const EntryKey& record) {
-  std::vector<RuleKey> filters;
-  const EntryValue* const value = entries.find(FILTER, record);
-  if (value == nullptr) return filters;
-  for (std::size_t i = 0; i + 1 < value->count(); i += 2) {
-    filters.push_back({value->number(i), value->number(i + 1)});
-  }
-  return filters;
-}
-
-void put_filters(Entries& entries, const EntryKey& record, const std::vector<RuleKey>& filters) {
-  std::vector<std::uint32_t> numbers;
-  for (const RuleKey& key : filters) numbers.insert(numbers.end(), {key.acl, key.rule});
-  if (numbers.empty()) {
-    entries.erase(FILTER, record);
-  } else {
-    entries.put(FILTER, record, EntryValue(numbers));
-  }
-}

@@ -1,17 +1,10 @@
 // Bindings of rules to interfaces and VLANs as packet filters, in an order.
 #pragma once
 
-#include <vector>
-
 #include "tools/policyctl/entries/rule.h"
-#include "tools/policyctl/language/configuration.h"
 
 extern const EntryKind& FILTER;
 
-// Those of one interface or VLAN, in their order.
-[[nodiscard]] std::vector<RuleKey> filters_at(const Entries& entries, const EntryKey& record);
-// Replaces them.
-void put_filters(Entries& entries, const EntryKey& record, const std::vector<RuleKey>& filters);
 // The rule that a filter or remark is of.
 [[nodiscard]] inline RuleKey bound_rule(const EntryKey& key) {
   return {key.numbers[1], key.numbers[2]};

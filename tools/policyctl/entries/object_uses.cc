@@ -21,13 +21,6 @@ std::string key_words(const EntryKind& kind) {
   return words;
 }
 
-bool is_used(const EntryKind& kind) {
-  return std::any_of(entry_kinds().begin(), entry_kinds().end(), [&](const EntryKind* user) {
-    const EntryKind* const used = used_kind(*user);
-    return used != nullptr && (used == &kind || stands_below(*used, kind));
-  });
-}
-
 bool is_made(const EntryKind& kind) {
   return *kind.facts().presence == Presence::MADE;
 }
@@ -71,6 +64,13 @@ bool names(const ObjectName& object, const EntryKind& user, const EntryKey& key)
 }
 
 }  // namespace
+
+bool is_used(const EntryKind& kind) {
+  return std::any_of(entry_kinds().begin(), entry_kinds().end(), [&](const EntryKind* user) {
+    const EntryKind* const used = used_kind(*user);
+    return used != nullptr && (used == &kind || stands_below(*used, kind));
+  });
+}
 
 std::vector<const ObjectForm*> object_forms(Named names) {
   static const std::vector<ObjectForm> ALL = all_forms();
@@ -130,7 +130,7 @@ std::vector<ObjectUse> uses_of(const ObjectName& object, const Entries& entries)
 }
 
 std::string place_of(const ObjectUse& use) {
-  return name_of(*head_of(*use.kind, use.key), key_above(*use.kind, use.key));
+  return head_name(*use.kind, use.key);
 }
 
 std::string statement_of(const ObjectUse& use) {

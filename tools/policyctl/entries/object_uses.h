@@ -16,6 +16,9 @@ struct ObjectName {
 
   [[nodiscard]] std::string name() const { return name_of(*kind, key); }
 };
+// Whether bindings name entries of the kind, or what stands below them.
+[[nodiscard]] bool is_used(const EntryKind& kind);
+
 // A way to name one.
 struct ObjectForm {
   std::string words;  // in the notation of statements: "acl ACL rule RULE"

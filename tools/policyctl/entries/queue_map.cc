@@ -25,69 +25,45 @@ constexpr std::string_view PAIR_JSON[]{"priority", "queue"};
 
 class QueueMap : public EntryKind {
  public:
-  using EntryKind::EntryKind;
+  using Get = decltype(&PolicydClient::send_get_priority_queue);
+  using Set = decltype(&PolicydClient::send_set_priority_queue);
+  struct Requests {
+    const char* asked;
+    Get get;
+    const char* made;
+    Set set;
+  };
 
- protected:
-  // A callback that stores the queue of each priority from 0 on.
-  auto store(SwitchReader& reader, const char* what) const {
-    return reader.store(what, [this, &reader](const XrlAtomList& queues) {
-      require_size(PRIORITIES, queues);
-      for (std::uint32_t priority = 0; priority < PRIORITIES; ++priority) {
-        reader.found(*this, key_of(priority), EntryValue{queues.u32_at(priority)});
-      }
-    });
+  constexpr QueueMap(const EntryFacts& facts, const Requests& requests)
+      : EntryKind(facts), _requests(requests) {}
+
+  // Priorities from 0 on.
+  void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
+    XrlAtomList priorities;
+    for (std::uint32_t priority = 0; priority < PRIORITIES; ++priority) priorities.append(priority);
+    reader.ask_for(
+        SwitchReader::Gone::IS_A_FAILURE, _requests.asked, _requests.get,
+        [this, &reader](const XrlAtomList& queues) {
+          require_size(PRIORITIES, queues);
+          for (std::uint32_t priority = 0; priority < PRIORITIES; ++priority) {
+            reader.found(*this, key_of(priority), EntryValue{queues.u32_at(priority)});
+          }
+        },
+        priorities);
   }
-  static XrlAtomList priorities() {
-    XrlAtomList list;
-    for (std::uint32_t priority = 0; priority < PRIORITIES; ++priority) list.append(priority);
-    return list;
-  }
-  static void fill_lists(EntrySender& sender, const Step& step) {
+  [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     sender.list1.clear();
     sender.list2.clear();
-    for (const auto& [priority, queue] : queues_of(step)) {
-      sender.list1.append(priority);
-      sender.list2.append(queue);
+    for (std::size_t i = 0; i + 1 < step.value.count(); i += 2) {
+      sender.list1.append(step.value.number(i));
+      sender.list2.append(step.value.number(i + 1));
     }
+    return (sender.client.*_requests.set)(sender.policyd, sender.list1, sender.list2, sender.done);
   }
-};
+  [[nodiscard]] std::string describe(const Step& /*step*/) const override { return _requests.made; }
 
-class PriorityQueues : public QueueMap {
- public:
-  using QueueMap::QueueMap;
-  void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_priority_queue(reader.policyd(), priorities(),
-                                                   store(reader, "read the queues of priorities"));
-    });
-  }
-  [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
-    fill_lists(sender, step);
-    return sender.client.send_set_priority_queue(sender.policyd, sender.list1, sender.list2,
-                                                 sender.done);
-  }
-  [[nodiscard]] std::string describe(const Step& /*step*/) const override {
-    return "set the queues of priorities";
-  }
-};
-
-class Mapping : public QueueMap {
- public:
-  using QueueMap::QueueMap;
-  void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_cos_mapping(reader.policyd(), priorities(),
-                                                store(reader, "read the mapping"));
-    });
-  }
-  [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
-    fill_lists(sender, step);
-    return sender.client.send_set_cos_mapping(sender.policyd, sender.list1, sender.list2,
-                                              sender.done);
-  }
-  [[nodiscard]] std::string describe(const Step& /*step*/) const override {
-    return "program the line cards' mapping";
-  }
+ private:
+  Requests _requests;
 };
 
 constexpr EntryFacts queue_facts(std::span<const StatementForm> forms,
@@ -96,6 +72,7 @@ constexpr EntryFacts queue_facts(std::span<const StatementForm> forms,
                                  std::string_view member, std::string_view example) {
   return {
       .forms = forms,
+      .noun = "queue",
       .below = &TOP_LEVEL,
       .opens = nullptr,
       .key_arguments = std::size_t{1},
@@ -114,29 +91,19 @@ constexpr EntryFacts queue_facts(std::span<const StatementForm> forms,
   };
 }
 
-constinit const PriorityQueues PRIORITY_KIND(queue_facts(PRIORITY_FORMS, SAME_QUEUE,
-                                                         Phase::SETTINGS, "get_priority_queue",
-                                                         "set_priority_queue", "priority_queues",
-                                                         "cos priority 5 queue 5\n"));
-constinit const Mapping MAPPING_KIND(queue_facts(MAPPING_FORMS, USUAL_MAPPING, Phase::LINE_CARDS,
-                                                 "get_cos_mapping", "set_cos_mapping", "mapping",
-                                                 "cos mapping 0 queue 2\n"));
+constinit const QueueMap PRIORITY_KIND(
+    queue_facts(PRIORITY_FORMS, SAME_QUEUE, Phase::SETTINGS, "get_priority_queue",
+                "set_priority_queue", "priority_queues", "cos priority 5 queue 5\n"),
+    {"read the queues of priorities", &PolicydClient::send_get_priority_queue,
+     "set the queues of priorities", &PolicydClient::send_set_priority_queue});
+constinit const QueueMap MAPPING_KIND(queue_facts(MAPPING_FORMS, USUAL_MAPPING, Phase::LINE_CARDS,
+                                                  "get_cos_mapping", "set_cos_mapping", "mapping",
+                                                  "cos mapping 0 queue 2\n"),
+                                      {"read the mapping", &PolicydClient::send_get_cos_mapping,
+                                       "program the line cards' mapping",
+                                       &PolicydClient::send_set_cos_mapping});
 
 }  // namespace
 
 const EntryKind& COS_PRIORITY = PRIORITY_KIND;
 const EntryKind& COS_MAPPING = MAPPING_KIND;
-
-Queues queues_of(const EntryMap& map) {
-  Queues queues;
-  for (const auto& [key, value] : map) queues.emplace(key.numbers[0], value.number(0));
-  return queues;
-}
-
-Queues queues_of(const Step& step) {
-  Queues queues;
-  for (std::size_t i = 0; i + 1 < step.value.count(); i += 2) {
-    queues.emplace(step.value.number(i), step.value.number(i + 1));
-  }
-  return queues;
-}

@@ -23,9 +23,6 @@ class Record : public EntryKind {
   [[nodiscard]] bool send(EntrySender& /*sender*/, const Step& /*step*/) const override {
     return false;
   }
-  [[nodiscard]] std::string describe(const Step& step) const override {
-    return name_of(*this, step.key);
-  }
 };
 
 class Interfaces : public Record {
@@ -91,12 +88,13 @@ EntryProblem refuse_without_name(const EntryKey& key) {
   return {"an interface has a name.", ""};
 }
 
-constexpr EntryFacts record_facts(std::span<const StatementForm> forms,
+constexpr EntryFacts record_facts(std::span<const StatementForm> forms, std::string_view noun,
                                   EntryProblem (*missing)(const EntryKey&, const Entries&),
                                   EntryProblem (*refused)(const EntryKey&), const JsonForm& json,
                                   std::string_view example) {
   return {
       .forms = forms,
+      .noun = noun,
       .below = &TOP_LEVEL,
       .opens = &AT_A_RECORD,
       .key_arguments = std::size_t{1},
@@ -115,11 +113,11 @@ constexpr EntryFacts record_facts(std::span<const StatementForm> forms,
   };
 }
 
-constinit const Interfaces INTERFACES(record_facts(INTERFACE_FORMS, no_interface,
+constinit const Interfaces INTERFACES(record_facts(INTERFACE_FORMS, "interface", no_interface,
                                                    refuse_without_name,
                                                    {"", "interfaces", true, INTERFACE_JSON},
                                                    "interface eth-0/3/1\n"));
-constinit const Vlans VLANS(record_facts(VLAN_FORMS, no_vlan, nullptr,
+constinit const Vlans VLANS(record_facts(VLAN_FORMS, "VLAN", no_vlan, nullptr,
                                          {"", "vlans", true, VLAN_JSON}, "vlan 20\n"));
 
 }  // namespace

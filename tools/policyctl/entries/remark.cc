@@ -7,7 +7,7 @@
 
 namespace {
 
-// In the order of RemarkKind.
+// In the order of the kinds of the requests.
 constexpr StatementForm REMARK_FORMS[]{
     {"remark acl ACL rule RULE dscp DSCP", "gives packets that a permit rule matches another DSCP"},
     {"remark acl ACL rule RULE priority PRIORITY",
@@ -22,53 +22,39 @@ class Remarks : public EntryKind {
   using EntryKind::EntryKind;
 
   void read(SwitchReader& reader, const EntryKey& above) const override {
-    const auto take = [this, &reader, above](const XrlAtomList& acls, const XrlAtomList& rules,
-                                             const XrlAtomList& kinds, const XrlAtomList& values) {
-      require_size(acls.size(), rules, kinds, values);
-      reader.found_at(*this, above);
-      for (std::size_t i = 0; i < acls.size(); ++i) {
-        reader.found(*this, key_at(above, {acls.u32_at(i), rules.u32_at(i)}),
-                     EntryValue{kinds.u32_at(i), values.u32_at(i)});
-      }
-    };
-    reader.ask([&reader, above, take] {
-      if (above.name.empty()) {
-        return reader.client.send_get_vlan_remark(
-            reader.policyd(), above.numbers[0],
-            reader.store_if_there("read the remarks of a VLAN", take));
-      }
-      return reader.client.send_get_port_remark(
-          reader.policyd(), std::string(above.name.view()),
-          reader.store_if_there("read the remarks of an interface", take));
-    });
+    reader.ask_at(above, "read the remarks of an interface or VLAN",
+                  &PolicydClient::send_get_port_remark, &PolicydClient::send_get_vlan_remark,
+                  [this, &reader, above](const XrlAtomList& acls, const XrlAtomList& rules,
+                                         const XrlAtomList& kinds, const XrlAtomList& values) {
+                    require_size(acls.size(), rules, kinds, values);
+                    reader.found_at(*this, above);
+                    for (std::size_t i = 0; i < acls.size(); ++i) {
+                      reader.found(*this, key_at(above, {acls.u32_at(i), rules.u32_at(i)}),
+                                   EntryValue{kinds.u32_at(i), values.u32_at(i)});
+                    }
+                  });
   }
 
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     const auto [acl, rule] = bound_rule(step.key);
-    const std::string name(step.key.name.view());
-    const std::uint32_t vlan = step.key.numbers[0];
-    auto& client = sender.client;
     if (step.verb == Verb::REMOVE) {
-      return name.empty()
-                 ? client.send_unremark_vlan_priority(sender.policyd, vlan, acl, rule, sender.done)
-                 : client.send_unremark_port_priority(sender.policyd, name, acl, rule, sender.done);
+      return sender.send_at(step.key, &PolicydClient::send_unremark_port_priority,
+                            &PolicydClient::send_unremark_vlan_priority, acl, rule);
     }
-    const Remark remark = remark_of(step.value);
-    return name.empty() ? client.send_remark_vlan_priority(sender.policyd, vlan, acl, rule,
-                                                           remark.kind, remark.value, sender.done)
-                        : client.send_remark_port_priority(sender.policyd, name, acl, rule,
-                                                           remark.kind, remark.value, sender.done);
+    return sender.send_at(step.key, &PolicydClient::send_remark_port_priority,
+                          &PolicydClient::send_remark_vlan_priority, acl, rule,
+                          step.value.number(0), step.value.number(1));
   }
 
   [[nodiscard]] std::string describe(const Step& step) const override {
     return (step.verb == Verb::REMOVE ? "remove the remark of " : "remark ") +
-           rule_name(bound_rule(step.key)) + " on " +
-           name_of(*head_of(*this, step.key), key_above(*this, step.key));
+           rule_name(bound_rule(step.key)) + " on " + head_name(*this, step.key);
   }
 };
 
 constinit const Remarks REMARK_KIND(EntryFacts{
     .forms = REMARK_FORMS,
+    .noun = "remark",
     .below = &AT_A_RECORD,
     .opens = nullptr,
     .key_arguments = std::size_t{2},

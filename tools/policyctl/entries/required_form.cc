@@ -4,11 +4,12 @@
 
 #include "tools/policyctl/failure.h"
 #include "tools/policyctl/language/command_forms.h"
+#include "tools/policyctl/language/joined.h"
 
 std::size_t require_form(const std::vector<std::string_view>& forms,
                          const std::vector<std::string>& words) {
   if (words.empty()) {
-    throw Failure(ExitStatus::USAGE, "nothing is named.", "The forms are: " + listed(forms) + ".");
+    throw Failure(ExitStatus::USAGE, "nothing is named.", "The forms are: " + joined(forms) + ".");
   }
   std::vector<CommandForm> table;
   table.reserve(forms.size());
@@ -26,10 +27,4 @@ std::size_t require_form(const std::vector<std::string_view>& forms,
       ExitStatus::USAGE,
       is_behind_all ? "something is missing behind '" + words.back() + "'." : fault->message,
       fault->advice);
-}
-
-std::string listed(const std::vector<std::string_view>& forms) {
-  std::string text;
-  for (const std::string_view form : forms) text += (text.empty() ? "" : ", ") + std::string(form);
-  return text;
 }

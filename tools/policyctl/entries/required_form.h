@@ -11,6 +11,3 @@
 // what may stand there.
 [[nodiscard]] std::size_t require_form(const std::vector<std::string_view>& forms,
                                        const std::vector<std::string>& words);
-
-// The forms as a text: "acl ACL, acl ACL rule RULE".
-[[nodiscard]] std::string listed(const std::vector<std::string_view>& forms);

@@ -17,24 +17,22 @@ class Rules : public EntryKind {
 
   void read(SwitchReader& reader, const EntryKey& above) const override {
     const std::uint32_t acl = above.numbers[0];
-    reader.ask([this, &reader, acl] {
-      return reader.client.send_get_rules(
-          reader.policyd(), acl,
-          reader.store_if_there(
-              "read the rules", [this, &reader, acl](const XrlAtomList& rules, std::uint32_t) {
-                if (reader.wants_only_names()) {
-                  for (const std::uint32_t rule : rules.u32s())
-                    reader.found(*this, key_of(RuleKey{acl, rule}), {});
-                  return;
-                }
-                std::vector<std::uint32_t> numbers;
-                numbers.reserve(rules.size());
-                for (const std::uint32_t rule : rules.u32s()) numbers.push_back(rule);
-                reader.ask_each(std::move(numbers), [this, &reader, acl](std::uint32_t rule) {
-                  return ask_rule(reader, {acl, rule});
-                });
-              }));
-    });
+    reader.ask_for(
+        SwitchReader::Gone::IS_FINE, "read the rules", &PolicydClient::send_get_rules,
+        [this, &reader, acl](const XrlAtomList& rules, std::uint32_t) {
+          if (reader.wants_only_names()) {
+            for (const std::uint32_t rule : rules.u32s())
+              reader.found(*this, key_of(RuleKey{acl, rule}), {});
+            return;
+          }
+          std::vector<std::uint32_t> numbers;
+          numbers.reserve(rules.size());
+          for (const std::uint32_t rule : rules.u32s()) numbers.push_back(rule);
+          reader.ask_each(std::move(numbers), [this, &reader, acl](std::uint32_t rule) {
+            return ask_rule(reader, {acl, rule});
+          });
+        },
+        acl);
   }
 
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
@@ -61,10 +59,6 @@ class Rules : public EntryKind {
                                           sender.list1, sender.list2, sender.done);
   }
 
-  [[nodiscard]] std::string describe(const Step& step) const override {
-    return std::string(verb_word(step.verb)) + name_of(*this, step.key);
-  }
-
  private:
   bool ask_rule(SwitchReader& reader, const RuleKey& key) const {
     return reader.client.send_get_rule(
@@ -87,6 +81,7 @@ class Rules : public EntryKind {
 
 constinit const Rules RULE_KIND(EntryFacts{
     .forms = RULE_FORMS,
+    .noun = "rule",
     .below = &IN_A_LIST,
     .opens = nullptr,
     .key_arguments = std::size_t{1},

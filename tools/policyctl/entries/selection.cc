@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tools/policyctl/entries/required_form.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_match.h"
 #include "tools/policyctl/language/write_configuration.h"
 
@@ -92,9 +93,7 @@ bool Selection::has(const EntryKind& kind) const {
 }
 
 std::string Selection::name() const {
-  std::string text;
-  for (const std::string& word : _words) text += (text.empty() ? "" : " ") + word;
-  return text;
+  return joined(_words, " ");
 }
 
 void Selection::require(const Entries& entries, const ObjectPlace& place) const {

@@ -28,83 +28,64 @@ constexpr std::string_view MODE_JSON[]{"schedule_mode"};
 constexpr std::string_view SCHEDULE_JSON[]{"algorithm", "weights", "weights", "weights", "weights"};
 constexpr std::string_view VALUE_JSON[]{"cos_value"};
 
-// Of the whole switch.
 class Setting : public EntryKind {
  public:
-  using EntryKind::EntryKind;
+  constexpr Setting(const EntryFacts& facts, const char* what) : EntryKind(facts), _what(what) {}
   [[nodiscard]] std::string describe(const Step& /*step*/) const override {
-    return "set " + what();
+    return std::string("set the ") + _what;
   }
 
- protected:
-  [[nodiscard]] virtual std::string what() const = 0;
+ private:
+  const char* _what;
 };
 
-class CosFlag : public EntryKind {
+class CosFlag : public Setting {
  public:
-  using EntryKind::EntryKind;
+  using Setting::Setting;
   void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_cos_flag(
-          reader.policyd(), reader.store("read the cos flag", [this, &reader](bool flag) {
-            reader.found(*this, {}, EntryValue{std::uint32_t{flag}});
-          }));
-    });
+    reader.ask_for(
+        SwitchReader::Gone::IS_A_FAILURE, "read the cos flag", &PolicydClient::send_get_cos_flag,
+        [this, &reader](bool flag) { reader.found(*this, {}, EntryValue{std::uint32_t{flag}}); });
   }
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     return sender.client.send_set_cos_flag(sender.policyd, step.value.number(0) != 0, sender.done);
   }
-  [[nodiscard]] std::string describe(const Step& /*step*/) const override {
-    return "set the cos flag";
-  }
 };
 
-class ScheduleMode : public EntryKind {
+class ScheduleMode : public Setting {
  public:
-  using EntryKind::EntryKind;
+  using Setting::Setting;
   void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_schedule_mode(
-          reader.policyd(),
-          reader.store("read the schedule mode", [this, &reader](std::uint32_t mode) {
-            reader.found(*this, {}, EntryValue{mode});
-          }));
-    });
+    reader.ask_for(SwitchReader::Gone::IS_A_FAILURE, "read the schedule mode",
+                   &PolicydClient::send_get_schedule_mode, [this, &reader](std::uint32_t mode) {
+                     reader.found(*this, {}, EntryValue{mode});
+                   });
   }
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     return sender.client.send_set_schedule_mode(sender.policyd, step.value.number(0), sender.done);
   }
-  [[nodiscard]] std::string describe(const Step& /*step*/) const override {
-    return "set the schedule mode";
-  }
 };
 
-class ScheduleAlgorithm : public EntryKind {
+class ScheduleAlgorithm : public Setting {
  public:
   static constexpr std::size_t WEIGHTS = 4;
 
-  using EntryKind::EntryKind;
+  using Setting::Setting;
   void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_schedule_algorithm(
-          reader.policyd(),
-          reader.store("read the schedule algorithm",
-                       [this, &reader](std::uint32_t algorithm, const XrlAtomList& weights) {
-                         require_size(WEIGHTS, weights);
-                         reader.found(*this, {},
-                                      EntryValue{algorithm, weights.u32_at(0), weights.u32_at(1),
-                                                 weights.u32_at(2), weights.u32_at(3)});
-                       }));
-    });
+    reader.ask_for(SwitchReader::Gone::IS_A_FAILURE, "read the schedule algorithm",
+                   &PolicydClient::send_get_schedule_algorithm,
+                   [this, &reader](std::uint32_t algorithm, const XrlAtomList& weights) {
+                     require_size(WEIGHTS, weights);
+                     reader.found(*this, {},
+                                  EntryValue{algorithm, weights.u32_at(0), weights.u32_at(1),
+                                             weights.u32_at(2), weights.u32_at(3)});
+                   });
   }
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     sender.list1.clear();
     for (std::size_t i = 0; i < WEIGHTS; ++i) sender.list1.append(step.value.number(1 + i));
     return sender.client.send_set_schedule_algorithm(sender.policyd, step.value.number(0),
                                                      sender.list1, sender.done);
-  }
-  [[nodiscard]] std::string describe(const Step& /*step*/) const override {
-    return "set the schedule algorithm";
   }
 };
 
@@ -119,21 +100,20 @@ class CosValue : public EntryKind {
   using EntryKind::EntryKind;
   void read(SwitchReader& reader, const EntryKey& above) const override {
     if (above.name.empty()) return;
-    reader.ask([this, &reader, above] {
-      return reader.client.send_get_port_cos_value(
-          reader.policyd(), std::string(above.name.view()),
-          reader.store_if_there("read a cos-value", [this, &reader, above](std::uint32_t value) {
-            reader.found_at(*this, above);
-            reader.found(*this, above, EntryValue{value});
-          }));
-    });
+    reader.ask_for(
+        SwitchReader::Gone::IS_FINE, "read a cos-value", &PolicydClient::send_get_port_cos_value,
+        [this, &reader, above](std::uint32_t value) {
+          reader.found_at(*this, above);
+          reader.found(*this, above, EntryValue{value});
+        },
+        std::string(above.name.view()));
   }
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
     return sender.client.send_set_port_cos_value(sender.policyd, std::string(step.key.name.view()),
                                                  step.value.number(0), sender.done);
   }
   [[nodiscard]] std::string describe(const Step& step) const override {
-    return "set the cos-value of " + name_of(*head_of(*this, step.key), key_above(*this, step.key));
+    return "set the cos-value of " + head_name(*this, step.key);
   }
 };
 
@@ -144,6 +124,7 @@ constexpr EntryFacts setting_facts(std::span<const StatementForm> forms, const S
                                    std::string_view example) {
   return {
       .forms = forms,
+      .noun = "setting",
       .below = below,
       .opens = nullptr,
       .key_arguments = std::size_t{0},
@@ -164,15 +145,20 @@ constexpr EntryFacts setting_facts(std::span<const StatementForm> forms, const S
 
 constinit const CosFlag FLAG_KIND(setting_facts(FLAG_FORMS, &TOP_LEVEL, Phase::SETTINGS, ZERO,
                                                 nullptr, "get_cos_flag", "set_cos_flag",
-                                                {"cos", "flag", false, FLAG_JSON},
-                                                "cos flag on\n"));
-constinit const ScheduleMode MODE_KIND(setting_facts(
-    MODE_FORMS, &TOP_LEVEL, Phase::SETTINGS, ZERO, nullptr, "get_schedule_mode",
-    "set_schedule_mode", {"cos", "schedule_mode", false, MODE_JSON}, "cos schedule mode 1\n"));
-constinit const ScheduleAlgorithm SCHEDULE_KIND(setting_facts(
-    SCHEDULE_FORMS, &TOP_LEVEL, Phase::SETTINGS, USUAL_SCHEDULE, nullptr, "get_schedule_algorithm",
-    "set_schedule_algorithm", {"cos", "schedule_algorithm", false, SCHEDULE_JSON},
-    "cos schedule algorithm 2 weights 12 8 4 1\n"));
+                                                {"cos", "flag", false, FLAG_JSON}, "cos flag on\n"),
+                                  "cos flag");
+constinit const ScheduleMode MODE_KIND(setting_facts(MODE_FORMS, &TOP_LEVEL, Phase::SETTINGS, ZERO,
+                                                     nullptr, "get_schedule_mode",
+                                                     "set_schedule_mode",
+                                                     {"cos", "schedule_mode", false, MODE_JSON},
+                                                     "cos schedule mode 1\n"),
+                                       "schedule mode");
+constinit const ScheduleAlgorithm SCHEDULE_KIND(
+    setting_facts(SCHEDULE_FORMS, &TOP_LEVEL, Phase::SETTINGS, USUAL_SCHEDULE, nullptr,
+                  "get_schedule_algorithm", "set_schedule_algorithm",
+                  {"cos", "schedule_algorithm", false, SCHEDULE_JSON},
+                  "cos schedule algorithm 2 weights 12 8 4 1\n"),
+    "schedule algorithm");
 constinit const CosValue VALUE_KIND(setting_facts(
     VALUE_FORMS, &AT_A_RECORD, Phase::BINDINGS, ZERO, refuse_of_a_vlan, "get_port_cos_value",
     "set_port_cos_value", {"", "cos_value", false, VALUE_JSON}, "  cos-value 3\n"));

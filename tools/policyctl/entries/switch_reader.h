@@ -16,6 +16,8 @@
 #include "tools/policyctl/language/entry_kind.h"
 #include "tools/policyctl/switch/request_window.h"
 
+using PolicydClient = XrlPolicyConfigV0p1Client;
+
 // Who answers is another process; one that is wrong must not end this one.
 struct SenselessAnswer {};
 
@@ -59,13 +61,29 @@ class SwitchReader {
   // Something answers for the interface or VLAN that `child` is bound to: it is there.
   void found_at(const EntryKind& child, const EntryKey& record);
 
-  // Callbacks that call `results` with those of a good reply; `what` was asked:
-  // "read the rules".
-  template <typename Results>
-  auto store(const char* what, Results results) {
-    return answer(what, results, Gone::IS_A_FAILURE, nullptr);
+  // Something that was listed may have gone since; it is not read then.
+  enum class Gone { IS_FINE, IS_A_FAILURE };
+  // Asks policyd by a method of its client, with these arguments, and calls `results`
+  // with those of a good reply; `what` is asked: "read the rules".
+  template <typename Method, typename Results, typename... Arguments>
+  void ask_for(Gone gone, const char* what, Method method, Results results,
+               const Arguments&... arguments) {
+    ask([this, gone, what, method, results, arguments...] {
+      return (client.*method)(policyd(), arguments..., answer(what, results, gone, nullptr));
+    });
   }
-  // Of something that may have gone since it was listed: it is not read then.
+  // The same of an interface or VLAN.
+  template <typename PortMethod, typename VlanMethod, typename Results>
+  void ask_at(const EntryKey& record, const char* what, PortMethod of_port, VlanMethod of_vlan,
+              Results results) {
+    if (record.name.empty()) {
+      ask_for(Gone::IS_FINE, what, of_vlan, results, record.numbers[0]);
+    } else {
+      ask_for(Gone::IS_FINE, what, of_port, results, std::string(record.name.view()));
+    }
+  }
+
+  // Callbacks for requests that are sent in another way.
   template <typename Results>
   auto store_if_there(const char* what, Results results) {
     return answer(what, results, Gone::IS_FINE, nullptr);
@@ -80,7 +98,6 @@ class SwitchReader {
   [[nodiscard]] XrlSender* sender() { return _session.sender(); }
 
  private:
-  enum class Gone { IS_FINE, IS_A_FAILURE };
   struct Series {
     std::vector<std::uint32_t> numbers;
     std::size_t next = 0;
@@ -111,7 +128,7 @@ class SwitchReader {
   SwitchSession& _session;
 
  public:
-  XrlPolicyConfigV0p1Client client;
+  PolicydClient client;
 
  private:
   RequestWindow _window;

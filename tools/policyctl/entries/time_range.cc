@@ -16,24 +16,21 @@ class TimeRanges : public EntryKind {
   using EntryKind::EntryKind;
 
   void read(SwitchReader& reader, const EntryKey& /*above*/) const override {
-    reader.ask([this, &reader] {
-      return reader.client.send_get_time_ranges(
-          reader.policyd(),
-          reader.store("read the time ranges",
-                       [this, &reader](const XrlAtomList& names, const XrlAtomList& number1s,
-                                       const XrlAtomList& number2s, const XrlAtomList& flags,
-                                       const XrlAtomList& number3s, const XrlAtomList& number4s) {
-                         require_size(names.size(), number1s, number2s, flags, number3s, number4s);
-                         std::size_t i = 0;
-                         for (const std::string_view name : names.texts()) {
-                           reader.found(*this, key_of(name),
-                                        EntryValue{number1s.u32_at(i), number2s.u32_at(i),
-                                                   std::uint32_t{flags.u32_at(i) != 0},
-                                                   number3s.u32_at(i), number4s.u32_at(i)});
-                           ++i;
-                         }
-                       }));
-    });
+    reader.ask_for(SwitchReader::Gone::IS_A_FAILURE, "read the time ranges",
+                   &PolicydClient::send_get_time_ranges,
+                   [this, &reader](const XrlAtomList& names, const XrlAtomList& number1s,
+                                   const XrlAtomList& number2s, const XrlAtomList& flags,
+                                   const XrlAtomList& number3s, const XrlAtomList& number4s) {
+                     require_size(names.size(), number1s, number2s, flags, number3s, number4s);
+                     std::size_t i = 0;
+                     for (const std::string_view name : names.texts()) {
+                       reader.found(*this, key_of(name),
+                                    EntryValue{number1s.u32_at(i), number2s.u32_at(i),
+                                               std::uint32_t{flags.u32_at(i) != 0},
+                                               number3s.u32_at(i), number4s.u32_at(i)});
+                       ++i;
+                     }
+                   });
   }
 
   [[nodiscard]] bool send(EntrySender& sender, const Step& step) const override {
@@ -41,19 +38,16 @@ class TimeRanges : public EntryKind {
     if (step.verb == Verb::REMOVE) {
       return sender.client.send_delete_time_range(sender.policyd, name, sender.done);
     }
-    const TimeRange range = time_range_of(step.value);
-    return sender.client.send_create_time_range(sender.policyd, name, range.number1, range.number2,
-                                                range.flag, range.number3, range.number4,
-                                                sender.done);
-  }
-
-  [[nodiscard]] std::string describe(const Step& step) const override {
-    return (step.verb == Verb::REMOVE ? "delete " : "create ") + name_of(*this, step.key);
+    const EntryValue& range = step.value;
+    return sender.client.send_create_time_range(sender.policyd, name, range.number(0),
+                                                range.number(1), range.number(2) != 0,
+                                                range.number(3), range.number(4), sender.done);
   }
 };
 
 constinit const TimeRanges TIME_RANGE_KIND(EntryFacts{
     .forms = TIME_RANGE_FORMS,
+    .noun = "time range",
     .below = &TOP_LEVEL,
     .opens = nullptr,
     .key_arguments = std::size_t{1},
@@ -75,11 +69,3 @@ constinit const TimeRanges TIME_RANGE_KIND(EntryFacts{
 }  // namespace
 
 const EntryKind& TIME_RANGE = TIME_RANGE_KIND;
-
-EntryValue value_of(const TimeRange& range) {
-  return {range.number1, range.number2, std::uint32_t{range.flag}, range.number3, range.number4};
-}
-
-TimeRange time_range_of(const EntryValue& value) {
-  return {value.number(0), value.number(1), value.number(2) != 0, value.number(3), value.number(4)};
-}

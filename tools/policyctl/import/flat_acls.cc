@@ -9,6 +9,7 @@
 #include "tools/policyctl/entries/record.h"
 #include "tools/policyctl/import/flat_rule.h"
 #include "tools/policyctl/import/split_list.h"
+#include "tools/policyctl/language/elements.h"
 
 namespace {
 
@@ -152,9 +153,9 @@ class FlatAcls {
     for (const std::string& port : list.ports) {
       const EntryKey record = key_of(std::string_view(port));
       _entries.of(INTERFACE).try_emplace(record);
-      std::vector<RuleKey> filters = filters_at(_entries, record);
-      for (std::uint32_t rule = 1; rule <= last; ++rule) filters.push_back({list.number, rule});
-      put_filters(_entries, record, filters);
+      Elements filters = elements_of(_entries.find(FILTER, record));
+      for (std::uint32_t rule = 1; rule <= last; ++rule) filters.emplace_back(list.number, rule);
+      put_elements(_entries, FILTER, record, filters);
     }
   }
 

@@ -4,20 +4,16 @@
 #include <utility>
 
 #include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/language/statement_faults.h"
 
 namespace {
 
 std::string what_is_expected(const Expected& expected) {
-  std::string text;
-  for (const std::string_view literal : expected.literals) {
-    text += (text.empty() ? "" : ", ") + std::string(literal);
-  }
-  if (expected.argument != nullptr) {
-    text += (text.empty() ? "" : ", ") + std::string(expected.argument->name);
-  }
-  return text;
+  std::vector<std::string_view> words = expected.literals;
+  if (expected.argument != nullptr) words.push_back(expected.argument->name);
+  return joined(words);
 }
 
 Fault misfit(std::span<const Word> words, std::size_t at, const Expected& expected) {

@@ -87,6 +87,14 @@ std::string name_of(const EntryKind& kind, const EntryKey& key) {
   return name;
 }
 
+std::string head_name(const EntryKind& kind, const EntryKey& key) {
+  return name_of(*head_of(kind, key), key_above(kind, key));
+}
+
+std::string EntryKind::describe(const Step& step) const {
+  return std::string(verb_word(step.verb)) + name_of(*this, step.key);
+}
+
 std::string_view verb_word(Verb verb) {
   switch (verb) {
     case Verb::ADD:

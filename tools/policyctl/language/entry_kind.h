@@ -100,7 +100,8 @@ struct JsonForm {
 
 struct EntryFacts {
   Required<std::span<const StatementForm>>
-      forms;  // the first number of a value tells which, of several
+      forms;                        // the first number of a value tells which, of several
+  Required<std::string_view> noun;  // what people call one: "access control list"
   Required<const Scope*> below;
   Required<const Scope*> opens;         // null: nothing
   Required<std::size_t> key_arguments;  // the first ones of its pattern, which belong to its key
@@ -132,8 +133,8 @@ class EntryKind {
   virtual void read(SwitchReader& reader, const EntryKey& above) const = 0;
   // Sends the request of a step; false when it cannot be sent now.
   [[nodiscard]] virtual bool send(EntrySender& sender, const Step& step) const = 0;
-  // The request in a few words: "create acl 10 rule 1".
-  [[nodiscard]] virtual std::string describe(const Step& step) const = 0;
+  // The request in a few words: "create acl 10 rule 1", unless it is called otherwise.
+  [[nodiscard]] virtual std::string describe(const Step& step) const;
 
  private:
   friend std::size_t place_of(const EntryKind& kind);
@@ -169,6 +170,8 @@ class EntryKind {
 // "acl 10 rule 1", "interface eth-0/3/1 cos-value"; of an element of an ORDERED one
 // with it: "vlan 20 filter acl 10 rule 1".
 [[nodiscard]] std::string name_of(const EntryKind& kind, const EntryKey& key);
+// That of what it stands below, which there must be.
+[[nodiscard]] std::string head_name(const EntryKind& kind, const EntryKey& key);
 
 // A request of a change, with the entry that it makes, sets or takes away.
 enum class Verb : std::uint8_t { ADD, REMOVE, SET, DESCRIBE };

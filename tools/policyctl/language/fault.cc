@@ -73,13 +73,14 @@ void print_place(std::ostream& out, std::string_view line, const Fault& fault) {
 
 }  // namespace
 
-void print_faults(std::ostream& out, const SourceText& source, const std::vector<Fault>& faults) {
+void print_faults(std::ostream& out, const SourceText& source, const std::vector<Fault>& faults,
+                  Where where) {
   Lines lines(source.text);
   for (const Fault& fault : faults) {
     out << harmless(source.name) << ':';
     if (fault.line > 0) out << fault.line << ':' << fault.column << ':';
     out << ' ' << harmless(fault.message) << '\n';
     if (fault.line > 0) print_place(out, lines.line(fault.line), fault);
-    if (!fault.advice.empty()) out << "  " << harmless(fault.advice) << '\n';
+    if (!fault.advice.empty()) out << "  " << harmless(worded(fault.advice, where)) << '\n';
   }
 }

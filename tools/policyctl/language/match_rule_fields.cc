@@ -5,6 +5,7 @@
 
 #include "common/match_values.h"
 #include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/failure.h"
 #include "tools/policyctl/language/statement_faults.h"
 #include "tools/policyctl/language/statement_match.h"
 
@@ -15,13 +16,16 @@ std::string writing_of(const MatchField& field) {
          std::string(field.example);
 }
 
+std::string where_fields_are_listed() {
+  return "The fields are listed by " + own_command("help fields") + ".";
+}
+
 Fault no_field(const Word& word) {
   NearestName nearest(word.text);
   nearest.consider("description");
   for (const MatchField& each : match_fields()) nearest.consider(each.name);
   return fault_at(word, quoted_for_fault(word.text) + " is no field of a rule.",
-                  nearest.name().empty() ? "The fields are listed by 'policyctl help fields'."
-                                         : is_meant(nearest.name()));
+                  nearest.name().empty() ? where_fields_are_listed() : is_meant(nearest.name()));
 }
 
 }  // namespace
@@ -40,7 +44,7 @@ std::optional<Fault> read_field_name(const Word& word, NamedField& field) {
   return fault_at(word,
                   quoted_for_fault(word.text) + " is no field number 0.." +
                       std::to_string(LAST_MATCH_FIELD) + ".",
-                  "The fields are listed by 'policyctl help fields'.");
+                  where_fields_are_listed());
 }
 
 std::optional<Fault> RuleFieldsMatch::take(std::span<const Word> words, std::size_t& at,

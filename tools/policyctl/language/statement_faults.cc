@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/language/statement_match.h"
 
@@ -15,15 +16,6 @@ constexpr std::size_t LONGEST_QUOTE = 60;
 
 std::string form_of(const Statement& statement) {
   return "The form is: " + std::string(statement.pattern);
-}
-
-std::string joined(const std::vector<std::string_view>& words) {
-  std::string text;
-  for (const std::string_view word : words) {
-    if (!text.empty()) text += ", ";
-    text += word;
-  }
-  return text;
 }
 
 // Of a word that begins statements elsewhere.

@@ -4,6 +4,7 @@
 
 #include "common/match_fields.h"
 #include "common/match_values.h"
+#include "tools/policyctl/language/entry_arguments.h"
 #include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
@@ -20,33 +21,7 @@ void append_number(std::string& line, std::uint32_t number) {
   line.append(digits, end);
 }
 
-// The arguments of a statement one after the other, from its key and its value.
-class Arguments {
- public:
-  Arguments(const EntryKind& kind, const EntryKey& key, const EntryValue& value)
-      : _key(key),
-        _value(value),
-        _of_key(*kind.facts().key_arguments),
-        _key_number(numbers_above(kind)),
-        _value_number(kind.facts().forms.value.size() > 1 ? 1 : 0) {}
-
-  std::uint32_t number() {
-    return takes_key() ? _key.numbers[_key_number++] : _value.number(_value_number++);
-  }
-  std::string_view text() { return takes_key() ? _key.name.view() : _value.text(); }
-  [[nodiscard]] std::string_view value_text() const { return _value.text(); }
-
- private:
-  bool takes_key() { return _of_key > 0 && _of_key-- > 0; }
-
-  const EntryKey& _key;
-  const EntryValue& _value;
-  std::size_t _of_key;
-  std::size_t _key_number;
-  std::size_t _value_number;
-};
-
-void append_argument(std::string& line, const PatternElement& element, Arguments& arguments) {
+void append_argument(std::string& line, const PatternElement& element, EntryArguments& arguments) {
   switch (element.argument->syntax) {
     case ArgumentSyntax::NUMBER:
       append_number(line, arguments.number());
@@ -64,7 +39,7 @@ void append_argument(std::string& line, const PatternElement& element, Arguments
 
 void append_statement(std::string& line, const Statement& statement, const EntryKey& key,
                       const EntryValue& value) {
-  Arguments arguments(*statement.kind, key, value);
+  EntryArguments arguments(*statement.kind, key, value);
   const std::size_t begin = line.size();
   for (const PatternElement& element : statement.elements) {
     if (element.optional && value.text().empty()) return;

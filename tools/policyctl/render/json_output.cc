@@ -8,6 +8,7 @@
 #include "common/match_values.h"
 #include "framework/base/hex.h"
 #include "tools/policyctl/change/change_switch.h"
+#include "tools/policyctl/language/entry_arguments.h"
 #include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
@@ -55,14 +56,6 @@ const char* sign_word(ChangeSign sign) {
 
 }  // namespace
 
-Json queues_json(const std::map<std::uint32_t, std::uint32_t>& queues) {
-  Json list = Json::array();
-  for (const auto& [priority, queue] : queues) {
-    list.push_back({{"priority", priority}, {"queue", queue}});
-  }
-  return list;
-}
-
 void print_json(std::ostream& out, const Json& json) {
   out << json.dump(JSON_INDENTATION) << '\n' << std::flush;
 }
@@ -76,14 +69,14 @@ Json text_json(std::string_view text) {
   return {{"base16", base16(text)}};
 }
 
-Json faults_json(const std::string& file, const std::vector<Fault>& faults) {
+Json faults_json(const std::string& file, const std::vector<Fault>& faults, Where where) {
   Json list = Json::array();
   for (const Fault& fault : faults) {
     list.push_back({{"line", fault.line},
                     {"column", fault.column},
                     {"length", fault.length},
                     {"message", text_json(fault.message)},
-                    {"advice", text_json(fault.advice)}});
+                    {"advice", text_json(worded(fault.advice, where))}});
   }
   return {{"file", text_json(file)}, {"faults", std::move(list)}};
 }
@@ -106,6 +99,19 @@ Json change_json(const Change& change, const Plan& plan) {
           {"after", text_json(text.after)}};
 }
 
+namespace {
+
+Json entries_json(const Entries& entries) {
+  Json list = Json::array();
+  for (const EntryKind* kind : entry_kinds()) {
+    for (const auto& [key, value] : entries.of(*kind))
+      list.push_back(entry_json(*kind, key, value));
+  }
+  return list;
+}
+
+}  // namespace
+
 Json report_json(const std::string& what, const ChangeReport& report, const std::string& advice) {
   return {{"command", text_json(what)},
           {"status", static_cast<int>(report.status)},
@@ -114,7 +120,7 @@ Json report_json(const std::string& what, const ChangeReport& report, const std:
           {"problem", text_json(report.problem)},
           {"outcome", text_json(report.outcome)},
           {"advice", text_json(advice)},
-          {"mapping_differs", queues_json(report.mapping_differs)}};
+          {"mapping_differs", entries_json(report.mapping_differs)}};
 }
 
 Json entry_json(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
@@ -122,9 +128,7 @@ Json entry_json(const EntryKind& kind, const EntryKey& key, const EntryValue& va
   const JsonForm& form = facts.json;
   const bool has_forms = facts.forms.value.size() > 1;
   Json json = Json::object();
-  std::size_t of_key = *facts.key_arguments;
-  std::size_t key_number = numbers_above(kind);
-  std::size_t value_number = 0;
+  EntryArguments arguments(kind, key, value);
   std::size_t member = 0;
   const auto add = [&](Json one) {
     const std::string name(form.arguments[member]);
@@ -141,27 +145,22 @@ Json entry_json(const EntryKind& kind, const EntryKey& key, const EntryValue& va
     }
   };
   const Statement& statement = statements_of(kind)[has_forms ? value.number(0) : 0];
-  if (has_forms) ++value_number;
   std::string_view form_word;
   for (const PatternElement& element : statement.elements) {
     if (element.kind == PatternElement::Kind::LITERAL) form_word = element.word;
     if (element.kind == PatternElement::Kind::FIELDS) add(fields_json(value.fields()));
     if (element.kind != PatternElement::Kind::ARGUMENT) continue;
     // The word that tells forms apart stands before what is said.
-    if (has_forms && of_key == 0 && member == *facts.key_arguments) add(form_word);
-    const bool is_key = of_key > 0;
-    if (is_key) --of_key;
-    if (element.argument->syntax == ArgumentSyntax::TEXT) {
-      add(text_json(is_key ? key.name.view() : value.text()));
-      continue;
-    }
-    const std::uint32_t number = is_key ? key.numbers[key_number++] : value.number(value_number++);
-    if (element.argument->name == "SWITCH") {
-      add(number != 0);
-    } else if (element.argument->syntax == ArgumentSyntax::CHOICE) {
-      add(choice(*element.argument, number));
+    if (has_forms && !arguments.is_key() && member == *facts.key_arguments) add(form_word);
+    const Argument& argument = *element.argument;
+    if (argument.syntax == ArgumentSyntax::TEXT) {
+      add(text_json(arguments.text()));
+    } else if (argument.choices == "off|on") {
+      add(arguments.number() != 0);  // as JSON says it
+    } else if (argument.syntax == ArgumentSyntax::CHOICE) {
+      add(choice(argument, arguments.number()));
     } else {
-      add(number);
+      add(arguments.number());
     }
   }
   const bool is_single = !form.is_list && json.size() == 1;

@@ -28,9 +28,9 @@ void print_json_line(std::ostream& out, const Json& json);
 // {"base16": "00ff"}.
 [[nodiscard]] Json text_json(std::string_view text);
 
-[[nodiscard]] Json queues_json(const std::map<std::uint32_t, std::uint32_t>& queues);
 [[nodiscard]] Json counts_json(const PlanCounts& counts);
-[[nodiscard]] Json faults_json(const std::string& file, const std::vector<Fault>& faults);
+[[nodiscard]] Json faults_json(const std::string& file, const std::vector<Fault>& faults,
+                               Where where);
 [[nodiscard]] Json failure_json(const Failure& failure, Where where);
 [[nodiscard]] Json change_json(const Change& change, const Plan& plan);
 [[nodiscard]] Json report_json(const std::string& what, const ChangeReport& report,

@@ -4,12 +4,23 @@
 #include <utility>
 
 #include "common/match_fields.h"
-#include "tools/policyctl/entries/record.h"
-#include "tools/policyctl/entries/time_range.h"
 #include "tools/policyctl/language/words.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
+
+// The kind whose entries a field names; null: none.
+const EntryKind* kind_named_by(const MatchField& field) {
+  for (const EntryKind* kind : entry_kinds()) {
+    const auto& pattern = statements_of(*kind).front().elements;
+    const bool is_port = *kind->facts().presence == Presence::OUTSIDE &&
+                         pattern[1].argument->syntax == ArgumentSyntax::TEXT;
+    if (field.syntax == MatchSyntax::INTERFACES ? is_port : field.name == pattern[0].word) {
+      return kind;
+    }
+  }
+  return nullptr;
+}
 
 class Offering {
  public:
@@ -36,10 +47,8 @@ class Offering {
   }
   void offer_value(const MatchField& field) {
     if (field.syntax == MatchSyntax::WORD) return offer_all(field.words);
-    if (field.syntax == MatchSyntax::INTERFACES) return offer_entries(INTERFACE, 0);
-    if (field.name == "time-range" && !_live.of(TIME_RANGE).empty()) {
-      return offer_entries(TIME_RANGE, 0);
-    }
+    const EntryKind* const kind = kind_named_by(field);
+    if (kind != nullptr && !_live.of(*kind).empty()) return offer_entries(*kind, 0);
     if (!field.example.starts_with(_partial)) return;
     _take({as_word(field.example), "for example; " + match_value_syntax(field), true});
   }

@@ -52,9 +52,9 @@ ExitStatus print_report(const Output& output, const std::string& what, const Cha
 ExitStatus report_faults(const Output& output, const SourceText& source,
                          const std::vector<Fault>& faults) {
   if (output.json) {
-    print_json(output.out, faults_json(source.name, faults));
+    print_json(output.out, faults_json(source.name, faults, output.where));
   } else {
-    print_faults(output.err, source, faults);
+    print_faults(output.err, source, faults, output.where);
     output.err << harmless(source.name) << ": " << counted(faults.size(), "fault") << ".\n";
   }
   return ExitStatus::BAD_FILE;

@@ -1,18 +1,14 @@
 #include "tools/policyctl/render/tables_of_switch.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <set>
 #include <utility>
 
-#include "tools/policyctl/entries/acl.h"
-#include "tools/policyctl/entries/binding.h"
-#include "tools/policyctl/entries/queue_map.h"
-#include "tools/policyctl/entries/record.h"
-#include "tools/policyctl/entries/remark.h"
-#include "tools/policyctl/entries/setting.h"
-#include "tools/policyctl/entries/time_range.h"
 #include "tools/policyctl/language/elements.h"
+#include "tools/policyctl/language/entry_arguments.h"
+#include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/counted.h"
 #include "tools/policyctl/render/rule_table.h"
@@ -23,231 +19,288 @@ namespace {
 
 using Align = TableColumn::Align;
 
-class TablesMaker {
- public:
-  TablesMaker(const Entries& entries, const TableStyle& style) : _entries(entries), _style(style) {
-    std::set<std::pair<EntryKey, RuleKey>> held;
-    for (const auto& [key, value] : entries.of(FILTER)) {
-      for (const Element& each : elements_of(&value)) held.insert({key, {each.first, each.second}});
-    }
-    for (const auto& [key, value] : entries.of(REMARK)) {
-      held.insert({key_above(REMARK, key), bound_rule(key)});
-    }
-    for (const auto& [record, rule] : held) ++_bindings[rule];
-  }
-
-  [[nodiscard]] std::string take() { return std::move(_text); }
-
-  void class_of_service();
-  void time_ranges();
-  void acls();
-  void rules();  // of each list
-  void interfaces();
-  void vlans();
-
- private:
-  void heading(const std::string& text) {
-    if (!_text.empty()) _text += '\n';
-    _text += text + '\n';
-  }
-  void write(const Table& table) { table.write(_text, _style.width, _style.in_colour); }
-  [[nodiscard]] std::size_t bindings_of(std::uint32_t acl) const;
-  [[nodiscard]] NumberedRules rules_of(std::uint32_t acl) const;
-  void records(const EntryKind& kind, const std::string& title, const std::string& thing);
-  void add_record(Table& table, const EntryKey& key) const;
-
-  const Entries& _entries;
-  TableStyle _style;
-  std::map<RuleKey, std::size_t> _bindings;
-  std::string _text;
-};
-
-void add_queues(Table& table, const std::string& what, const Queues& queues,
-                const std::vector<std::uint32_t>& priorities) {
-  table.add(what);
-  for (const std::uint32_t priority : priorities) {
-    const auto at = queues.find(priority);
-    if (at == queues.end()) {
-      table.add("");
-    } else {
-      table.add(at->second);
-    }
-  }
+const std::vector<PatternElement>& pattern_of(const EntryKind& kind) {
+  return statements_of(kind).front().elements;
 }
 
-void TablesMaker::class_of_service() {
-  for (const EntryKind* kind : {&COS_FLAG, &COS_SCHEDULE_MODE, &COS_SCHEDULE_ALGORITHM}) {
-    const EntryValue* const value = _entries.find(*kind, {});
-    if (value == nullptr) continue;
-    if (kind == &COS_FLAG) {
-      heading(statement_text(*kind, {}, *value));
-    } else {
-      _text += statement_text(*kind, {}, *value) + '\n';
-    }
-  }
-  const Queues kept = queues_of(_entries.of(COS_PRIORITY));
-  const Queues programmed = queues_of(_entries.of(COS_MAPPING));
-  std::set<std::uint32_t> all;
-  for (const Queues* queues : {&kept, &programmed}) {
-    for (const auto& [priority, queue] : *queues) all.insert(priority);
-  }
-  const std::vector<std::uint32_t> priorities(all.begin(), all.end());
-  std::vector<TableColumn> columns{{"PRIORITY"}};
-  for (const std::uint32_t priority : priorities) {
-    columns.push_back({std::to_string(priority), Align::RIGHT});
-  }
-  Table table(std::move(columns));
-  add_queues(table, "queue (cos priority)", kept, priorities);
-  add_queues(table, "queue (cos mapping)", programmed, priorities);
-  write(table);
+std::string keyword(const EntryKind& kind) {
+  return std::string(pattern_of(kind)[0].word);
 }
 
-void TablesMaker::time_ranges() {
-  const EntryMap& all = _entries.of(TIME_RANGE);
-  if (all.empty()) return heading("No time ranges.");
-  Table table({{"TIME-RANGE"},
-               {"NUMBER", Align::RIGHT},
-               {"NUMBER", Align::RIGHT},
-               {"SWITCH"},
-               {"NUMBER", Align::RIGHT},
-               {"NUMBER", Align::RIGHT}});
-  for (const auto& [key, value] : all) {
-    const TimeRange range = time_range_of(value);
-    table.add(key.name.view());
-    table.add(range.number1);
-    table.add(range.number2);
-    table.add(range.flag ? "on" : "off");
-    table.add(range.number3);
-    table.add(range.number4);
-  }
-  heading(counted(all.size(), "time range") + ":");
-  write(table);
+std::string title(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
 }
 
-std::size_t TablesMaker::bindings_of(std::uint32_t acl) const {
-  std::size_t count = 0;
-  for (auto at = _bindings.lower_bound({acl, 0}); at != _bindings.end() && at->first.acl == acl;
-       ++at) {
-    if (_entries.has(RULE, key_of(at->first))) count += at->second;
-  }
-  return count;
-}
-
-NumberedRules TablesMaker::rules_of(std::uint32_t acl) const {
-  NumberedRules rules;
-  for_each_below(key_of(acl), _entries.of(RULE), [&](const EntryKey& key, const EntryValue& value) {
-    rules.emplace_back(key.numbers[1], value);
+bool has_fields(const EntryKind& kind) {
+  const auto& pattern = pattern_of(kind);
+  return std::any_of(pattern.begin(), pattern.end(), [](const PatternElement& element) {
+    return element.kind == PatternElement::Kind::FIELDS;
   });
-  return rules;
 }
 
-void TablesMaker::acls() {
-  const EntryMap& all = _entries.of(ACL);
-  if (all.empty()) return heading("No access control lists.");
-  Table table({{"ACL", Align::RIGHT},
-               {"TYPE", Align::RIGHT},
-               {"RULES", Align::RIGHT},
-               {"BINDINGS", Align::RIGHT},
-               {"DESCRIPTION", Align::LEFT, true}});
-  for (const auto& [key, value] : all) {
-    std::size_t rules = 0;
-    for_each_below(key, _entries.of(RULE), [&](const EntryKey&, const EntryValue&) { ++rules; });
-    table.add(key.numbers[0]);
-    table.add(value.number(0));
-    table.add(rules);
-    table.add(bindings_of(key.numbers[0]));
-    table.add(value.text(), TextColour::FAINT);
-  }
-  heading(counted(all.size(), "access control list") + ":");
-  write(table);
-}
-
-void TablesMaker::rules() {
-  for (const auto& [key, value] : _entries.of(ACL)) {
-    const std::uint32_t number = key.numbers[0];
-    const NumberedRules rules = rules_of(number);
-    std::string head =
-        statement_text(ACL, key, value.with_text("")) + ", " + counted(rules.size(), "rule");
-    if (!value.text().empty()) head += ": " + shown_text(value.text());
-    heading(cut_text(head, _style.width));
-    if (rules.empty()) continue;
-    const BindingCount bindings = [this, number](std::uint32_t rule) {
-      const auto at = _bindings.find({number, rule});
-      return at == _bindings.end() ? 0 : at->second;
-    };
-    append_rule_table(_text, rules, bindings, _style);
-  }
+// What may be left out of a statement is its description.
+bool has_description(const EntryKind& kind) {
+  const auto& pattern = pattern_of(kind);
+  return std::any_of(pattern.begin(), pattern.end(),
+                     [](const PatternElement& element) { return element.optional; });
 }
 
 std::string without_verb(const std::string& statement) {
   return statement.substr(statement.find(' ') + 1);
 }
 
-// A line for each filter and remark, the name and the value beside the first.
-void TablesMaker::add_record(Table& table, const EntryKey& key) const {
-  std::vector<std::string> filters;
-  for (const RuleKey& rule : filters_at(_entries, key)) {
-    filters.push_back(without_verb(statement_text(FILTER, key_at(key, rule))));
+class TablesMaker {
+ public:
+  TablesMaker(const Entries& entries, const Selection& selection, const TableStyle& style)
+      : _entries(entries), _selection(selection), _style(style) {
+    count_uses();
   }
-  std::vector<std::string> remarks;
-  for_each_below(key, _entries.of(REMARK), [&](const EntryKey& own, const EntryValue& value) {
-    remarks.push_back(without_verb(statement_text(REMARK, own, value)));
-  });
-  const EntryValue* const cos_value = _entries.find(COS_VALUE, key);
-  const std::size_t lines = std::max<std::size_t>({1, filters.size(), remarks.size()});
-  for (std::size_t line = 0; line < lines; ++line) {
-    const bool is_first = line == 0;
-    const std::string name =
-        key.name.empty() ? std::to_string(key.numbers[0]) : std::string(key.name.view());
-    table.add(is_first ? name : "");
-    table.add(is_first && cos_value != nullptr ? std::to_string(cos_value->number(0)) : "");
-    table.add(line < filters.size() ? filters[line] : "");
-    table.add(line < remarks.size() ? remarks[line] : "");
-  }
-}
 
-// Those with something bound, or the only one.
-void TablesMaker::records(const EntryKind& kind, const std::string& title,
-                          const std::string& thing) {
-  Table table({{title}, {"COS-VALUE", Align::RIGHT}, {"FILTERS"}, {"REMARKS"}});
-  const EntryMap& all = _entries.of(kind);
-  std::size_t bare = 0;
-  for (const auto& [key, value] : all) {
-    if (all.size() > 1 && is_bare(kind, key, _entries)) {
-      ++bare;
-    } else {
-      add_record(table, key);
+  // Of what is left of the entries by now.
+  std::string make() {
+    settings();
+    for (const EntryKind* kind : entry_kinds()) {
+      if (*kind->facts().below != &TOP_LEVEL || !_selection.has(*kind)) continue;
+      if (*kind->facts().presence == Presence::MADE) made(*kind);
+      if (*kind->facts().presence == Presence::OUTSIDE) bound(*kind);
+    }
+    return std::move(_text);
+  }
+
+ private:
+  // A record that binds an entry in several ways is one binding.
+  void count_uses() {
+    std::set<std::pair<EntryKey, EntryKey>> held;
+    for (const EntryKind* kind : entry_kinds()) {
+      if (used_kind(*kind) == nullptr) continue;
+      for (const auto& [key, value] : _entries.of(*kind)) {
+        const auto hold = [&, &record = key](const EntryKey& each) {
+          held.insert({key_above(*kind, record), used_key(each)});
+        };
+        if (*kind->facts().change == HowChanged::ORDERED) {
+          for_each_element(key, value, hold);
+        } else {
+          hold(key);
+        }
+      }
+    }
+    for (const auto& [record, used] : held) ++_uses[used];
+  }
+
+  void heading(const std::string& text) {
+    if (!_text.empty()) _text += '\n';
+    _text += text + '\n';
+  }
+  void write(const Table& table) { table.write(_text, _style.width, _style.in_colour); }
+
+  // Those of the switch itself: a line each, and a matrix of those that have one for
+  // each of some numbers.
+  void settings() {
+    std::vector<const EntryKind*> maps;
+    std::string lines;
+    for (const EntryKind* kind : entry_kinds()) {
+      const bool is_one = *kind->facts().below == &TOP_LEVEL && _selection.has(*kind) &&
+                          *kind->facts().presence == Presence::ALWAYS;
+      if (!is_one) continue;
+      if (*kind->facts().key_arguments > 0) {
+        maps.push_back(kind);
+      } else if (const EntryValue* const value = _entries.find(*kind, {}); value != nullptr) {
+        lines += statement_text(*kind, {}, *value) + '\n';
+      }
+    }
+    _text += lines;
+    if (!maps.empty()) matrix(maps);
+  }
+
+  // A column for each number that any of them has: "queue (cos priority)  4  7".
+  void matrix(const std::vector<const EntryKind*>& maps) {
+    std::set<EntryKey> keys;
+    for (const EntryKind* kind : maps) {
+      for (const auto& [key, value] : _entries.of(*kind)) keys.insert(key);
+    }
+    std::vector<TableColumn> columns{{std::string(pattern_of(*maps[0])[2].word)}};
+    for (const EntryKey& key : keys)
+      columns.push_back({std::to_string(key.numbers[0]), Align::RIGHT});
+    Table table(std::move(columns));
+    for (const EntryKind* kind : maps) {
+      const auto& pattern = pattern_of(*kind);
+      table.add(std::string(pattern[3].word) + " (" + keyword(*kind) + " " +
+                std::string(pattern[1].word) + ")");
+      for (const EntryKey& key : keys) {
+        const EntryValue* const value = _entries.find(*kind, key);
+        table.add(value == nullptr ? std::string() : std::to_string(value->number(0)));
+      }
+    }
+    write(table);
+  }
+
+  // What the operator makes: all of it in a table, and what stands below one by one.
+  void made(const EntryKind& kind) {
+    const EntryKind* listed = nullptr;  // a kind whose entries have a table of their own
+    for (const EntryKind* child : entry_kinds()) {
+      if (stands_below(*child, kind) && has_fields(*child)) listed = child;
+    }
+    const std::string_view selected = _selection.kind();
+    const bool is_single = selected == keyword(kind);
+    if (!is_single || listed == nullptr) all_of(kind);
+    if (listed != nullptr && (is_single || selected.empty())) each_of(kind, *listed);
+  }
+
+  void all_of(const EntryKind& kind) {
+    const EntryMap& all = _entries.of(kind);
+    const std::string noun(*kind.facts().noun);
+    if (all.empty()) return heading("No " + noun + "s.");
+    std::vector<const EntryKind*> children;
+    for (const EntryKind* child : entry_kinds()) {
+      if (stands_below(*child, kind)) children.push_back(child);
+    }
+    Table table(columns_of(kind, children));
+    for (const auto& [key, value] : all) {
+      add_arguments(table, kind, key, value);
+      for (const EntryKind* child : children) {
+        std::size_t count = 0;
+        for_each_below(key, _entries.of(*child), [&](const auto&, const auto&) { ++count; });
+        table.add(count);
+      }
+      if (!children.empty()) table.add(uses_below(key, children));
+      if (has_description(kind)) table.add(value.text(), TextColour::FAINT);
+    }
+    heading(counted(all.size(), noun) + ":");
+    write(table);
+  }
+
+  static std::vector<TableColumn> columns_of(const EntryKind& kind,
+                                             const std::vector<const EntryKind*>& children) {
+    std::vector<TableColumn> columns;
+    for (const PatternElement& element : pattern_of(kind)) {
+      if (element.optional) break;
+      if (element.kind != PatternElement::Kind::ARGUMENT) continue;
+      const bool is_number = element.argument->syntax == ArgumentSyntax::NUMBER;
+      columns.push_back({columns.empty() ? title(keyword(kind)) : std::string(element.word),
+                         is_number ? Align::RIGHT : Align::LEFT});
+    }
+    for (const EntryKind* child : children)
+      columns.push_back({title(keyword(*child)) + "S", Align::RIGHT});
+    if (!children.empty()) columns.push_back({"BINDINGS", Align::RIGHT});
+    if (has_description(kind)) columns.push_back({"DESCRIPTION", Align::LEFT, true});
+    return columns;
+  }
+
+  // A cell for each argument but the description.
+  static void add_arguments(Table& table, const EntryKind& kind, const EntryKey& key,
+                            const EntryValue& value) {
+    EntryArguments arguments(kind, key, value);
+    for (const PatternElement& element : pattern_of(kind)) {
+      if (element.optional) break;
+      if (element.kind != PatternElement::Kind::ARGUMENT) continue;
+      const Argument& argument = *element.argument;
+      if (argument.syntax == ArgumentSyntax::TEXT) {
+        table.add(arguments.text());
+      } else if (argument.syntax == ArgumentSyntax::CHOICE) {
+        table.add(choice(argument, arguments.number()));
+      } else {
+        table.add(arguments.number());
+      }
     }
   }
-  const std::size_t shown = all.size() - bare;
-  if (shown == 0) return heading("Nothing is bound to the " + counted(bare, thing) + ".");
-  heading(counted(shown, thing) +
-          (bare > 0 ? ", " + std::to_string(bare) + " more with nothing bound:" : ":"));
-  write(table);
-}
 
-void TablesMaker::interfaces() {
-  records(INTERFACE, "INTERFACE", "interface");
-}
+  [[nodiscard]] std::size_t uses_below(const EntryKey& above,
+                                       const std::vector<const EntryKind*>& children) const {
+    std::size_t count = 0;
+    for (const EntryKind* child : children) {
+      for_each_below(above, _entries.of(*child), [&](const EntryKey& key, const EntryValue&) {
+        const auto at = _uses.find(key);
+        if (at != _uses.end()) count += at->second;
+      });
+    }
+    return count;
+  }
 
-void TablesMaker::vlans() {
-  records(VLAN, "VLAN", "VLAN");
-}
+  void each_of(const EntryKind& kind, const EntryKind& child) {
+    for (const auto& [key, value] : _entries.of(kind)) {
+      NumberedRules rules;
+      for_each_below(key, _entries.of(child), [&](const EntryKey& own, const EntryValue& rule) {
+        rules.emplace_back(own.numbers[1], rule);
+      });
+      std::string head = statement_text(kind, key, value.with_text("")) + ", " +
+                         counted(rules.size(), keyword(child));
+      if (!value.text().empty()) head += ": " + shown_text(value.text());
+      heading(cut_text(head, _style.width));
+      if (rules.empty()) continue;
+      const BindingCount bindings = [this, &above = key](std::uint32_t rule) {
+        const auto at = _uses.find({above.name, {above.numbers[0], rule, 0}});
+        return at == _uses.end() ? 0 : at->second;
+      };
+      append_rule_table(_text, rules, bindings, _style);
+    }
+  }
+
+  // What somebody else makes: those with something bound, or the only one.
+  void bound(const EntryKind& kind) {
+    std::vector<TableColumn> columns{{title(keyword(kind))}};
+    std::vector<const EntryKind*> children;
+    for (const EntryKind* child : entry_kinds()) {
+      if (!stands_below(*child, kind)) continue;
+      children.push_back(child);
+      const bool is_setting = *child->facts().presence == Presence::ALWAYS;
+      columns.push_back({title(keyword(*child)) + (is_setting ? "" : "S"),
+                         is_setting ? Align::RIGHT : Align::LEFT});
+    }
+    Table table(std::move(columns));
+    const EntryMap& all = _entries.of(kind);
+    std::size_t bare = 0;
+    for (const auto& [key, value] : all) {
+      if (all.size() > 1 && is_bare(kind, key, _entries)) {
+        ++bare;
+      } else {
+        add_record(table, children, key);
+      }
+    }
+    const std::string noun(*kind.facts().noun);
+    const std::size_t shown = all.size() - bare;
+    if (shown == 0) return heading("Nothing is bound to the " + counted(bare, noun) + ".");
+    heading(counted(shown, noun) +
+            (bare > 0 ? ", " + std::to_string(bare) + " more with nothing bound:" : ":"));
+    write(table);
+  }
+
+  // A line for each thing that is bound, the name and settings beside the first.
+  void add_record(Table& table, const std::vector<const EntryKind*>& children,
+                  const EntryKey& key) {
+    std::vector<std::vector<std::string>> cells;
+    std::size_t lines = 1;
+    for (const EntryKind* child : children) {
+      std::vector<std::string>& own = cells.emplace_back();
+      const auto add = [&](const EntryKey& each, const EntryValue& value) {
+        own.push_back(without_verb(statement_text(*child, each, value)));
+      };
+      for_each_below(key, _entries.of(*child), [&](const EntryKey& each, const EntryValue& value) {
+        if (*child->facts().change != HowChanged::ORDERED) return add(each, value);
+        for_each_element(each, value, [&](const EntryKey& element) { add(element, {}); });
+      });
+      lines = std::max(lines, own.size());
+    }
+    for (std::size_t line = 0; line < lines; ++line) {
+      const std::string name =
+          key.name.empty() ? std::to_string(key.numbers[0]) : std::string(key.name.view());
+      table.add(line == 0 ? name : "");
+      for (const std::vector<std::string>& own : cells)
+        table.add(line < own.size() ? own[line] : "");
+    }
+  }
+
+  const Entries& _entries;
+  const Selection& _selection;
+  TableStyle _style;
+  std::map<EntryKey, std::size_t> _uses;  // by what is used: how many records use it
+  std::string _text;
+};
 
 }  // namespace
 
 std::string tables_of_switch(Entries entries, const Selection& selection, const TableStyle& style) {
-  TablesMaker tables(entries, style);
+  TablesMaker tables(entries, selection, style);
   selection.narrow(entries);
-  const std::string_view kind = selection.kind();
-  const auto is_any_of = [kind](std::string_view one, std::string_view many) {
-    return kind.empty() || kind == one || kind == many;
-  };
-  if (is_any_of("cos", "cos")) tables.class_of_service();
-  if (is_any_of("time-range", "time-ranges")) tables.time_ranges();
-  if (kind.empty() || kind == "acls") tables.acls();
-  if (kind.empty() || kind == "acl") tables.rules();
-  if (is_any_of("interface", "interfaces")) tables.interfaces();
-  if (is_any_of("vlan", "vlans")) tables.vlans();
-  return tables.take();
+  return tables.make();
 }

@@ -6,14 +6,13 @@
 
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/change/checkpoints.h"
-#include "tools/policyctl/change/complete.h"
 #include "tools/policyctl/change/difference.h"
 #include "tools/policyctl/change/faults_at_switch.h"
 #include "tools/policyctl/change/read_switch.h"
 #include "tools/policyctl/commands/apply_commands.h"
 #include "tools/policyctl/commands/checkpoint_commands.h"
 #include "tools/policyctl/entries/selection.h"
-#include "tools/policyctl/language/read_configuration.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/language/statement_faults.h"
 #include "tools/policyctl/language/words.h"
@@ -43,11 +42,10 @@ constexpr const char* START_OVER =
     "Carry your edits over with 'update': what somebody else changed too stays as they made it.";
 
 Failure conflict_failure(const std::vector<std::string>& conflicts) {
-  std::string names;
-  for (const std::string& name : conflicts) names += (names.empty() ? "" : ", ") + name;
-  return Failure(ExitStatus::REFUSED,
-                 "somebody else changed this since the candidate was started: " + names + ".",
-                 START_OVER, Fate::UNCHANGED);
+  return Failure(
+      ExitStatus::REFUSED,
+      "somebody else changed this since the candidate was started: " + joined(conflicts) + ".",
+      START_OVER, Fate::UNCHANGED);
 }
 
 std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
@@ -58,9 +56,7 @@ std::string help_on_forms(const std::vector<const CommandForm*>& forms) {
 }
 
 [[noreturn]] void refuse_topic(const std::vector<std::string>& topic) {
-  std::string given;
-  for (const std::string& word : topic) given += (given.empty() ? "" : " ") + word;
-  throw Failure(ExitStatus::USAGE, "there is no help on '" + given + "'.",
+  throw Failure(ExitStatus::USAGE, "there is no help on '" + joined(topic, " ") + "'.",
                 "See 'help', 'help statements' and 'help fields'.");
 }
 
@@ -122,12 +118,13 @@ ExitStatus Shell::enter(std::string_view line) {
   const Word& first = words.all()[0];
   const Scope* const context = _candidate.context();
   const bool is_command = shell_forms().begin_with(first.text, context) && !first.quoted;
-  std::size_t form = 0;
-  const std::optional<Fault> misfit = shell_forms().match(context, words.all(), form);
-  if (is_command && !misfit) return run_command(form, words.all());
-  // What opens a list begins as the statement that makes one.
-  const bool may_be_statement = !candidates(context, words.all(), 1).empty();
-  if (is_command && !may_be_statement) return report({*misfit}, line);
+  if (is_command) {
+    std::size_t form = 0;
+    const std::optional<Fault> misfit = shell_forms().match(context, words.all(), form);
+    if (!misfit) return run_command(form, words.all());
+    // What opens a list begins as the statement that makes one.
+    if (candidates(context, words.all(), 1).empty()) return report({*misfit}, line);
+  }
   std::optional<Fault> unknown = unknown_beginning(first, context);
   if (unknown) return report({*unknown}, line);
   return report(_candidate.enter(line), line);
@@ -145,7 +142,7 @@ ExitStatus Shell::report(const std::vector<Fault>& faults, std::string_view line
   for (Fault& fault : placed) fault.line = _line_number;
   _context.out << std::flush;
   print_faults(_context.err, {"line", std::string(_line_number - 1, '\n') + std::string(line)},
-               placed);
+               placed, _context.where);
   return ExitStatus::BAD_FILE;
 }
 
@@ -202,9 +199,8 @@ ExitStatus Shell::update() {
   if (had_edits) _candidate.become(std::move(carried.target));
   _context.out << "The candidate is what the switch is, with your edits.\n";
   if (carried.clashes.empty()) return ExitStatus::DONE;
-  std::string names;
-  for (const std::string& name : carried.clashes) names += (names.empty() ? "" : ", ") + name;
-  _context.out << "Left as somebody else made it: " << harmless_line(names) << ".\n";
+  _context.out << "Left as somebody else made it: " << harmless_line(joined(carried.clashes))
+               << ".\n";
   return ExitStatus::DONE;
 }
 
@@ -232,24 +228,16 @@ ExitStatus Shell::roll_back(std::uint32_t checkpoint) {
     _context.out << "The candidate is what the switch is.\n";
     return ExitStatus::DONE;
   }
-  const std::string text = read_checkpoint(StateDirectory(_context.place), checkpoint);
-  ReadConfiguration read = read_configuration(text);
-  const SourceText source{"checkpoint:" + std::to_string(checkpoint), text};
-  if (!read.faults.empty()) {
-    return report_faults(_context, source, read.faults);
-  }
+  const std::string number = std::to_string(checkpoint);
+  const SourceText source{"checkpoint:" + number,
+                          read_checkpoint(StateDirectory(_context.place), checkpoint)};
+  ReadConfiguration read = read_configuration(source.text);
+  if (!read.faults.empty()) return report_faults(_context, source, read.faults);
   start_over();
   const std::string left_out = leave_gone_out(read, _candidate.base());
-  SwitchConfiguration target =
-      complete(std::move(read.configuration), _candidate.base(), Unnamed::REMOVED);
-  const std::vector<Fault> faults = faults_at_switch(read.places, _candidate.base(), target);
-  if (!faults.empty()) {
-    return report_faults(_context, source, faults);
-  }
-  _candidate.become(std::move(target));
-  _context.out << "The candidate is what the switch was at checkpoint " << checkpoint << ".\n";
-  if (!left_out.empty()) _context.out << harmless_line(left_out) << '\n';
-  return ExitStatus::DONE;
+  return become(source, std::move(read), Unnamed::REMOVED,
+                "The candidate is what the switch was at checkpoint " + number + ".\n" +
+                    harmless_line(left_out) + (left_out.empty() ? "" : "\n"));
 }
 
 ExitStatus Shell::show(const std::vector<std::string>& what) {
@@ -278,19 +266,22 @@ ExitStatus Shell::save(const std::string& file) {
 
 ExitStatus Shell::load(const std::string& file) {
   const SourceText source = read_source(file);
-  ReadConfiguration read = read_configuration(source.text);
+  return become(source, read_configuration(source.text), Unnamed::KEPT,
+                "Loaded " + harmless_line(file) + ".\n");
+}
+
+ExitStatus Shell::become(const SourceText& source, ReadConfiguration read, Unnamed unnamed,
+                         const std::string& outcome) {
+  const SwitchConfiguration& here = _candidate.configuration();
   std::vector<Fault> faults = std::move(read.faults);
   SwitchConfiguration target;
   if (faults.empty()) {
-    const SwitchConfiguration& here = _candidate.configuration();
-    target = complete(std::move(read.configuration), here, Unnamed::KEPT);
+    target = complete(std::move(read.configuration), here, unnamed);
     faults = faults_at_switch(read.places, here, target);
   }
-  if (!faults.empty()) {
-    return report_faults(_context, source, faults);
-  }
+  if (!faults.empty()) return report_faults(_context, source, faults);
   _candidate.become(std::move(target));
-  _context.out << "Loaded " << harmless_line(file) << ".\n";
+  _context.out << outcome;
   return ExitStatus::DONE;
 }
 

@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/policyctl/change/complete.h"
 #include "tools/policyctl/commands/context.h"
+#include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/shell/candidate.h"
 #include "tools/policyctl/shell/shell_help.h"
 
@@ -57,6 +59,9 @@ class Shell {
   ExitStatus enter(std::string_view line);
   ExitStatus run_command(std::size_t form, std::span<const Word> words);
   ExitStatus report(const std::vector<Fault>& faults, std::string_view line);
+  // The candidate becomes what a text says, unless that has faults, and `outcome` is told.
+  ExitStatus become(const SourceText& source, ReadConfiguration read, Unnamed unnamed,
+                    const std::string& outcome);
 
   Context _context;
   Candidate _candidate;

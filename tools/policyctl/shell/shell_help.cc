@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tools/policyctl/commands/argument_offers.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_candidates.h"
 #include "tools/policyctl/render/file_offers.h"
 #include "tools/policyctl/render/topics.h"
@@ -111,11 +112,7 @@ std::string ShellHelp::keyword_help(std::span<const Word> words, std::string_vie
   const std::string_view help = shell_forms().help_of(_candidate.context(), longer);
   if (is_command && open.empty() && !help.empty()) return std::string(help);
   if (open.size() == 1) return std::string(open.front()->help);
-  std::string next;
-  for (const std::string_view literal : expected(longer).literals) {
-    next += (next.empty() ? "" : ", ") + std::string(literal);
-  }
-  return next;
+  return joined(expected(longer).literals);
 }
 
 std::string ShellHelp::problem_of(std::span<const Word> words) const {
@@ -127,7 +124,8 @@ std::string ShellHelp::problem_of(std::span<const Word> words) const {
     StatementMatch match;
     fault = match.match(_candidate.context(), words);
   }
-  return fault ? "  " + fault->message + " " + fault->advice + "\n" : "  Nothing may follow.\n";
+  if (!fault) return "  Nothing may follow.\n";
+  return "  " + fault->message + " " + worded(fault->advice, Where::SHELL) + "\n";
 }
 
 std::string ShellHelp::explain(std::string_view before) const {

@@ -14,13 +14,11 @@ class MadeUp : public EntryKind {
     return true;
   }
 #endif
-  [[nodiscard]] std::string describe(const Step& step) const override {
-    return std::string(verb_word(step.verb)) + name_of(*this, step.key);
-  }
 };
 
 constinit const MadeUp KIND(EntryFacts{
     .forms = FORMS,
+    .noun = "mirror",
     .below = &TOP_LEVEL,
     .opens = nullptr,
     .key_arguments = std::size_t{1},
