@@ -54,8 +54,8 @@ class CommandLineMaker {
     _line.app->fallthrough();
     for (const CommandOption& option : common_options()) {
       CLI::Option* const made =
-          add_option(*_line.app, option, [this, &option](const std::string& value) {
-            set_common_option(_context, option.name, value);
+          add_option(*_line.app, option, [&context = _context, &option](const std::string& value) {
+            set_common_option(context, option.name, value);
           });
       made->take_last();
     }
