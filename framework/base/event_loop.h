@@ -201,7 +201,7 @@ class EventLoop {
   Network* _network;
   TimePoint _now;
   std::uint64_t _next_order = 0;
-  std::vector<Timer*> _timers;    // binary heap by (when, order), with room for all that live
+  std::vector<Timer*> _timers;  // binary heap by (when, order), with room for all that live
   std::size_t _living_timers = 0;
   std::vector<Watch*> _watches;   // by descriptor, null where none
   Deferred* _deferred = nullptr;  // list in the order they were scheduled
