@@ -38,7 +38,7 @@ endfunction()
 # makes the test fuzz.NAME, which replays tests/fuzz/corpus/NAME.
 function(policyd_fuzz_target name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
-  add_executable(fuzz_${name} ${ARG_SOURCES})
+  add_executable(fuzz_${name} ${ARG_SOURCES} ${CMAKE_SOURCE_DIR}/tests/fuzz/sanitizer_options.cc)
   target_link_libraries(fuzz_${name} PRIVATE ${ARG_LIBRARIES})
   target_compile_definitions(fuzz_${name} PRIVATE XLOG_MODULE_NAME="FUZZ")
   if(POLICYD_FUZZERS)

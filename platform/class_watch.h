@@ -25,8 +25,6 @@ class ClassWatch {
   ClassWatch& operator=(const ClassWatch&) = delete;
   ~ClassWatch() = default;
 
-  [[nodiscard]] const std::string& class_name() const { return _class_name; }
-
   // Stops asking for good and has the finder end the interest, without waiting
   // for its answer; births and deaths that are under way may still be told. A
   // later watch of the same class is a new interest.

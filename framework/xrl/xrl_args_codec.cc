@@ -132,7 +132,8 @@ bool XrlArgsReader::no_name_twice() {
   for (const Found& atom : _atoms) names.push_back(atom.name);
   std::sort(names.begin(), names.end());
   const auto twice = std::adjacent_find(names.begin(), names.end());
-  return twice == names.end() || fail("argument " + quoted(*twice) + " given twice.");
+  if (twice == names.end()) return true;
+  return fail("argument " + quoted(*twice) + " given twice.");
 }
 
 bool XrlArgsReader::finish_slowly() {
@@ -140,7 +141,8 @@ bool XrlArgsReader::finish_slowly() {
   if (_atoms.empty() && !(index_atoms() && no_name_twice())) return false;
   const auto surplus =
       std::find_if(_atoms.begin(), _atoms.end(), [](const Found& atom) { return !atom.taken; });
-  return surplus == _atoms.end() || fail("surplus argument " + quoted(surplus->name) + ".");
+  if (surplus == _atoms.end()) return true;
+  return fail("surplus argument " + quoted(surplus->name) + ".");
 }
 
 bool XrlArgsReader::fail(std::string problem) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <utility>
 
 #include "framework/xrlgen/lexer.h"
@@ -26,7 +27,7 @@ constexpr std::array METHOD_KINDS{
 bool is_number(const Token& token) {
   return token.kind == Token::Kind::WORD &&
          std::all_of(token.text.begin(), token.text.end(),
-                     [](char c) { return c >= '0' && c <= '9'; });
+                     [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
 class Parser {
@@ -65,12 +66,8 @@ class Parser {
  private:
   [[nodiscard]] const Token& current() const { return _tokens[_next]; }
 
-  // The last token, END, is never stepped over.
-  const Token& step() {
-    const Token& token = _tokens[_next];
-    if (token.kind != Token::Kind::END) ++_next;
-    return token;
-  }
+  // Not to be called at the last token, END.
+  const Token& step() { return _tokens[_next++]; }
 
   [[noreturn]] void fail(Location at, const std::string& problem) const {
     throw SourceError(_file, at, problem);

@@ -90,6 +90,56 @@ TEST_F(HostileListener, TakesThoseWhoWaitedWhenTheKernelHasMemoryAgain) {
   expect_service();
 }
 
+TEST_F(HostileListener, TakesOthersWhenTheKernelTellsThatOneWhoWaitedIsGone) {
+  LogCapture log;
+  for (const int error : {ECONNABORTED, EHOSTDOWN, EHOSTUNREACH, ENETDOWN, ENETUNREACH, ENONET,
+                          ENOPROTOOPT, EOPNOTSUPP, EPERM, EPROTO, ETIMEDOUT}) {
+    world.network().set_accept_error(-error);
+    Stranger& waiting = stranger(hello("waiting", cookie));
+    world.network().set_accept_error(0);
+    world.run_for(milliseconds(100));
+    EXPECT_EQ(waiting.heard(), Lines{"hello echo-1"}) << error;
+    waiting.leave();
+  }
+  EXPECT_EQ(log.take_lines(), Lines{});
+}
+
+TEST_F(HostileListener, ClosesTheOldestHandshakeWhenThereIsNoDescriptorForANewOne) {
+  LogCapture log;
+  for (const int error : {EMFILE, ENFILE}) {
+    Stranger& silent = stranger();
+    EXPECT_FALSE(silent.is_refused());
+    world.network().set_accept_error(-error);
+    Stranger& waiting = stranger(hello("waiting", cookie));
+    EXPECT_TRUE(silent.is_refused());
+    EXPECT_TRUE(waiting.heard().empty());
+    world.network().set_accept_error(0);
+    world.run_for(milliseconds(100));
+    EXPECT_EQ(waiting.heard(), Lines{"hello echo-1"});
+    waiting.leave();
+    EXPECT_EQ(log.take_lines().size(), 1U);
+  }
+}
+
+TEST_F(HostileListener, ClosesWhoHasBeenSilentLongestWhereNobodyIsKept) {
+  LogCapture log;
+  XrlListener::Options nobody_kept = options();
+  nobody_kept.keep = nullptr;
+  nobody_kept.max_connections = 1;
+  const NetAddress there = NetAddress::tcp(IPv4::loopback(), 4712);
+  XrlListener open(world.loop(), dispatcher, nobody_kept);
+  ASSERT_EQ(open.listen(there), 0);
+  Stranger first(world.loop(), there);
+  first.say(hello("first", cookie));
+  world.run_for(milliseconds(100));
+  Stranger second(world.loop(), there);
+  second.say(hello("second", cookie));
+  world.run_for(milliseconds(100));
+  EXPECT_TRUE(first.is_refused());
+  EXPECT_EQ(second.heard(), Lines{"hello echo-1"});
+  EXPECT_EQ(log.take_lines().size(), 1U);
+}
+
 TEST_F(HostileListener, ClosesTheOldestHandshakeForANewOneWithOneLine) {
   LogCapture log;
   for (int i = 0; i < 5; ++i) stranger();

@@ -15,6 +15,7 @@
 #include "tests/simulation/sim_world.h"
 #include "tests/support/interfaces/echo_xif.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/raw_reply.h"
 
 namespace {
 
@@ -32,12 +33,14 @@ class HostileTargets : public testing::Test {
     EXPECT_TRUE(world.run_until([this] { return router->ready(); }, seconds(5)));
   }
   // Registers the class, and CLASS-1 as its instance, at the strangers' host.
-  void register_target(const std::string& class_name) {
+  void register_target(const std::string& class_name, std::vector<std::string> where = {},
+                       const std::string& method = "echo/0.1/say") {
     XrlArgs target =
         XrlArgs::parse("instance_name:txt=" + class_name + "-1&class_name:txt=" + class_name +
-                       "&methods:list=:txt=echo/0.1/say");
+                       "&methods:list=:txt=" + method);
     XrlAtomList addresses;
-    addresses.append(host.address().str());
+    if (where.empty()) where = {host.address().str()};
+    for (const std::string& address : where) addresses.append(address);
     target.add(XrlAtom("addresses", addresses));
     XrlAtomList keys;
     keys.append(XrlAtom::unnamed(XrlAtom::Binary(16, 1)));
@@ -105,6 +108,75 @@ TEST_F(HostileTargets, LoseTheirConnectionWhenTheyWereAskedLongestAgoAndThereAre
   EXPECT_TRUE(say("one-more"));
   world.run_for(milliseconds(10));
   EXPECT_TRUE(oldest.is_refused());
+}
+
+TEST_F(HostileTargets, LoseTheirConnectionByWhenTheyWereAskedAndNotByTheirNames) {
+  world.network().set_delay(milliseconds(0), milliseconds(0));
+  for (const char* name : {"z-first", "a-second"}) {
+    register_target(name);
+    meet(name);
+    last_stranger().say(reply(0, 100, args("said:txt=hello")));
+    world.run_for(milliseconds(10));
+  }
+  for (std::size_t i = 2; i < xrl_limits::MAX_PEERS; ++i) ASSERT_TRUE(say("n" + std::to_string(i)));
+  EXPECT_TRUE(say("one-more"));
+  world.run_for(milliseconds(10));
+  EXPECT_TRUE(host.strangers().at(0)->is_refused());
+  EXPECT_FALSE(host.strangers().at(1)->is_refused());
+}
+
+TEST_F(HostileTargets, AreAskedAtTheNextAddressWhenNobodyListensAtTheFirst) {
+  register_target("moved", {"127.0.0.1:9", host.address().str()});
+  meet("moved");
+}
+
+TEST_F(HostileTargets, OfAnotherHostAreNotAskedAtAPathOfThisOne) {
+  register_target("remote", {"unix:@remote"});
+  EXPECT_TRUE(say("remote"));
+  ASSERT_TRUE(world.run_until([this] { return !answers.empty(); }, seconds(5)));
+  EXPECT_EQ(answers[0],
+            "210 SEND_FAILED 'remote' cannot be reached: it told no address that can be used.");
+}
+
+TEST_F(HostileTargets, AreNotReachedWithoutADescriptor) {
+  register_target("echo");
+  world.network().set_descriptor_limit(1);
+  EXPECT_TRUE(say("echo"));
+  ASSERT_TRUE(world.run_until([this] { return !answers.empty(); }, seconds(5)));
+  EXPECT_EQ(answers[0],
+            "210 SEND_FAILED 'echo' cannot be reached: it told no address that can be used.");
+}
+
+TEST_F(HostileTargets, AreNotLookedForWhileTooManyRequestsWaitForTheFinder) {
+  const XrlReply ignored = raw_reply([](const XrlError&) {});
+  for (std::size_t i = 0; i < xrl_limits::MAX_FINDER_REQUESTS; ++i) {
+    static_cast<void>(router->begin_args());
+    ASSERT_TRUE(router->send("finder", "finder/0.2/get_xrl_targets", ignored)) << i;
+  }
+  EXPECT_TRUE(say("echo"));
+  ASSERT_TRUE(world.run_until([this] { return !answers.empty(); }, seconds(5)));
+  EXPECT_EQ(answers[0], "201 RESOLVE_FAILED too many requests wait for the finder.");
+}
+
+TEST_F(HostileTargets, MayCauseTheEndOfTheRouterByNotBeingThere) {
+  first_answer_ends_it = true;
+  EXPECT_TRUE(say("nobody"));
+  EXPECT_TRUE(say("nobody"));
+  world.run_for(seconds(5));
+  EXPECT_EQ(answers.size(), 1U);
+  EXPECT_EQ(router, nullptr);
+}
+
+TEST_F(HostileTargets, MayCauseTheEndOfTheRouterByNotKnowingAMethod) {
+  register_target("deaf", {}, "echo/0.1/sum");
+  first_answer_ends_it = true;
+  EXPECT_TRUE(say("deaf"));
+  EXPECT_TRUE(say("deaf"));
+  ASSERT_TRUE(world.run_until([&] { return host.strangers().size() == 1; }, seconds(5)));
+  last_stranger().say(hello("deaf-1"));
+  world.run_for(seconds(5));
+  EXPECT_EQ(answers, Lines{"202 NO_SUCH_METHOD 'deaf' has no method 'echo/0.1/say'."});
+  EXPECT_EQ(router, nullptr);
 }
 
 TEST_F(HostileTargets, ThatLeaveOneRequestUnansweredAreAskedNoMoreThanTheirSpan) {

@@ -343,13 +343,15 @@ TEST_F(Policyctl, SaysWhichPriorityTheLineCardsDoNotConfirm) {
                                  slot + "&fault:txt=refuse"),
               "100");
   }
-  const Result result =
-      policyctl({"--timeout", "5", "apply", file("a.conf", "cos mapping 3 queue 6\n")});
-  EXPECT_EQ(result.status, 75);
-  EXPECT_NE(result.err.find("The change is made, but the line cards have not confirmed the "
-                            "mapping: priority 3 reads back as queue 3, not 6.\n"),
-            std::string::npos)
-      << result.err;
+  Result result;
+  EXPECT_TRUE(with_growing_patience([&](const std::string& patience_s) {
+    result =
+        policyctl({"--timeout", patience_s, "apply", file("a.conf", "cos mapping 3 queue 6\n")});
+    return result.status == 75 &&
+           result.err.find(
+               "The change is made, but the line cards have not confirmed the "
+               "mapping: priority 3 reads back as queue 3, not 6.\n") != std::string::npos;
+  })) << result.err;
 }
 
 TEST_F(Policyctl, SetsTheQueueOfADscp) {

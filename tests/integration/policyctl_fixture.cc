@@ -1,6 +1,7 @@
 #include "tests/integration/policyctl_fixture.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <utility>
@@ -46,6 +47,11 @@ std::unique_ptr<ChildProcess> PolicyctlFixture::start_policyctl(
   std::vector<std::string> argv{program("policyctl"), "-F", plane.finder_address()};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   return std::make_unique<ChildProcess>(patient(std::move(argv)));
+}
+
+bool PolicyctlFixture::with_growing_patience(
+    const std::function<bool(const std::string&)>& attempt) {
+  return std::ranges::any_of(std::array{"3", "10", "30", PATIENCE_S}, attempt);
 }
 
 std::string PolicyctlFixture::file(const std::string& name, const std::string& text) {

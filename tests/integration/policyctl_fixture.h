@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,6 +26,11 @@ class PolicyctlFixture : public testing::Test {
   Result policyctl(std::vector<std::string> arguments);
   // The same as a process of its own.
   [[nodiscard]] std::unique_ptr<ChildProcess> start_policyctl(std::vector<std::string> arguments);
+
+  // Tries with more and more patience, in seconds, until that answers true. Who waits in
+  // vain is not to wait long, but long enough for all that is to be answered before.
+  [[nodiscard]] static bool with_growing_patience(
+      const std::function<bool(const std::string& patience_s)>& attempt);
 
   // A file of the test's folder with that text; its path.
   std::string file(const std::string& name, const std::string& text);

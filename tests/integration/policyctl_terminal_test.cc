@@ -67,6 +67,10 @@ TEST_F(PolicyctlTerminal, NeedsNoPager) {
   }
 }
 
+TEST_F(PolicyctlTerminal, PrintsNothingAgainThatItsPagerHad) {
+  EXPECT_EQ(at_terminal(3, "show --text", {{"PAGER", "sed -n 1p; false"}}), "cos flag off\n");
+}
+
 TEST_F(PolicyctlTerminal, ShowsTextThatCanBeAppliedWhenAsked) {
   EXPECT_EQ(
       at_terminal(24, "show --text acl 10"),

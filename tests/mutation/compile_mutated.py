@@ -43,8 +43,8 @@ def main(command):
         if inside and (MUTATED / inside).is_file():
             changed[at] = str(MUTATED / inside)
             changed.append("-w")
-            if "-O2" in command:
-                changed += ["-O0", "-g0"]
+            if "-g0" in command:
+                changed.append("-O0")
         if includes_mutated(source):
             changed.insert(1, f"-I{MUTATED}")
             changed.append("-w")

@@ -53,6 +53,9 @@ class Mutant:
         """What it is called as long as its line does not change."""
         return f"{self.file} | {self.code} | {self.change}"
 
+    def overlaps(self, other):
+        return self.file == other.file and self.start < other.end and other.start < self.end
+
 
 class Finder:
     def __init__(self, root, file, arguments):
@@ -278,7 +281,8 @@ class Finder:
         elif kind.value in INTEGERS and not re.fullmatch(r"\d\w*", text):
             self.add(begin, stop, "returned value", f"return {shortened(text)} + 1",
                      "((", ") + (@ ? 1 : 0))")
-        elif kind != TypeKind.VOID and text not in ("0", "{}", "nullptr", "std::nullopt"):
+        elif result is not None and kind != TypeKind.VOID and \
+                text not in ("0", "{}", "nullptr", "std::nullopt"):
             self.add(start, finish, "returned value",
                      f"return {{}} for {shortened(text)}", "{ if (@) return {}; ", " }")
 

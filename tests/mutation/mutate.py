@@ -7,6 +7,7 @@
   tests/mutation/mutate.py --at platform/usp.cc:10    all faults of a line, or of a file
   tests/mutation/mutate.py --always            only those of every draw, which always.txt names
   tests/mutation/mutate.py --again             only those that survived the last time
+  tests/mutation/mutate.py --planted           only those of planted_faults.py
   tests/mutation/mutate.py --quick             without the tests that take longest
   tests/mutation/mutate.py --list              what would be planted
 
@@ -17,8 +18,11 @@ programs first, until one fails. What no test comes by has survived. A run that 
 more than ten times as long as without the fault, and twenty seconds on top, counts as
 killed by time.
 
-The status is 1 when a fault survived that survivors.txt does not explain, or when
-that names a drawn one that was killed.
+The faults of planted_faults.py are planted besides; of each all tests are asked, and
+those that find it are told.
+
+The status is 1 when a fault survived that survivors.txt does not explain, when that
+names a drawn one that was killed, or when no test finds a fault of planted_faults.py.
 """
 
 import argparse
@@ -40,6 +44,7 @@ import threading
 import time
 
 import find_mutants
+import planted_faults
 from mutated_build import MutatedBuild, ROOT
 
 BUILD = ROOT / "build/mutation"
@@ -120,7 +125,9 @@ def read_rows(path):
 
 def draw(found, options):
     """The mutants of this run, numbered from 1."""
-    if options.at:
+    if options.planted:
+        chosen = []
+    elif options.at:
         file, _, line = options.at.partition(":")
         chosen = [m for m in found if m.file == file and line in ("", str(m.line))]
     else:
@@ -132,9 +139,11 @@ def draw(found, options):
                 sys.exit(f"{ALWAYS.name}: no such mutant: {row}")
         named = [m for m in found if m.key() in always and in_room(m, options.room)]
         chosen = sorted(set(chosen) | set(named), key=lambda m: (m.file, m.start, m.change))
-    if len(chosen) >= MOST:
+    by_hand = [] if options.at or options.always else planted_faults.mutants_of(ROOT)
+    chosen = [m for m in chosen if not any(m.overlaps(planted) for planted in by_hand)]
+    if len(chosen) + len(by_hand) >= MOST:
         sys.exit("too many")
-    return dict(enumerate(chosen, 1))
+    return dict(enumerate(chosen + by_hand, 1))
 
 
 def in_room(mutant, room):
@@ -270,11 +279,11 @@ def run(command, environment, seconds, output):
         process.wait()
 
 
-def command_of(program, tests, folder):
+def command_of(program, tests, folder, all_of_them=False):
     path = BUILD / "bin" / program
     if program.startswith("fuzz_"):
         return [path, ROOT / "tests/fuzz/corpus" / program.removeprefix("fuzz_")]
-    words = [path, "--gtest_brief=1", "--gtest_fail_fast"]
+    words = [path, "--gtest_brief=1", *([] if all_of_them else ["--gtest_fail_fast"])]
     if tests:
         flags = pathlib.Path(folder) / "flags"
         flags.write_text("--gtest_filter=" + ":".join(tests) + "\n")
@@ -368,6 +377,39 @@ def judge(number, groups):
     return Verdict("survived" if reaching else "not reached", "", time.monotonic() - began)
 
 
+FAILED = re.compile(r"^\[  FAILED  \] ([^\s,]+/?[^\s,]*)", re.MULTILINE)
+
+
+def found_by(number, groups):
+    """{program: how many of its tests find a fault}."""
+    finders = collections.Counter()
+    for group in groups:
+        tests = group.reaching(number)
+        if not tests:
+            continue
+        with tempfile.TemporaryDirectory() as folder, \
+                open(pathlib.Path(folder) / "output", "w+", encoding="utf-8",
+                     errors="replace") as output:
+            patience = SECONDS_MORE + TIMES_LONGER * group.milliseconds(number) / 1000
+            status = run(command_of(group.program, tests, folder, True),
+                         {"MUTANT": str(number)}, patience, output)
+            output.seek(0)
+            failed = set(FAILED.findall(output.read()))
+            if status != 0:
+                finders[group.program] += max(1, len(failed))
+    return finders
+
+
+def tell_of_planted(planted, groups, workers):
+    """Prints which tests find each; answers those that none finds."""
+    with concurrent.futures.ThreadPoolExecutor(workers) as pool:
+        found = dict(zip(planted, pool.map(lambda n: found_by(n, groups), planted)))
+    for number, mutant in planted.items():
+        tests = ", ".join(f"{count} of {program}" for program, count in found[number].items())
+        print(f"{mutant.change}: {tests or 'found by none'}")
+    return [f"found by none: {described(m)}" for n, m in planted.items() if not found[n]]
+
+
 def judge_all(mutants, groups, workers, quick_only):
     """First by the tests that are quick, then what is left by the others."""
     verdicts = {}
@@ -432,6 +474,7 @@ def parse_options():
     parser.add_argument("--tests", default="", help="only programs whose names have this in them")
     parser.add_argument("--always", action="store_true")
     parser.add_argument("--again", action="store_true")
+    parser.add_argument("--planted", action="store_true")
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--list", action="store_true")
     parser.add_argument("--workers", type=int, default=os.cpu_count())
@@ -453,10 +496,17 @@ def main(options):
         return 0
     wrong = compile_all(build, mutants)
     print(f"{wrong} do not compile; {len(mutants)} are tried", flush=True)
+    planted = {n: m for n, m in mutants.items() if m.kind == "planted"}
+    mutants = {n: m for n, m in mutants.items() if m.kind != "planted"}
     if options.again:
+        planted = {}
         last = json.loads(kept.read_text())
         mutants = {n: m for n, m in mutants.items() if m.key() in last}
     groups = record_all(build, options.workers)
+    problems = tell_of_planted(planted, groups, options.workers)
+    if options.planted:
+        print("\n".join(problems))
+        return 1 if problems else 0
     verdicts = judge_all(mutants, groups, options.workers, options.quick)
     survived = [n for n in mutants if not verdicts[n].is_kill()]
     kept.write_text(json.dumps([mutants[n].key() for n in survived]))
@@ -464,7 +514,7 @@ def main(options):
         f"{described(mutants[n])}\t{verdicts[n].by}\n" for n in mutants if n not in survived))
     explained = {row.rsplit(" | ", 1)[0] for row in read_rows(SURVIVORS)}
     table(mutants, verdicts, explained)
-    problems = [f"not explained: {described(mutants[n])}" for n in survived
+    problems += [f"not explained: {described(mutants[n])}" for n in survived
                 if mutants[n].key() not in explained]
     problems += [f"{SURVIVORS.name}: killed: {described(m)}" for n, m in mutants.items()
                  if n not in survived and m.key() in explained]

@@ -138,9 +138,8 @@ bool FinderClient::send_for(Purpose purpose, std::string_view method,
   const Request& request =
       _requests.add(sequence, {purpose, std::string(method), {args.begin(), args.end()}});
   if (purpose == Purpose::USER) note_interest(request, sequence);
-  if (_ready || (purpose == Purpose::SESSION && _connection && _connection->is_up())) {
-    transmit(sequence, request);
-  }
+  // What belongs to a session is asked for while that stands.
+  if (_ready || purpose == Purpose::SESSION) transmit(sequence, request);
   return true;
 }
 
@@ -176,7 +175,6 @@ bool FinderClient::resolve(std::string_view target, ResolveCB callback) {
 }
 
 void FinderClient::connect() {
-  if (_connection) return;
   if (!_address_is_known) {
     _address_is_known = _loop.network().look_up(_identity.finder_host, _address);
   }
@@ -285,7 +283,6 @@ void FinderClient::ask_interests() {
   for (auto& [class_name, interest] : _interests) {
     interest.renew.cancel();
     if (!_calls.is_pending(interest.asked)) ask_interest(class_name);
-    if (!_ready) return;
   }
 }
 

@@ -98,6 +98,9 @@ TEST(RefPtr, TurnsIntoAPointerToTheBase) {
 TEST(RefPtr, EmptyOnesAreEqualAndFalse) {
   EXPECT_EQ(ref_ptr<Counted>(), ref_ptr<Counted>(nullptr));
   EXPECT_FALSE(static_cast<bool>(ref_ptr<Counted>()));
+  const ref_ptr<Counted> empty;
+  const ref_ptr<Counted> copy(empty);  // NOLINT(performance-unnecessary-copy-initialization)
+  EXPECT_TRUE(copy.is_empty());
 }
 
 TEST(Callback, AFunctionObjectRunsEachTimeItIsDispatched) {

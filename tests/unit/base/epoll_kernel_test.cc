@@ -140,6 +140,21 @@ TEST_F(EpollKernelTest, ARegularFileIsAlwaysReady) {
   EXPECT_EQ(_kernel.wait(Kernel::AT_ONCE, _ready), 0U);
 }
 
+TEST_F(EpollKernelTest, RegularFilesStopAtTheRoomThereIsToo) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> other(std::tmpfile(), std::fclose);
+  _kernel.watch(::fileno(file.get()), IoInterest::READ);
+  _kernel.watch(::fileno(other.get()), IoInterest::READ);
+  EXPECT_EQ(_kernel.wait(Kernel::NEVER, std::span(_ready).first(1)), 1U);
+  EXPECT_EQ(_kernel.wait(Kernel::NEVER, _ready), 2U);
+}
+
+TEST_F(EpollKernelTest, ToldTheSameAgainItGoesOnWatching) {
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  _kernel.watch(_pair[0], IoInterest::WRITE);
+  EXPECT_EQ(ready_now(), IoInterest::WRITE);
+}
+
 TEST_F(EpollKernelTest, ADescriptorThatIsNotOpenIsAMistake) {
   const int fd = std::exchange(_pair[1], -1);
   ::close(fd);

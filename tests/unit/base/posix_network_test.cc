@@ -189,6 +189,25 @@ TEST_F(PosixNetworkTest, AConnectionToItselfCountsAsRefused) {
   EXPECT_EQ(_network.connect_result(fd), -ECONNREFUSED);
 }
 
+TEST_F(PosixNetworkTest, AConnectionToTheSamePortOfAnotherAddressIsNoneToItself) {
+  const int listener = listen(NetAddress::tcp(IPv4(0x7f000002U), 0));
+  const NetAddress there = _network.local_address(listener);
+  const int fd = opened(::socket(AF_INET, SOCK_STREAM, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(there.port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  address.sin_addr.s_addr = htonl(0x7f000002U);
+  ASSERT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  EXPECT_EQ(_network.connect_result(fd), 0);
+}
+
+TEST_F(PosixNetworkTest, WhatIsNoSocketIsNotConnected) {
+  const int fd = opened(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(_network.connect_result(fd), -ENOTSOCK);
+}
+
 TEST_F(PosixNetworkTest, AnUnconnectedSocketIsStillInProgress) {
   const int fd = opened(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
   EXPECT_EQ(_network.connect_result(fd), -EINPROGRESS);
@@ -236,6 +255,17 @@ TEST_F(PosixNetworkTest, ASocketFileInUseIsNotTakenOver) {
   connected(listener);
 }
 
+TEST_F(PosixNetworkTest, ASocketFileOfAnotherKindInUseIsNotTakenOver) {
+  const NetAddress address = socket_file();
+  sockaddr_un own{};
+  own.sun_family = AF_UNIX;
+  std::copy(address.path.begin(), address.path.end(), own.sun_path);
+  const int datagrams = opened(::socket(AF_UNIX, SOCK_DGRAM, 0));
+  ASSERT_EQ(::bind(datagrams, reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+  EXPECT_EQ(listen(address), -EADDRINUSE);
+  EXPECT_TRUE(std::filesystem::is_socket(address.path));
+}
+
 TEST_F(PosixNetworkTest, AFileThatIsNoSocketIsLeftAlone) {
   const NetAddress address = socket_file();
   ASSERT_GE(opened(::open(address.path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)), 0);
@@ -280,6 +310,12 @@ TEST_F(PosixNetworkTest, ImpossiblePathsAreRefused) {
   EXPECT_EQ(listen(NetAddress::unix_path("/" + std::string(107, 'x'))), -ENAMETOOLONG);
 }
 
+TEST_F(PosixNetworkTest, AHostIsLookedUpByItsName) {
+  IPv4 address;
+  EXPECT_TRUE(_network.look_up("localhost", address));
+  EXPECT_EQ(address, IPv4::loopback());
+}
+
 TEST_F(PosixNetworkTest, TheLocalAddressOfNoSocketIsEmpty) {
   EXPECT_EQ(_network.local_address(-1), NetAddress());
 }
@@ -298,11 +334,13 @@ TEST_F(PosixNetworkTest, WithoutDescriptorsAWaitingConnectionIsClosedAndTheListe
   const int without = accept(listener);
   const int again = accept(listener);
   const int connecting = connect(address);
+  const int listening = listen_on_loopback();
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 
   EXPECT_EQ(without, -EMFILE);
   EXPECT_EQ(again, -EAGAIN);
   EXPECT_EQ(connecting, -EMFILE);
+  EXPECT_EQ(listening, -EMFILE);
   wait_for(client, IoInterest::READ);
   std::string text;
   EXPECT_LE(read(client, text), 0);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <wchar.h>
 
 #include <algorithm>
 #include <array>
@@ -235,6 +236,11 @@ TEST_F(XlogTest, ARemovedOutputGetsNothingMore) {
   EXPECT_EQ(records, 1);
 }
 
+TEST_F(XlogTest, AMessageThatCannotBeFormattedIsItsFormat) {
+  xlog_error("M", "w", "%lc", wint_t{0xd800});  // no character
+  EXPECT_EQ(written_after_time(), "ERROR policyd M w: %lc\n");
+}
+
 TEST_F(XlogTest, AnOutputMayRemoveItself) {
   int records = 0;
   int number = 0;
@@ -298,6 +304,22 @@ TEST_F(XlogPipeTest, APipeThatNobodyReadsAnyMoreStopsNobody) {
   nobody_reads();
   xlog_error("M", "w", "dropped");
   EXPECT_EQ(_capture.take().size(), 1U) << "other outputs get it";
+}
+
+TEST_F(XlogPipeTest, AFullPipeThatNobodyReadsAnyMoreStopsNobody) {
+  ASSERT_EQ(comm_init(), 0);
+  fill();
+  nobody_reads();
+  xlog_error("M", "w", "dropped");
+  EXPECT_EQ(_capture.take().size(), 1U) << "other outputs get it";
+}
+
+TEST_F(XlogPipeTest, NothingFollowsALineThatLostItsEndWhileThereIsNoRoom) {
+  xlog_error("M", "w", "%s", std::string(XLOG_MAX_TEXT, '\n').c_str());
+  xlog_error("M", "w", "dropped");
+  EXPECT_EQ(read().find('\n'), std::string::npos);
+  xlog_error("M", "w", "next");
+  EXPECT_NE(read().find("messages that nobody read were dropped: 2\n"), std::string::npos);
 }
 
 TEST(XlogWhere, DropsFolderAndExtension) {

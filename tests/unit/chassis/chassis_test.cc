@@ -5,13 +5,17 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "chassis/interfaces/chassis_xif.h"
 #include "framework/xrl/interfaces/common_xif.h"
+#include "framework/xrl/interfaces/finder_event_observer_xif.h"
+#include "platform/interfaces/card_manager_xif.h"
 #include "platform/interfaces/lcmgr_xif.h"
 #include "platform/interfaces/sif_xif.h"
+#include "platform/interfaces/vlan_xif.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/chassis/switch_follower.h"
 #include "tests/unit/platform/sim_finder.h"
@@ -137,6 +141,14 @@ TEST_F(ChassisTest, AFollowerIsToldOfEveryVlanAndCardAtItsBirth) {
   expect_followed();
   EXPECT_EQ(_follower->vlans(), (std::set<std::uint32_t>{10, 20}));
   EXPECT_EQ(_follower->cards(), (std::set<std::uint32_t>{17, 28}));
+}
+
+TEST_F(ChassisTest, AFollowerIsToldOfCardsWhateverTheirNumbers) {
+  start_chassis();
+  EXPECT_EQ(_chassis->model().set_card_state(3, CARD_STATE_PRESENT), DONE);
+  EXPECT_EQ(_chassis->model().set_card_state(4000000000U, CARD_STATE_PRESENT), DONE);
+  start_follower();
+  expect_followed();
 }
 
 TEST_F(ChassisTest, AFollowerIsToldOfVlansThatAreGone) {
@@ -289,6 +301,80 @@ TEST_F(ChassisTest, TargetsAreStoppedAndStartedByName) {
   EXPECT_EQ(mapping_of("eth-0/1/1"), OKAY + " 3:5");
   EXPECT_EQ(stop_target("chassis"), "102 COMMAND_FAILED the target does not exist.");
   EXPECT_EQ(start_target("lcmgr022"), "102 COMMAND_FAILED the target does not exist.");
+}
+
+TEST_F(ChassisTest, IsReadyWithoutTheTargetsThatAreStopped) {
+  start_chassis();
+  EXPECT_EQ(stop_target("sif"), OKAY);
+  EXPECT_TRUE(_chassis->is_ready());
+}
+
+TEST_F(ChassisTest, ObserversComeAndGoByTheirNames) {
+  start_chassis();
+  const std::string nobody = "102 COMMAND_FAILED the observer is not registered.";
+  const std::string nameless = "102 COMMAND_FAILED the observer has no name.";
+  const auto watch_tree = [this](const char* name) {
+    return ask<XrlSifV0p1Client>([name](auto& client, auto done) {
+      return client.send_register_observer("sif", name, std::move(done));
+    });
+  };
+  const auto leave_tree = [this](const char* name) {
+    return ask<XrlSifV0p1Client>([name](auto& client, auto done) {
+      return client.send_deregister_observer("sif", name, std::move(done));
+    });
+  };
+  EXPECT_EQ(watch_tree(""), nameless);
+  EXPECT_EQ(leave_tree("a"), nobody);
+  EXPECT_EQ(watch_tree("a"), OKAY);
+  EXPECT_EQ(leave_tree("a"), OKAY);
+  EXPECT_EQ(leave_tree("a"), nobody);
+  const auto watch_cards = [this](const char* name) {
+    return ask<XrlCardManagerV0p1Client>([name](auto& client, auto done) {
+      return client.send_register_card_state("card_manager", {}, name, std::move(done));
+    });
+  };
+  const auto leave_cards = [this](const char* name) {
+    return ask<XrlCardManagerV0p1Client>([name](auto& client, auto done) {
+      return client.send_deregister_card_state("card_manager", {}, name, std::move(done));
+    });
+  };
+  EXPECT_EQ(watch_cards(""), nameless);
+  EXPECT_EQ(leave_cards("a"), nobody);
+  EXPECT_EQ(watch_cards("a"), OKAY);
+  EXPECT_EQ(leave_cards("a"), OKAY);
+}
+
+TEST_F(ChassisTest, TheVlanManagerTellsOfItsVlans) {
+  start_chassis();
+  expect_soon([this] { return _router.ready(); });
+  std::optional<XrlAtomList> vlans;
+  EXPECT_TRUE(
+      XrlVlanV0p1Client(_router.sender())
+          .send_get_vlans("vlan", callback([&](const XrlError& error, const XrlAtomList* l) {
+                            EXPECT_EQ(error, XrlError::OKAY());
+                            vlans = *l;
+                          })));
+  expect_soon([&] { return vlans.has_value(); });
+  ASSERT_EQ(vlans->size(), 2U);
+  EXPECT_EQ(vlans->u32_at(0), 10U);
+  EXPECT_EQ(vlans->u32_at(1), 20U);
+}
+
+TEST_F(ChassisTest, TheVlanManagerFollowsThePolicyDaemonAlone) {
+  start_chassis();
+  const auto event = [this](bool birth, const char* of_class, const char* instance) {
+    return ask<XrlFinderEventObserverV0p1Client>([&](auto& client, auto done) {
+      return birth ? client.send_xrl_target_birth("vlan", of_class, instance, std::move(done))
+                   : client.send_xrl_target_death("vlan", of_class, instance, std::move(done));
+    });
+  };
+  EXPECT_EQ(event(false, "policy", "policy-1"), OKAY);
+  start_follower();
+  expect_followed();
+  EXPECT_EQ(event(true, "sif", "sif-1"), OKAY);
+  EXPECT_EQ(event(false, "policy", "policy-1"), OKAY);
+  EXPECT_EQ(_chassis->model().create_vlan(30), DONE);
+  expect_followed();
 }
 
 TEST_F(ChassisTest, AnInterfaceOfANewSlotBringsItsLineCardManager) {

@@ -95,6 +95,14 @@ TEST_F(CookieFile, IsRefusedWhenItIsNoRegularFile) {
   EXPECT_EQ(problem(), "not a regular file.");
 }
 
+TEST_F(CookieFile, IsRefusedWhenItCannotBeRead) {
+  std::string cookie = "untouched";
+  std::string error;
+  EXPECT_FALSE(read_cookie_file("/proc/self/mem", cookie, error));
+  EXPECT_EQ(error, "cookie file '/proc/self/mem': Input/output error.");
+  EXPECT_EQ(cookie, "untouched");
+}
+
 TEST_F(CookieFile, HasALengthFrom16To255) {
   write("");
   EXPECT_EQ(problem(), "shorter than 16 bytes.");

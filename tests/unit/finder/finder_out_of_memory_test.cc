@@ -17,6 +17,7 @@ using finder_samples::target;
 
 // Names longer than what a string holds within itself.
 const std::string WATCHER = "watcher-0123456789abcdef";
+const std::string KEEPER = "keeper-0123456789abcdef";
 const std::string VLAN = "vlan-manager-of-the-switch";
 const std::string POLICY = "policy-daemon-of-the-switch";
 
@@ -28,6 +29,7 @@ struct Scene {
     knowing = *registry.open_session();
     other = *registry.open_session();
     accept(registry.register_target(watcher, observer("watcher", WATCHER)));
+    accept(registry.register_target(knowing, observer("keeper", KEEPER)));
     accept(registry.register_target(vlan, target(VLAN, VLAN + "-1")));
     accept(registry.register_interest(watcher, WATCHER, VLAN));
     accept(registry.register_interest(watcher, WATCHER, POLICY));
@@ -128,6 +130,41 @@ TEST(FinderOutOfMemory, AnInterestIsKeptWithItsNewsOrNotAtAll) {
   expect_all_or_nothing([](Scene& scene) {
     return scene.registry.register_interest(scene.watcher, WATCHER, POLICY + "-of-tomorrow");
   });
+}
+
+TEST(FinderOutOfMemory, AnInterestIsKeptBesideAnothersOrNotAtAll) {
+  expect_all_or_nothing(
+      [](Scene& scene) { return scene.registry.register_interest(scene.knowing, KEEPER, VLAN); });
+}
+
+TEST(FinderOutOfMemory, ADeathThatCannotBeToldPutsThoseOutOfStepWhoWereToHearOfIt) {
+  Scene scene;
+  const FinderTarget* found = nullptr;
+  Scene::accept(scene.registry.resolve(scene.watcher, VLAN, found));
+  {
+    const MemoryLimit limit(0);
+    scene.registry.close_session(scene.vlan);
+  }
+  EXPECT_TRUE(scene.registry.is_out_of_step(scene.watcher));
+  EXPECT_TRUE(scene.registry.is_out_of_step(scene.knowing));
+  EXPECT_FALSE(scene.registry.is_out_of_step(scene.other));
+  scene.registry.close_session(scene.watcher);
+  EXPECT_TRUE(scene.registry.is_out_of_step());
+  scene.registry.close_session(scene.knowing);
+  EXPECT_FALSE(scene.registry.is_out_of_step());
+}
+
+TEST(FinderOutOfMemory, ADeathOfNobodysInterestPutsThoseOutOfStepWhoKnewOfIt) {
+  Scene scene;
+  Scene::accept(scene.registry.register_target(scene.other, target("printer", "printer-1")));
+  const FinderTarget* found = nullptr;
+  Scene::accept(scene.registry.resolve(scene.knowing, "printer", found));
+  {
+    const MemoryLimit limit(0);
+    scene.registry.close_session(scene.other);
+  }
+  EXPECT_TRUE(scene.registry.is_out_of_step(scene.knowing));
+  EXPECT_FALSE(scene.registry.is_out_of_step(scene.watcher));
 }
 
 TEST(FinderOutOfMemory, WhoResolvedATargetIsRememberedOrToldOfTheFailure) {

@@ -283,6 +283,8 @@ const BadTarget BAD_TARGETS[] = {
      "the class name is malformed."},
     {"ClassWithSlash", [](FinderTarget& t) { t.class_name = "a/b"; },
      "the class name is malformed."},
+    {"ClassWithBrace", [](FinderTarget& t) { t.class_name = "a{"; },
+     "the class name is malformed."},
     {"ClassWithNul", [](FinderTarget& t) { t.class_name = std::string("a\0", 2); },
      "the class name is malformed."},
     {"ClassWithHighBit", [](FinderTarget& t) { t.class_name = "caf\xc3\xa9"; },

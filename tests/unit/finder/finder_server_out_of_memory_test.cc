@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "framework/finder/finder_server.h"
 #include "framework/xrl/xrl_args.h"
@@ -28,7 +29,8 @@ std::string registration(const std::string& class_name, const std::string& insta
   return hostile_bytes::args(FinderPeer::registration(class_name, instance_name));
 }
 
-// A watcher of two classes, one of which lives, and one that resolved the latter.
+// One that asked for nothing, a watcher of two classes, one of which lives, and one that
+// resolved the latter.
 class Scene {
  public:
   Scene() {
@@ -97,6 +99,7 @@ class Scene {
   }
 
   PreparedStreams streams;
+  const int bystander = greeted();
   const int watcher = greeted();
   const int vlan = greeted();
   const int knowing = greeted();
@@ -142,7 +145,7 @@ void expect_in_step(Scene& scene) {
 
 void expect_no_ghosts(Scene& scene) {
   std::size_t open = 0;
-  for (const int peer : {scene.watcher, scene.vlan, scene.knowing}) {
+  for (const int peer : {scene.bystander, scene.watcher, scene.vlan, scene.knowing}) {
     if (!scene.streams.is_closed(peer)) ++open;
   }
   EXPECT_EQ(scene.server().session_count(), open);
@@ -196,6 +199,24 @@ TEST(FinderServerOutOfMemory, WhoStaysHearsThatATargetIsGone) {
   at_every_place(hang_up, expect_in_step);
 }
 
+TEST(FinderServerOutOfMemory, WhoStaysHearsThatManyTargetsAreGone) {
+  at_every_place(
+      [](Scene& scene) {
+        std::vector<int> peers;
+        for (char last = 'a'; last < 'q'; ++last) {
+          const std::string name = std::string(200, 'n') + last;
+          peers.push_back(scene.greeted());
+          scene.ask(peers.back(), "finder/0.2/register_target", registration(name, name));
+          scene.ask(
+              scene.watcher, "finder_event_notifier/0.1/register_class_event_interest",
+              hostile_bytes::args("requester_instance:txt=" + WATCHER + "&class_name:txt=" + name));
+        }
+        scene.turn();
+        for (const int peer : peers) scene.streams.hang_up(peer);
+      },
+      expect_in_step);
+}
+
 TEST(FinderServerOutOfMemory, WhoIsGoneLeavesNothingBehind) {
   at_every_place(hang_up, expect_no_ghosts);
   at_every_place(register_another, expect_no_ghosts);
@@ -219,7 +240,7 @@ TEST(FinderServerOutOfMemory, ANewPeerIsASessionOrClosed) {
       },
       [&peer](Scene& scene) {
         const bool open = !scene.streams.is_closed(peer);
-        EXPECT_EQ(scene.server().session_count(), open ? 4U : 3U);
+        EXPECT_EQ(scene.server().session_count(), open ? 5U : 4U);
         if (open) {
           EXPECT_TRUE(scene.last_answer(peer).has_value());
         }

@@ -103,6 +103,18 @@ TEST_F(FinderServerTest, RefusesMoreThanTheRegistryTakesWithItsText) {
   args.add(XrlAtom("keys", XrlAtomList()));
   EXPECT_EQ(policy->call("finder/0.2/register_target", args),
             "BAD_ARGS a target may have at most 8 addresses.");
+  args = XrlArgs::parse(
+      "instance_name:txt=policy-1&class_name:txt=policy&addresses:list=:txt=127.0.0.1%3A1");
+  XrlAtomList methods;
+  XrlAtomList keys;
+  for (int i = 0; i < 5000; ++i) {
+    methods.append("a/0.1/m" + std::to_string(i));
+    keys.append(XrlAtom::unnamed(XrlAtom::Binary(16, 1)));
+  }
+  args.add(XrlAtom("methods", methods));
+  args.add(XrlAtom("keys", keys));
+  EXPECT_EQ(policy->call("finder/0.2/register_target", args),
+            "BAD_ARGS a target may have at most 1024 methods.");
 }
 
 TEST_F(FinderServerTest, TellsBirthsAndDeathsOfAWatchedClass) {

@@ -82,8 +82,9 @@ TEST_F(ObserversTest, TheClassOfAnInstanceIsWatchedOnce) {
 }
 
 TEST_F(ObserversTest, ANameThatIsNoInstanceIsWatchedAsAClass) {
-  for (const char* name : {"policy", "policy-0123", "policy-0123456789abcdeg", "-0123456789abcdef",
-                           "policy_0123456789abcdef"}) {
+  for (const char* name :
+       {"policy", "policy-0123", "policy-0123456789abcdeg", "policy-0123456789abcde/",
+        "policy-0123456789abcde:", "-0123456789abcdef", "policy_0123456789abcdef"}) {
     EXPECT_EQ(_observers.add(name), DONE);
     EXPECT_EQ(take_asked(), Asked{std::string("watch ") + name});
   }
@@ -187,6 +188,21 @@ TEST_F(ObserversTest, OneThatDiedUnheardMakesRoom) {
   }
   EXPECT_EQ(_observers.size(), 0U);
   EXPECT_EQ(take_asked(), Asked{"unwatch policy"});
+}
+
+TEST_F(ObserversTest, OneThatIsHeardStaysWhenAnotherDiedUnheard) {
+  EXPECT_EQ(_observers.add("a"), DONE);
+  EXPECT_EQ(_observers.add(POLICY), DONE);
+  _observers.tell_all(7);
+  _waiting.at(0)->dispatch(XrlError::OKAY());
+  for (unsigned attempt = 0; attempt < Teller::MAX_UNKNOWN; ++attempt) {
+    _waiting.back()->dispatch(XrlError::RESOLVE_FAILED());
+    _world.run_for(seconds(6));
+  }
+  EXPECT_EQ(_observers.size(), 1U);
+  static_cast<void>(take_told());
+  _observers.tell_all(8);
+  EXPECT_EQ(take_told(), Told{"a 8"});
 }
 
 TEST_F(ObserversTest, OneThatRegistersAgainIsToldAtOnceWhatFailed) {

@@ -50,7 +50,7 @@ TEST(Usp, AnAggregateOrAVlanInterfaceIsNoPort) {
 }
 
 TEST(Usp, WhatStandsBehindTheNameIsNotLookedAt) {
-  for (const std::size_t length : {0, 1, 2, 3, 4}) {
+  for (const std::size_t length : {0U, 1U, 2U, 3U, 4U}) {
     EXPECT_EQ(read(std::string_view("1/2/3", length)), "untouched") << length;
   }
   EXPECT_EQ(read(std::string_view("1/2/34", 5)), "0: 1/2/3");

@@ -182,7 +182,7 @@ TEST_F(Rules, ADeletedRuleIsGoneAndCanBeCreatedAgain) {
 }
 
 TEST(RuleFields, KeepAValueOfAnyLength) {
-  for (const std::size_t length : {0, 1, 127, 128, 129, 16383, 16384, 2097151, 2097152}) {
+  for (const std::size_t length : {0U, 1U, 127U, 128U, 129U, 16383U, 16384U, 2097151U, 2097152U}) {
     const std::string text(length, 'x');
     const PolicyRuleFields fields(PolicyFieldValues(Numbers{1, 2}, TextViews{text, "behind"}));
     Texts values;

@@ -34,7 +34,7 @@ TEST(StoreMemory, ARuleOfSixShortFieldsStaysSmall) {
 }
 
 TEST(StoreMemory, FieldsTakeTheirTextsAndTwoBytesEachOrMoreWhenTheyAreLong) {
-  for (const std::size_t length : {0, 1, 126, 127, 128, 129, 1000, 16383, 16384, 20000}) {
+  for (const std::size_t length : {0U, 1U, 126U, 127U, 128U, 129U, 1000U, 16383U, 16384U, 20000U}) {
     const std::string text(length, 'x');
     const PolicyFieldValues values(Numbers{1, 2}, TextViews{text, "yes"});
     const std::size_t bytes_of_length = length < 128 ? 1 : length < 16384 ? 2 : 3;

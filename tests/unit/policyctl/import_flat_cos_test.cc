@@ -122,4 +122,18 @@ TEST(ImportFlatCos, AnyOtherScheduleIsNotedAndLeftOut) {
             "the schedule is left out.");
 }
 
+TEST(ImportFlatCos, AScheduleThatSomePortsHaveNotIsNotedAndLeftOut) {
+  const auto with_ports = [](const std::string& ports) {
+    const std::string text = queues("s1", "s1");
+    return imported(text.substr(0, text.size() - 1) + ", \"PORT\": {" + ports + "}}");
+  };
+  EXPECT_EQ(printed(with_ports(R"("p1": {}, "p2": {})")),
+            "cos schedule algorithm 0 weights 14 14 14 15\n");
+  const Import import = with_ports(R"("p1": {}, "p2": {}, "p3": {})");
+  EXPECT_EQ(printed(import), "");
+  EXPECT_EQ(notes_of(import).back(),
+            "QUEUE: 5 entries: policyd has one schedule for all ports, and some have none here; "
+            "the schedule is left out.");
+}
+
 }  // namespace

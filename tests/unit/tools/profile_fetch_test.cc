@@ -163,4 +163,12 @@ TEST_F(ProfileFetchTest, ARequestThatCannotBeQueuedIsAnError) {
   EXPECT_EQ(err.str(), "call_xrl: SEND_FAILED the request could not be queued.\n");
 }
 
+TEST_F(ProfileFetchTest, ALogThatCannotBeAskedForIsAnError) {
+  start();
+  sender.room = 0;
+  sender.answer(XrlError::OKAY());
+  EXPECT_TRUE(fetch->failed());
+  EXPECT_EQ(err.str(), "call_xrl: SEND_FAILED the request could not be queued.\n");
+}
+
 }  // namespace

@@ -94,6 +94,13 @@ class Dispatcher : public testing::Test, private XrlConnection::Delegate {
   std::size_t result_bytes = 0;
 };
 
+TEST_F(Dispatcher, WithoutCommandsKnowsNoMethod) {
+  XrlDispatcher none;
+  const XrlKey key{};
+  none.dispatch(*connection, xrl_frame::Request{7, key.data(), {}}, out);
+  EXPECT_EQ(reply_at(0), "7 202 the request's key names no method of this target.");
+}
+
 TEST_F(Dispatcher, AnswersAHandlerThatRunsOutOfMemory) {
   EXPECT_EQ(dispatch_forget(), XrlFilterAction::HANDLE);
   EXPECT_EQ(reply_at(0), "7 220 out of memory.");

@@ -98,6 +98,23 @@ TEST_F(SessionWithTheFinder, IsTriedForAgainWhenAConnectFailsAtOnce) {
   settle([this] { return client->is_ready(); });
 }
 
+TEST_F(SessionWithTheFinder, TellsOnceOfCommandsThatChangeInItsHandshake) {
+  LogCapture log;
+  stop_finder();
+  start_finder();
+  settle([this] { return !world.network().connections().empty(); });
+  const std::uint64_t handshake = world.network().connections().at(0).id;
+  ASSERT_TRUE(world.network().hold(handshake));
+  client->commands_changed();
+  world.run_for(seconds(1));
+  world.network().release(handshake);
+  settle([this] { return client->is_ready(); });
+  static_cast<void>(log.take());
+  world.run_for(2 * xrl_limits::REPLY_TIMEOUT);
+  EXPECT_EQ(log.take_lines(), std::vector<std::string>());
+  EXPECT_TRUE(client->is_ready());
+}
+
 TEST_F(SessionWithTheFinder, BeginsBesideAsManyRequestsOfUsersAsMayWait) {
   LogCapture log;
   stop_finder();

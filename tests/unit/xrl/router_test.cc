@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <optional>
@@ -273,6 +275,72 @@ TEST_F(Router, RefusesToQueueMoreBytesThanAPeerMayOwe) {
   EXPECT_EQ(queued, xrl_limits::MAX_REQUEST_BYTES_QUEUED / text.size() - 1);
 }
 
+TEST_F(Router, RefusesToQueueMoreBytesForATargetThatItIsStillLookingFor) {
+  start_all();
+  const std::string text(1U << 20U, 'x');
+  std::size_t queued = 0;
+  while (queued < 100 && say(text)) ++queued;
+  EXPECT_EQ(queued, xrl_limits::MAX_REQUEST_BYTES_QUEUED / text.size() - 1);
+}
+
+TEST_F(Router, DoesNotCarryOutLateWhatItGaveUpWhileTheFinderWasAway) {
+  start_all();
+  LogCapture log;
+  finder.reset();
+  world.run_for(seconds(1));
+  ASSERT_TRUE(say("given up"));
+  world.run_for(seconds(20));
+  ASSERT_TRUE(say("in time"));
+  world.run_for(seconds(11));
+  EXPECT_EQ(answers, std::vector<std::string>{"200 the finder is not reached."});
+  start_finder();
+  settle([this] { return answers.size() == 2; });
+  EXPECT_EQ(echo->target.heard(), std::vector<std::string>{"in time"});
+}
+
+TEST_F(Router, GivesUpOnATargetWhenTheFinderIsSilent) {
+  start_all();
+  ASSERT_TRUE(world.network().hold(world.network().connections().back().id));
+  EXPECT_EQ(answer_to("anyone?"), "211 no reply from 'echo' in time.");
+}
+
+TEST_F(Router, DoesNotStartWithACookieThatItCannotRead) {
+  ASSERT_EQ(::setenv("XRL_COOKIE_FILE", "/nowhere/cookie", 1), 0);
+  EXPECT_THROW(start_client(), XorpException);
+  ASSERT_EQ(::unsetenv("XRL_COOKIE_FILE"), 0);
+}
+
+TEST_F(Router, TriesAgainWhenItCannotListenForItsPeers) {
+  start_finder();
+  // The finder's listener and both ends of its session, and no more.
+  world.network().set_descriptor_limit(3);
+  LogCapture log;
+  start_echo();
+  world.run_for(seconds(10));
+  EXPECT_FALSE(echo->router.ready());
+  const std::vector<std::string> lines = log.take_lines();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0], "ERROR XRL listen_for_peers: cannot listen on 127.0.0.1: error " +
+                          std::to_string(EMFILE));
+  world.network().set_descriptor_limit(20);
+  settle([this] { return echo->router.ready(); });
+}
+
+TEST_F(Router, IsReachedOverTcpWhereItCannotHaveAUnixDomainSocket) {
+  start_finder();
+  world.network().set_descriptor_limit(4);
+  LogCapture log;
+  echo = std::make_unique<EchoProcess>(world.loop(), true);
+  settle([this] { return echo->router.ready(); });
+  EXPECT_EQ(log.take_lines(),
+            std::vector<std::string>{
+                "WARNING XRL listen_for_peers: no Unix-domain listener; TCP alone is used"});
+  world.network().set_descriptor_limit(20);
+  start_client();
+  settle([this] { return client->ready(); });
+  EXPECT_EQ(answer_to("hello"), "100 hello");
+}
+
 TEST_F(Router, GivesUpOnASilentTargetAfterThirtySeconds) {
   start_all();
   answer_to("connected");
@@ -337,6 +405,8 @@ TEST_F(Router, HearsTheLivingInstanceAndThoseOfOtherNames) {
   ASSERT_TRUE(say("two"));
   echo->router.end_instances_before("client", client->instance_name());
   echo->router.end_instances_before("clien", "clien-0123456789abcdef");
+  echo->router.end_instances_before("cliemt", "cliemt-0123456789abcdef");
+  echo->router.end_instances_before("client-012", "client-012-0123456789abcdef");
   echo->router.end_instances_before("", "-0123456789abcdef");
   EXPECT_EQ(answer_to("three"), "100 three");
   EXPECT_EQ(answers, (std::vector<std::string>{"100 one", "100 two", "100 three"}));

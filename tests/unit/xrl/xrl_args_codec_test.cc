@@ -232,6 +232,17 @@ TEST(XrlArgsReader, OfNoArgumentsIsFinishedAtOnce) {
   EXPECT_TRUE(args.empty());
 }
 
+TEST(XrlArgsReader, AllArgumentsAreThereWhicheverWereRead) {
+  ByteBuffer buffer;
+  write_every_type(XrlArgsWriter(buffer));
+  XrlArgsReader reader(buffer.bytes());
+  std::int32_t second = 0;
+  EXPECT_TRUE(reader.i32("b", second));
+  XrlArgs args;
+  EXPECT_TRUE(reader.all(args));
+  EXPECT_EQ(args, read_all(buffer));
+}
+
 TEST(XrlArgsReader, AnyListIsTakenWhenNoElementTypeIsAskedFor) {
   for (const XrlAtomList& list : {XrlAtomList(), samples::numbers(1), samples::texts(2),
                                   samples::mixed(), samples::nested(3)}) {

@@ -152,6 +152,33 @@ TEST(XrlArgsRefusals, TheFirstProblemStays) {
   EXPECT_EQ(in.problem(), "argument 'type' is txt, u32 expected.");
 }
 
+TEST(XrlArgsRefusals, AMissingArgumentIsNotForgottenWhereNoneIsLeft) {
+  XrlArgsReader in({});
+  std::uint32_t number = 7;
+  EXPECT_FALSE(in.u32("acl", number));
+  EXPECT_FALSE(in.finish());
+  EXPECT_EQ(in.problem(), "missing argument 'acl'.");
+}
+
+TEST(XrlArgsRefusals, AnArgumentIsThereOnce) {
+  const ByteBuffer buffer = encode("acl:u32=1&type:u32=0");
+  XrlArgsReader in(buffer.bytes());
+  std::uint32_t number = 7;
+  EXPECT_TRUE(in.u32("type", number));
+  EXPECT_FALSE(in.u32("type", number));
+  EXPECT_EQ(in.problem(), "missing argument 'type'.");
+}
+
+TEST(XrlArgsRefusals, NothingIsTakenBehindDamage) {
+  const ByteBuffer buffer = encode("acl:u32=1&type:u32=0");
+  const auto bytes = buffer.bytes();
+  XrlArgsReader in(bytes.first(bytes.size() - 1));
+  std::uint32_t number = 7;
+  EXPECT_FALSE(in.u32("type", number));
+  EXPECT_FALSE(in.u32("acl", number));
+  EXPECT_EQ(number, 7U);
+}
+
 TEST(XrlArgsRefusals, AProblemIsOnePrintableLineWhateverTheNames) {
   ByteBuffer buffer;
   XrlArgsWriter(buffer).u32("a\n'\xff", 1);

@@ -166,6 +166,9 @@ TEST(XrlAtomList, IsEqualWhenElementsNamesAndOrderAre) {
   EXPECT_EQ(samples::numbers(3), samples::numbers(3));
   EXPECT_FALSE(samples::numbers(3) == samples::numbers(2));
   EXPECT_FALSE(samples::numbers(2) == samples::texts(2));
+  XrlAtomList other_number;
+  other_number.append(std::uint32_t{77});
+  EXPECT_FALSE(samples::numbers(1) == other_number);
   EXPECT_EQ(samples::mixed(), samples::mixed());
   XrlAtomList named;
   named.append(XrlAtom("a", std::uint32_t{0}));

@@ -113,6 +113,17 @@ TEST(XrlAtom, MovedFromHasNoType) {
   }
 }
 
+TEST(XrlAtom, SelfAssignmentChangesNothing) {
+  for (const XrlAtom& atom : samples::every_value()) {
+    XrlAtom here = atom;
+    XrlAtom& same = here;
+    here = same;
+    EXPECT_EQ(here, atom);
+    here = std::move(same);
+    EXPECT_EQ(here, atom);
+  }
+}
+
 TEST(XrlAtomDeathTest, ANameLongerThanTheLimitIsAFaultOfOurs) {
   const std::string longest(xrl_limits::MAX_NAME_BYTES, 'n');
   EXPECT_EQ(XrlAtom(longest, true).name(), longest);

@@ -97,6 +97,15 @@ TEST_F(Calls, AllFailInTheirOrderAndThoseThatAreAddedMeanwhileStay) {
   EXPECT_EQ(calls->pending(), 1U);
 }
 
+TEST_F(Calls, AllFailButThoseThatAreSpared) {
+  add("first");
+  const std::uint32_t second = add("second");
+  calls->fail_all(XrlError::SEND_FAILED("lost"),
+                  [second](std::uint32_t sequence) { return sequence == second; });
+  EXPECT_EQ(heard, Lines{"first 210"});
+  EXPECT_TRUE(calls->is_pending(second));
+}
+
 TEST_F(Calls, MayBeDestroyedByTheOneThatIsFinished) {
   calls->add(raw_reply([this](const XrlError&) { calls.reset(); }));
   add("second");

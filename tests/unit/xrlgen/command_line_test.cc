@@ -89,12 +89,20 @@ TEST_F(Xrlgen, NamesAFileThatIsNotThere) {
   EXPECT_EQ(outcome.errors, "light.xif: cannot be read\n");
 }
 
+TEST_F(Xrlgen, NamesAFileThatItCannotWrite) {
+  write("light.xif", "interface light/0.1 { read on; }");
+  fs::create_directories(_folder.path_of("gen/light_xif.cc"));
+  const Outcome outcome = run("--root . --out gen light.xif");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "gen/light_xif.cc: cannot be written\n");
+}
+
 TEST_F(Xrlgen, ExplainsItself) {
   const std::string usage =
       "usage: xrlgen --root FOLDER --out FOLDER [--import FILE.xif]... FILE.xif|FILE.tgt\n";
-  for (const char* arguments : {"", "light.xif", "--root . --out gen", "--root . --out gen a.txt",
-                                "--root . --out gen a.xif b.xif", "--colour red a.xif",
-                                "--root . --out gen a.xif --import"}) {
+  for (const char* arguments : {"", "light.xif", "''", "--root . light.xif", "--root . --out gen",
+                                "--root . --out gen a.txt", "--root . --out gen a.xif b.xif",
+                                "--colour red a.xif", "--root . --out gen a.xif --import"}) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;
     EXPECT_EQ(outcome.errors, usage) << arguments;

@@ -77,6 +77,16 @@ TEST(Layout, WhatDoesNotFitBehindTheHeadGoesBelowIt) {
             head + "\n      " + item + ",\n      " + item + ");\n");
 }
 
+TEST(Layout, WhatWouldTakeManyLinesBehindTheHeadGoesBelowIt) {
+  const std::string head = "  " + std::string(50, 'f') + "(";
+  const std::vector<std::string> items(8, std::string(40, 'x'));
+  std::string below = head + "\n";
+  for (int line = 0; line < 4; ++line) {
+    below += "      " + items[0] + ", " + items[0] + (line < 3 ? ",\n" : ");\n");
+  }
+  EXPECT_EQ(xrlgen::fill(head, items, ",", ");"), below);
+}
+
 TEST(Layout, LineHasAtMost100Columns) {
   const std::string item(96 - 6, 'x');
   EXPECT_EQ(xrlgen::fill("    f(", {item + "ab"}, ",", ");"), "    f(" + item + "ab);\n");

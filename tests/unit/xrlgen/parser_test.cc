@@ -272,8 +272,11 @@ TEST(InterfaceFile, StrayCharactersAreRefused) {
   EXPECT_EQ(interface_problem("interface a/0.1 { read m - }"),
             "a.xif:1:26: unexpected character '-'");
   EXPECT_EQ(interface_problem("\xff"), "a.xif:1:1: unexpected byte 0xff");
+  EXPECT_EQ(interface_problem("\x7f"), "a.xif:1:1: unexpected byte 0x7f");
   EXPECT_EQ(interface_problem(std::string("\0", 1)), "a.xif:1:1: unexpected byte 0x00");
   EXPECT_EQ(interface_problem("// a\n// \x1b[31m"), "a.xif:2:1: unexpected byte 0x1b in a comment");
+  EXPECT_EQ(interface_problem("// \x7f"), "a.xif:1:1: unexpected byte 0x7f in a comment");
+  EXPECT_EQ(interface_problem("//\ta\r\ninterface a/0.1 { read m; }"), "no problem");
 }
 
 TEST(InterfaceFile, CommentNeedsItsEnd) {
