@@ -1,6 +1,7 @@
 #include "tests/simulation/sim_world_network.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -27,6 +28,12 @@ bool is_tcp(const NetAddress& address) {
   return address.family == NetAddress::Family::TCP;
 }
 
+// Whether accept() fails so without taking who waits off the queue.
+bool leaves_it_waiting(int error) {
+  constexpr std::array ERRORS{-EMFILE, -ENFILE, -ENOBUFS, -ENOMEM, -EPERM};
+  return std::ranges::find(ERRORS, error) != ERRORS.end();
+}
+
 }  // namespace
 
 SimNetwork::SimNetwork(SimAgenda& agenda, SimRandom& random, SimTrace& trace)
@@ -49,10 +56,14 @@ int SimNetwork::listen(const NetAddress& address) {
 int SimNetwork::accept(int listener, NetAddress& peer) {
   Descriptor& listening = descriptor(listener, Descriptor::Kind::LISTENER);
   if (listening.queue.empty()) return -EAGAIN;
-  if (_accept_error != 0) return _accept_error;
+  if (_accept_error != 0 && leaves_it_waiting(_accept_error)) return _accept_error;
   const std::uint64_t id = listening.queue.front();
   listening.queue.pop();
   Connection& connection = _connections.at(id);
+  if (_accept_error != 0) {
+    close_end(connection, SERVER, Mark::RESET);
+    return _accept_error;
+  }
   const int fd = open_descriptor(Descriptor::Kind::STREAM);
   if (fd < 0) {
     trace(connection, SERVER, SimTrace::Act::NO_DESCRIPTOR);

@@ -88,7 +88,8 @@ class SimNetwork final : public Network {
     _owner = owner != nullptr ? owner : &_descriptors_of_all;
   }
   // What accept() answers instead of a connection, as a negative errno; 0, as at
-  // first: nothing.
+  // first: nothing. As with a kernel, one that tells what became of the connection
+  // takes it off the queue, and one for want of means leaves it there.
   void set_accept_error(int error) { _accept_error = error; }
   void set_host_state(IPv4 host, SimHostState state);
   // What the name service knows from now on; at first it knows no name.

@@ -27,7 +27,6 @@ bool is_of_one_connection(int error) {
     case -ENONET:
     case -ENOPROTOOPT:
     case -EOPNOTSUPP:
-    case -EPERM:
     case -EPROTO:
     case -ETIMEDOUT:
       return true;
@@ -85,7 +84,8 @@ void XrlListener::accept_some(Socket& socket) {
       _told_pause = false;
       admit(fd, peer);
     } else if (fd == -EMFILE || fd == -ENFILE) {
-      static_cast<void>(make_room());
+      // Where none may go, nobody knows whether the one who waits could be turned away.
+      if (!make_room()) pause(socket, fd);
       return;
     } else if (!is_of_one_connection(fd)) {
       pause(socket, fd);
