@@ -58,7 +58,8 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& words)
 
 std::optional<std::string> read_if_there(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
+  // A folder can be opened, but reading it would throw something that does not name it.
+  if (!file || fs::is_directory(path)) return std::nullopt;
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
