@@ -15,7 +15,7 @@
 
 class PreparedStreams final : public Kernel, public Network {
  public:
-  static constexpr std::size_t MAX_STREAMS = 16;
+  static constexpr std::size_t MAX_STREAMS = 32;
   static constexpr std::size_t ROOM = 65536;  // for what one peer hears
 
   PreparedStreams() : _streams(MAX_STREAMS) {

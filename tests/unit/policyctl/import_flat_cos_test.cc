@@ -131,9 +131,11 @@ TEST(ImportFlatCos, AScheduleThatSomePortsHaveNotIsNotedAndLeftOut) {
             "cos schedule algorithm 0 weights 14 14 14 15\n");
   const Import import = with_ports(R"("p1": {}, "p2": {}, "p3": {})");
   EXPECT_EQ(printed(import), "");
-  EXPECT_EQ(notes_of(import).back(),
-            "QUEUE: 5 entries: policyd has one schedule for all ports, and some have none here; "
-            "the schedule is left out.");
+  EXPECT_EQ(notes_of(import),
+            (Texts{"/SCHEDULER|strict/type: 'STRICT': policyd has nothing like it.",
+                   "QUEUE: 5 entries: policyd has one schedule for all ports, and some have none "
+                   "here; the schedule is left out.",
+                   "PORT: 3 entries: policyd keeps no such table."}));
 }
 
 }  // namespace

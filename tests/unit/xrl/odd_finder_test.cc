@@ -127,7 +127,8 @@ TEST_F(OddFinder, IsNotBelievedWhenItsAnswerMakesNoSense) {
       resolved(100, resolution(here, ":txt=a/0.1/m", XrlAtom::unnamed(XrlAtom::Binary(15, 1)))),
       nonsense);
   EXPECT_EQ(resolved(100, resolution(here, ":txt=a/0.1/m", XrlAtom::unnamed(std::uint32_t{1}))),
-            nonsense);
+            "220 INTERNAL_ERROR reply to finder/0.2/resolve_target: list 'keys' holds u32, binary "
+            "expected. ");
 }
 
 TEST_F(OddFinder, IsAskedForAnInterestAgainThatItHadNoMemoryFor) {
