@@ -6,6 +6,8 @@
 //   plan    the same file again, which changes nothing
 //   change  `apply` of the same file with one rule changed, which must send the
 //           two requests of one change
+//   replace `apply --confirm` of the same file with every rule changed, `recover` of
+//           that, `apply` of it again, and `rollback`: what takes most memory
 //
 // A finder, a simulated stack and policyd run as processes of their own, and
 // policyctl is started anew each time: the figures are those of its whole life, and
@@ -34,10 +36,8 @@
 
 namespace {
 
-constexpr double MOST_START_MS = 5;
-constexpr double MOST_APPLY_S[] = {0.10, 0.8};
+constexpr double MOST_START_MS = 4;
 constexpr double MOST_GROWTH = 11;
-constexpr double MOST_PLAN_S = 0.5;
 constexpr double MOST_MEMORY_MB = 100;
 constexpr std::size_t REQUESTS_OF_ONE_CHANGE = 2;
 constexpr int STARTS_OF_ROUND = 5;
@@ -64,21 +64,32 @@ class Policyctl {
   std::string _finder;
 };
 
+// What each operation may take, in seconds.
+struct Targets {
+  double apply;
+  double plan;
+  double change;
+};
+constexpr Targets TARGETS[] = {{0.10, 0.15, 0.15}, {0.20, 0.15, 0.15}};
+
 // The same rules for everybody.
 struct Load {
   std::size_t rules;
   RuleFiles files;
   std::string configuration;
   std::string one_changed;
+  std::string all_changed;
 };
 
-// A copy of the configuration with another action in the middle.
-void change_one_rule(const std::string& from, const std::string& to, std::size_t rules) {
+// A copy of the configuration with another action of the rules that `changes` tells by
+// the numbers of their lines, from 0.
+template <typename Changes>
+void change_rules(const std::string& from, const std::string& to, Changes changes) {
   std::ifstream in(from);
   std::ofstream out(to);
   std::size_t number = 0;
   for (std::string line; std::getline(in, line); ++number) {
-    const std::size_t at = number == (rules + 1) / 2 ? line.find(" permit ") : std::string::npos;
+    const std::size_t at = changes(number) ? line.find(" permit ") : std::string::npos;
     if (at != std::string::npos) line.replace(at, 8, " deny ");
     out << line << '\n';
   }
@@ -87,10 +98,12 @@ void change_one_rule(const std::string& from, const std::string& to, std::size_t
 Load prepare(const Policyctl& policyctl, const std::string& folder, std::size_t rules) {
   const std::string stem = folder + "/" + std::to_string(rules);
   Load load{rules, write_rule_files(folder, BENCH_EXAMPLES "/classbench-acl1-10k.rules", rules),
-            stem + ".conf", stem + ".changed"};
+            stem + ".conf", stem + ".one-changed", stem + ".all-changed"};
   (void)policyctl.run(
       {"import", "classbench", "--acl", "10", load.files.classbench, "-o", load.configuration});
-  change_one_rule(load.configuration, load.one_changed, rules);
+  change_rules(load.configuration, load.one_changed,
+               [rules](std::size_t line) { return line == (rules + 1) / 2; });
+  change_rules(load.configuration, load.all_changed, [](std::size_t) { return true; });
   return load;
 }
 
@@ -99,6 +112,10 @@ struct Figures {
   std::vector<double> apply_on_disk;
   std::vector<double> plan;
   std::vector<double> change;
+  std::vector<double> confirm;
+  std::vector<double> recover;
+  std::vector<double> replace;
+  std::vector<double> rollback;
   std::vector<double> add_flows;
   std::vector<double> nft;
   std::size_t peak_memory = 0;
@@ -118,6 +135,17 @@ class Round {
     measure(_figures.change, {"apply", _load.one_changed}, REQUESTS_OF_ONE_CHANGE);
     (void)_policyctl.run({"delete", "acl", "10"});
   }
+  // On the switch that has the rules: each is deleted and created again.
+  void replace_all(const std::string& parent) {
+    const TemporaryFolder state(parent);
+    setenv("POLICYCTL_STATE_DIR", state.path().c_str(), 1);
+    (void)_policyctl.run({"apply", _load.configuration});
+    measure(_figures.confirm, {"apply", "--confirm", "600", _load.all_changed});
+    measure(_figures.recover, {"recover"});
+    measure(_figures.replace, {"apply", _load.all_changed}, 2 * _load.rules);
+    measure(_figures.rollback, {"rollback", "1"}, 2 * _load.rules);
+    (void)_policyctl.run({"delete", "acl", "10"});
+  }
   void on_disk(const std::string& parent) {
     const TemporaryFolder state(parent);
     setenv("POLICYCTL_STATE_DIR", state.path().c_str(), 1);
@@ -128,7 +156,12 @@ class Round {
  private:
   void measure(std::vector<double>& seconds, const std::vector<std::string>& words,
                std::size_t requests) {
-    const TimedRun run = _policyctl.run(words, requests);
+    note(seconds, _policyctl.run(words, requests));
+  }
+  void measure(std::vector<double>& seconds, const std::vector<std::string>& words) {
+    note(seconds, _policyctl.run(words));
+  }
+  void note(std::vector<double>& seconds, const TimedRun& run) {
     seconds.push_back(run.seconds);
     _figures.peak_memory = std::max(_figures.peak_memory, run.peak_memory);
   }
@@ -152,13 +185,17 @@ void print_seconds(const char* name, const std::vector<double>& seconds,
               verdict.c_str());
 }
 
-void print(const Load& load, const Figures& figures, double most_apply) {
+void print(const Load& load, const Figures& figures, const Targets& most) {
   std::printf("%zu rules\n", load.rules);
-  print_seconds("apply", figures.apply, at_most(median(figures.apply), most_apply));
+  print_seconds("apply", figures.apply, at_most(median(figures.apply), most.apply));
   print_seconds("apply, state on the disk", figures.apply_on_disk);
-  print_seconds("plan, nothing to change", figures.plan,
-                at_most(median(figures.plan), MOST_PLAN_S));
-  print_seconds("apply, one rule changed", figures.change);
+  print_seconds("plan, nothing to change", figures.plan, at_most(median(figures.plan), most.plan));
+  print_seconds("apply, one rule changed", figures.change,
+                at_most(median(figures.change), most.change));
+  print_seconds("apply --confirm, all changed", figures.confirm);
+  print_seconds("recover of that", figures.recover);
+  print_seconds("apply, all changed", figures.replace);
+  print_seconds("rollback of that", figures.rollback);
   print_seconds("ovs-ofctl --bundle add-flows", figures.add_flows);
   print_seconds("nft -f", figures.nft);
   const double memory = static_cast<double>(figures.peak_memory) / 1e6;
@@ -201,6 +238,7 @@ int main(int argc, char** argv) {
       Round steps(policyctl, loads[size], figures[size]);
       steps.in_memory(in_memory);
       steps.on_disk(on_disk);
+      steps.replace_all(in_memory);
       measure_other(flows.get(), loads[size].files.flows, figures[size].add_flows);
       measure_other(filter.get(), loads[size].files.packet_filter, figures[size].nft);
     }
@@ -210,7 +248,7 @@ int main(int argc, char** argv) {
               starts.size(), *std::max_element(starts.begin(), starts.end()) * 1e3,
               at_most(start_ms, MOST_START_MS).c_str());
   for (std::size_t size = 0; size < 2; ++size) {
-    print(loads[size], figures[size], MOST_APPLY_S[size]);
+    print(loads[size], figures[size], TARGETS[size]);
   }
   const double growth = median(figures[1].apply) / median(figures[0].apply);
   std::printf("apply, ten times as many: %.1f times as long  %s\n", growth,

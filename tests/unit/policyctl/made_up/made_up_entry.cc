@@ -9,11 +9,9 @@ class MadeUp : public EntryKind {
  public:
   using EntryKind::EntryKind;
   void read(SwitchReader& /*reader*/, const EntryKey& /*above*/) const override {}
-#ifndef LEAVE_OUT_SEND
   [[nodiscard]] bool send(EntrySender& /*sender*/, const Step& /*step*/) const override {
     return true;
   }
-#endif
 };
 
 constinit const MadeUp KIND(EntryFacts{
@@ -25,9 +23,7 @@ constinit const MadeUp KIND(EntryFacts{
     .presence = Presence::MADE,
     .defaults = std::span<const DefaultEntry>{},
     .change = HowChanged::REPLACED,
-#ifndef LEAVE_OUT_PHASE
     .phase = Phase::NAMES,
-#endif
     .uses = Use{nullptr, nullptr, {}, {}, {}},
     .missing = nullptr,
     .refused = nullptr,
@@ -35,9 +31,7 @@ constinit const MadeUp KIND(EntryFacts{
                             std::string_view("Say it once.")},
     .reads = "get_mirrors",
     .sends = "create_mirror",
-#ifndef LEAVE_OUT_JSON
     .json = JsonForm{"", "mirrors", true, JSON},
-#endif
     .example = "mirror 1 queue 2\n",
 });
 
