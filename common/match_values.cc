@@ -8,24 +8,11 @@
 #include <optional>
 
 #include "framework/base/decimal.h"
+#include "framework/base/shown_character.h"
 
 namespace {
 
 constexpr std::size_t HEX_DIGITS = 4;
-
-constexpr std::size_t LONGEST_QUOTE = 60;
-
-std::string quoted(std::string_view text) {
-  std::size_t end = std::min(text.size(), LONGEST_QUOTE);
-  // Not within a character of UTF-8.
-  while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80) {
-    --end;
-  }
-  std::string shown(text.substr(0, end));
-  const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
-  std::replace_if(shown.begin(), shown.end(), is_control, '?');
-  return "'" + shown + (end < text.size() ? "...'" : "'");
-}
 
 std::string rather(const std::string& spelling) {
   return "written " + spelling + ".";
@@ -51,7 +38,7 @@ std::optional<std::uint32_t> decimal(std::string_view text) {
 std::string number_problem(const MatchField& field, std::string_view text) {
   const std::optional<std::uint32_t> number = decimal(text);
   if (number && *number >= field.lowest && *number <= field.highest) return {};
-  return quoted(text) + " is no number " + std::to_string(field.lowest) + ".." +
+  return shown_in_quotes(text) + " is no number " + std::to_string(field.lowest) + ".." +
          std::to_string(field.highest) + ".";
 }
 
@@ -64,7 +51,7 @@ std::string range_problem(const MatchField& field, std::string_view text) {
   const std::uint32_t low = *decimal(halves.before);
   const std::uint32_t high = *decimal(*halves.after);
   if (low == high) return "a range of one number is " + rather(std::to_string(low));
-  if (low > high) return "the range " + quoted(text) + " ends before it begins.";
+  if (low > high) return "the range " + shown_in_quotes(text) + " ends before it begins.";
   return {};
 }
 
@@ -81,12 +68,12 @@ std::optional<std::uint32_t> hexadecimal(std::string_view text) {
 
 std::string hex_problem(std::string_view text) {
   if (hexadecimal(text)) return {};
-  return quoted(text) + " is not 0x and four digits 0-9a-f.";
+  return shown_in_quotes(text) + " is not 0x and four digits 0-9a-f.";
 }
 
 std::string bits_problem(std::string_view text) {
   const Halves halves = split(text, '/');
-  if (!halves.after) return quoted(text) + " has no /MASK.";
+  if (!halves.after) return shown_in_quotes(text) + " has no /MASK.";
   for (const std::string_view half : {halves.before, *halves.after}) {
     std::string problem = hex_problem(half);
     if (!problem.empty()) return problem;
@@ -110,8 +97,10 @@ bool is_own_spelling(const Address& address, std::string_view text) {
 // Empty, or the only spelling of `address`, when `text` is another.
 template <typename Address>
 std::string address_problem(std::string_view text, std::string_view kind, Address& address) {
-  if (!Address::parse(text, address)) return quoted(text) + " is no " + std::string(kind) + ".";
-  if (!is_own_spelling(address, text)) return quoted(text) + " is " + rather(address.str());
+  if (!Address::parse(text, address))
+    return shown_in_quotes(text) + " is no " + std::string(kind) + ".";
+  if (!is_own_spelling(address, text))
+    return shown_in_quotes(text) + " is " + rather(address.str());
   return {};
 }
 
@@ -141,10 +130,11 @@ std::string prefix_problem(std::string_view text, std::string_view kind, std::ui
   Address address;
   std::string problem = address_problem(halves.before, kind, address);
   if (!problem.empty()) return problem;
-  if (!halves.after) return quoted(text) + " has no /LENGTH.";
+  if (!halves.after) return shown_in_quotes(text) + " has no /LENGTH.";
   const std::optional<std::uint32_t> length = decimal(*halves.after);
   if (!length || *length > longest) {
-    return quoted(*halves.after) + " is no prefix length 0.." + std::to_string(longest) + ".";
+    return shown_in_quotes(*halves.after) + " is no prefix length 0.." + std::to_string(longest) +
+           ".";
   }
   const Address network = network_of(address, *length);
   if (network == address) return {};
@@ -156,14 +146,14 @@ std::string word_problem(const MatchField& field, std::string_view text) {
     rest = split(*rest.after, '|');
     if (rest.before == text) return {};
   }
-  return quoted(text) + " is none of " + match_value_syntax(field) + ".";
+  return shown_in_quotes(text) + " is none of " + match_value_syntax(field) + ".";
 }
 
 std::string name_problem(std::string_view text) {
   if (text.empty()) return "a name is missing.";
   const bool is_printable =
       std::all_of(text.begin(), text.end(), [](unsigned char c) { return c >= 0x20 && c != 0x7f; });
-  return is_printable ? std::string() : quoted(text) + " has control characters.";
+  return is_printable ? std::string() : shown_in_quotes(text) + " has control characters.";
 }
 
 std::string interfaces_problem(std::string_view text) {
@@ -173,7 +163,7 @@ std::string interfaces_problem(std::string_view text) {
     std::string problem = name_problem(rest.before);
     if (!problem.empty()) return problem;
     if (rest.before <= previous) {
-      return quoted(rest.before) + " must not stand behind " + quoted(previous) +
+      return shown_in_quotes(rest.before) + " must not stand behind " + shown_in_quotes(previous) +
              ": each interface once, in ascending order of bytes.";
     }
     previous = rest.before;

@@ -1,5 +1,7 @@
 #include "framework/base/shown_character.h"
 
+#include <algorithm>
+
 namespace {
 
 // The length that the first byte of a UTF-8 character announces; 0: none does.
@@ -39,4 +41,16 @@ std::size_t shown_character(std::string_view text) {
   const bool control = byte(0) == 0xc2 && byte(1) < 0xa0;
   return overlong || surrogate || too_high || control || is_obeyed(text.substr(0, length)) ? 0
                                                                                            : length;
+}
+
+std::string shown_in_quotes(std::string_view text) {
+  constexpr std::size_t LONGEST_QUOTE = 60;
+  std::string shown;
+  while (!text.empty()) {
+    const std::size_t length = shown_character(text);
+    if (shown.size() + std::max<std::size_t>(length, 1) > LONGEST_QUOTE) break;
+    shown += length > 0 ? text.substr(0, length) : "?";
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return "'" + shown + (text.empty() ? "'" : "...'");
 }

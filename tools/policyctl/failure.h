@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-// What policyctl exits with; what each tells people is in render/exit_statuses.h.
+// What policyctl exits with; what each tells people is in render/topics.h.
 enum class ExitStatus : int {
   DONE = 0,
   REFUSED = 1,  // by policyd or by policyctl itself

@@ -10,7 +10,6 @@
 #include "tools/policyctl/language/read_configuration.h"
 #include "tools/policyctl/language/write_configuration.h"
 #include "tools/policyctl/render/examples.h"
-#include "tools/policyctl/render/exit_statuses.h"
 #include "tools/policyctl/render/topics.h"
 #include "tools/policyctl/shell/shell_forms.h"
 

@@ -32,8 +32,10 @@ TEST(MatchValues, ALongTextIsCutInTheSentence) {
   EXPECT_EQ(problem("vlan", text), "'" + std::string(59, 'x') + "...' is no number 1..4094.");
 }
 
-TEST(MatchValues, ALongTextWithoutTheBeginningOfACharacterIsLeftOutOfTheSentence) {
-  EXPECT_EQ(problem("vlan", std::string(100, '\xa4')), "'...' is no number 1..4094.");
+TEST(MatchValues, BytesThatCannotBeShownAreMarkedInTheSentence) {
+  EXPECT_EQ(problem("vlan", "1\x1b[2J\xa4\xe2\x80\xae"), "'1?[2J?\?\?\?' is no number 1..4094.");
+  EXPECT_EQ(problem("vlan", std::string(100, '\xa4')),
+            "'" + std::string(60, '?') + "...' is no number 1..4094.");
 }
 
 TEST(MatchValues, ARangeIsANumberOrTwoInOrder) {

@@ -64,7 +64,7 @@ void complete_kept(const EntryKind& kind, EntryMap& wanted, const EntryMap& pres
 
 void start_over(const EntryKind& kind, EntryMap& wanted, const EntryMap& present) {
   if (*kind.facts().presence != Presence::ALWAYS) return;
-  if (*kind.facts().below == &TOP_LEVEL) {
+  if (is_top(kind)) {
     for (const DefaultEntry& each : *kind.facts().defaults) {
       wanted.try_emplace(key_of(each.key), EntryValue(std::span(each.numbers).first(each.count)));
     }

@@ -31,17 +31,16 @@ class CarryingOver {
 
   Difference carry_over() {
     // Whether a rule can go is known once what is bound stands.
-    for (const EntryKind* kind : entry_kinds()) {
-      if (is_top(*kind) && !(_leaves && is_list(*kind))) carry(*kind);
+    for (const EntryKind* kind : top_kinds()) {
+      if (!_leaves || !is_list(*kind)) carry(*kind);
     }
     if (_leaves) {
       _used = used_ones();
-      for (const EntryKind* kind : entry_kinds()) {
-        if (is_top(*kind) && is_list(*kind)) carry(*kind);
+      for (const EntryKind* kind : top_kinds()) {
+        if (is_list(*kind)) carry(*kind);
       }
     }
-    for (const EntryKind* kind : entry_kinds()) {
-      if (used_kind(*kind) == nullptr) continue;
+    for (const EntryKind* kind : using_kinds()) {
       if (_leaves) {
         drop_without_use(*kind);
       } else {
@@ -53,19 +52,11 @@ class CarryingOver {
   }
 
  private:
-  static bool is_top(const EntryKind& kind) { return *kind.facts().below == &TOP_LEVEL; }
   static bool is_list(const EntryKind& kind) {
     return *kind.facts().opens != nullptr && *kind.facts().presence == Presence::MADE;
   }
 
   void clash(std::string name) { _result.clashes.push_back(std::move(name)); }
-
-  template <typename Visit>
-  void for_each_child(const EntryKind& head, Visit visit) {
-    for (const EntryKind* kind : entry_kinds()) {
-      if (stands_below(*kind, head)) visit(*kind);
-    }
-  }
 
   // Calls `visit(key, before, after)` for each of either side, from `first` on while
   // `belongs(key)`.
@@ -92,6 +83,12 @@ class CarryingOver {
         ++b;
       }
     }
+  }
+
+  template <typename Visit>
+  void for_each_key_below(const EntryKind& kind, const EntryKey& above, Visit visit) {
+    const auto is_below = [&](const EntryKey& key) { return key_above(kind, key) == above; };
+    for_each_key(kind, above, is_below, visit);
   }
 
   void carry(const EntryKind& kind) {
@@ -140,10 +137,7 @@ class CarryingOver {
   }
 
   void carry_below(const EntryKind& kind, const EntryKey& above) {
-    const auto is_below = [&](const EntryKey& key) {
-      return key.numbers[0] == above.numbers[0] && key.name == above.name;
-    };
-    for_each_key(kind, above, is_below, [&](const EntryKey& key, Value before, Value after) {
+    for_each_key_below(kind, above, [&](const EntryKey& key, Value before, Value after) {
       if (*kind.facts().change == HowChanged::ORDERED) {
         carry_order(kind, key, elements_of(before), elements_of(after));
       } else {
@@ -161,16 +155,12 @@ class CarryingOver {
     }
     for (const EntryKey& key : keys) {
       if (_result.target.has(head, key)) {
-        for_each_child(head, [&](const EntryKind& kind) {
-          if (*kind.facts().change == HowChanged::ORDERED) carry_below(kind, key);
-        });
-        for_each_child(head, [&](const EntryKind& kind) {
-          if (*kind.facts().change == HowChanged::REPLACED) carry_below(kind, key);
-        });
-        for_each_child(head, [&](const EntryKind& kind) {
-          if (*kind.facts().change == HowChanged::SET) carry_below(kind, key);
-        });
-      } else if (!_leaves && differs_below(head, key)) {
+        for (const HowChanged how : {HowChanged::ORDERED, HowChanged::REPLACED, HowChanged::SET}) {
+          for (const EntryKind* kind : kinds_below(head)) {
+            if (*kind->facts().change == how) carry_below(*kind, key);
+          }
+        }
+      } else if (!_leaves && _after.has(head, key) && differs_below(head, key)) {
         clash(name_of(head, key));
       }
     }
@@ -178,14 +168,11 @@ class CarryingOver {
 
   [[nodiscard]] bool differs_below(const EntryKind& head, const EntryKey& above) {
     bool differs = false;
-    for_each_child(head, [&](const EntryKind& kind) {
-      const auto is_below = [&](const EntryKey& key) {
-        return key.numbers[0] == above.numbers[0] && key.name == above.name;
-      };
-      for_each_key(kind, above, is_below, [&](const EntryKey&, Value before, Value after) {
-        differs = differs || (!same(before, after) && _after.has(head, above));
+    for (const EntryKind* kind : kinds_below(head)) {
+      for_each_key_below(*kind, above, [&](const EntryKey&, Value before, Value after) {
+        differs = differs || !same(before, after);
       });
-    });
+    }
     return differs;
   }
 
@@ -226,28 +213,19 @@ class CarryingOver {
   void carry_list(const EntryKind& kind, const EntryKey& key, Value before, Value after) {
     const Value now = _result.target.find(kind, key);
     if (now == nullptr && !put_missing_list(kind, key, before, after)) return;
-    for_each_child(kind, [&](const EntryKind& child) { carry_below(child, key); });
+    for (const EntryKind* child : kinds_below(kind)) carry_below(*child, key);
     if (now != nullptr || _leaves) carry_head(kind, key, before, after);
   }
 
   // A list that is not there. False when nothing of it is to be there either.
   bool put_missing_list(const EntryKind& kind, const EntryKey& key, Value before, Value after) {
     const bool was_removed = !_leaves && before != nullptr;
-    if (was_removed && after != nullptr && differs(kind, key)) clash(name_of(kind, key));
+    if (was_removed && after != nullptr && (!same(before, after) || differs_below(kind, key))) {
+      clash(name_of(kind, key));
+    }
     if (was_removed || after == nullptr) return false;
     _result.target.of(kind).insert_or_assign(key, *after);
     return true;
-  }
-
-  [[nodiscard]] bool differs(const EntryKind& kind, const EntryKey& key) {
-    bool differs = !same(_before.find(kind, key), _after.find(kind, key));
-    for_each_child(kind, [&](const EntryKind& child) {
-      const auto is_below = [&](const EntryKey& own) { return own.numbers[0] == key.numbers[0]; };
-      for_each_key(child, key, is_below, [&](const EntryKey&, Value before, Value after) {
-        differs = differs || !same(before, after);
-      });
-    });
-    return differs;
   }
 
   void carry_head(const EntryKind& kind, const EntryKey& key, Value before, Value after) {
@@ -288,54 +266,38 @@ class CarryingOver {
   }
 
   [[nodiscard]] bool has_more(const EntryKind& kind, const EntryKey& key) {
-    bool has = false;
-    for_each_child(kind, [&](const EntryKind& child) {
-      const EntryMap& map = _result.target.of(child);
+    const auto kinds = kinds_below(kind);
+    return std::any_of(kinds.begin(), kinds.end(), [&](const EntryKind* child) {
+      const EntryMap& map = _result.target.of(*child);
       const auto at = map.lower_bound(key);
-      has = has || (at != map.end() && at->first.numbers[0] == key.numbers[0]);
+      return at != map.end() && key_above(*child, at->first) == key;
     });
-    return has;
   }
 
   // Those that are left were added or changed by somebody else.
   void remove_list(const EntryKind& kind, const EntryKey& key, const EntryValue& before) {
     const std::size_t clashes = _result.clashes.size();
     if (_result.target.of(kind).at(key) != before) clash(name_of(kind, key));
-    for_each_child(kind, [&](const EntryKind& child) {
-      for_each_below(key, _result.target.of(child), [&](const EntryKey& own, const EntryValue&) {
-        if (!_before.has(child, own)) clash(name_of(child, own));
+    for (const EntryKind* child : kinds_below(kind)) {
+      for_each_below(key, _result.target.of(*child), [&](const EntryKey& own, const EntryValue&) {
+        if (!_before.has(*child, own)) clash(name_of(*child, own));
       });
-    });
+    }
     if (_keeps_theirs && _result.clashes.size() > clashes) return;
-    for_each_child(kind, [&](const EntryKind& child) {
-      _result.target.of(child).erase_if(
-          [&](const MapEntry& entry) { return key_above(child, entry.first) == key; });
-    });
-    _result.target.erase(kind, key);
+    erase_with_all_below(_result.target, kind, key);
   }
 
   static bool is_used(const EntryKind& kind) {
-    return std::any_of(entry_kinds().begin(), entry_kinds().end(),
+    return std::any_of(using_kinds().begin(), using_kinds().end(),
                        [&](const EntryKind* user) { return used_kind(*user) == &kind; });
-  }
-
-  template <typename Visit>
-  static void for_each_use(const EntryKind& kind, const EntryMap& map, Visit visit) {
-    for (const auto& [key, value] : map) {
-      if (*kind.facts().change == HowChanged::ORDERED) {
-        for (const Element& each : elements_of(&value)) visit(element_key(key, each));
-      } else {
-        visit(key);
-      }
-    }
   }
 
   [[nodiscard]] std::set<EntryKey> used_ones() const {
     std::set<EntryKey> keys;
-    for (const EntryKind* kind : entry_kinds()) {
-      if (used_kind(*kind) == nullptr) continue;
-      for_each_use(*kind, _result.target.of(*kind),
-                   [&keys](const EntryKey& key) { keys.insert(used_key(key)); });
+    for (const EntryKind* kind : using_kinds()) {
+      for_each_said(*kind, _result.target, [&keys](const EntryKey& key, const EntryValue&) {
+        keys.insert(used_key(key));
+      });
     }
     return keys;
   }
@@ -343,7 +305,7 @@ class CarryingOver {
   // What one side bound and the other took the rule of.
   void check_uses(const EntryKind& kind) {
     const Use& use = kind.facts().uses;
-    for_each_use(kind, _result.target.of(kind), [&](const EntryKey& key) {
+    for_each_said(kind, _result.target, [&](const EntryKey& key, const EntryValue&) {
       const Value used = _result.target.find(*used_kind(kind), used_key(key));
       const bool suits = used != nullptr && (use.suits == nullptr || use.suits(*used));
       if (suits) return;
@@ -365,25 +327,13 @@ class CarryingOver {
   // that came only after the rules were read.
   void drop_without_use(const EntryKind& kind) {
     const Use& use = kind.facts().uses;
-    const auto must_go = [&](const EntryKey& key, bool is_there_now) {
+    std::set<EntryKey> there;
+    for_each_said(kind, _now,
+                  [&there](const EntryKey& key, const EntryValue&) { there.insert(key); });
+    erase_said(_result.target, kind, [&](const EntryKey& key) {
       const Value used = _result.target.find(*used_kind(kind), used_key(key));
-      return used == nullptr ? !is_there_now : use.suits != nullptr && !use.suits(*used);
-    };
-    if (*kind.facts().change != HowChanged::ORDERED) {
-      _result.target.of(kind).erase_if(
-          [&](const MapEntry& entry) { return must_go(entry.first, _now.has(kind, entry.first)); });
-      return;
-    }
-    const EntryMap all = _result.target.of(kind);
-    for (const auto& [key, value] : all) {
-      const Elements now = elements_of(_now.find(kind, key));
-      const std::set<Element> there(now.begin(), now.end());
-      Elements left = elements_of(&value);
-      const std::size_t erased = std::erase_if(left, [&, &record = key](const Element& each) {
-        return must_go(element_key(record, each), there.contains(each));
-      });
-      if (erased > 0) put_elements(_result.target, kind, key, left);
-    }
+      return used == nullptr ? !there.contains(key) : use.suits != nullptr && !use.suits(*used);
+    });
   }
 
   const Entries& _before;

@@ -69,8 +69,7 @@ void before_change(const std::function<void()>& run) {
 
 std::string leave_gone_out(ReadConfiguration& kept, const SwitchConfiguration& present) {
   std::string gone;
-  for (const EntryKind* kind : entry_kinds()) {
-    if (*kind->facts().presence != Presence::OUTSIDE) continue;
+  for (const EntryKind* kind : outside_kinds()) {
     const EntryMap there = kept.configuration.of(*kind);
     for (const auto& [key, value] : there) {
       if (present.has(*kind, key)) continue;

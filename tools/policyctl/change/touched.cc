@@ -23,8 +23,7 @@ class Touching {
   // A list that goes, be it to come again, goes with all that stands below it.
   void add_all_below(const EntryKind& head, const EntryKey& key) {
     add_entry(head, key);
-    for (const EntryKind* child : entry_kinds()) {
-      if (!stands_below(*child, head)) continue;
+    for (const EntryKind* child : kinds_below(head)) {
       for_each_below(key, _whole.of(*child), [&](const EntryKey& own, const EntryValue& value) {
         _part.put(*child, own, value);
       });

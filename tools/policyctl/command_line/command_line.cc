@@ -1,13 +1,13 @@
 #include "tools/policyctl/command_line/command_line.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <ostream>
 #include <string_view>
 #include <utility>
 
 #include "framework/xrl/finder_constants.h"
+#include "framework/xrl/finder_place.h"
 #include "tools/policyctl/command_line/manual.h"
 #include "tools/policyctl/command_line/usage_failure.h"
 #include "tools/policyctl/language/statement_match.h"
@@ -146,16 +146,13 @@ class CommandLineMaker {
 }  // namespace
 
 void set_finder(Context& context, const std::string& text) {
-  const std::size_t colon = text.find(':');
-  context.place.finder_host = text.substr(0, colon);
-  if (context.place.finder_host.empty()) throw CLI::ValidationError("-F " + text, "no host");
-  if (colon == std::string::npos) return;
-  const char* const end = text.data() + text.size();
-  const auto [last, problem] =
-      std::from_chars(text.data() + colon + 1, end, context.place.finder_port);
-  if (problem != std::errc() || last != end || context.place.finder_port == 0) {
-    throw CLI::ValidationError("-F " + text, "the port must be a number 1..65535");
+  FinderPlace place;
+  if (!parse_finder_place(text, place)) {
+    const bool has_host = !text.empty() && !text.starts_with(':');
+    throw CLI::ValidationError("-F " + text,
+                               has_host ? "the port must be a number 1..65535" : "no host");
   }
+  context.place = {place.host, place.port};
 }
 
 std::unique_ptr<CommandLine> make_command_line(Context& context) {

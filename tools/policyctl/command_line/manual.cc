@@ -8,7 +8,6 @@
 #include "common/match_fields.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/render/examples.h"
-#include "tools/policyctl/render/exit_statuses.h"
 #include "tools/policyctl/render/topics.h"
 #include "tools/policyctl/shell/shell_forms.h"
 
@@ -134,12 +133,7 @@ void write_commands(Page& page) {
 void write_language(Page& page) {
   page.section("CONFIGURATION LANGUAGE");
   page.paragraph(
-      "A configuration is a text of lines, each a statement. '#' begins a comment; a word in "
-      "double "
-      "quotes may have blanks. Rules stand below an 'acl' line, bindings below an 'interface' or "
-      "'vlan' line. Words in capitals stand for values; what is in brackets may be left out; '...' "
-      "stands for any number of the word before it, none included. What "
-      "'show' prints can be applied.");
+      sentence(std::string(language_introduction()) + " What 'show' prints can be applied."));
   for (const Statement& each : statements()) {
     page.item(each.pattern, sentence(std::string(each.help)));
     for (const HelpRow& row : argument_rows(each)) page.more(row.name + ": " + row.help + ".");

@@ -41,11 +41,8 @@ Wanted want(ReadConfiguration read, const SwitchConfiguration& present, Unnamed 
 }
 
 void keep_bindings(Entries& wanted, const Entries& present) {
-  for (const EntryKind* head : entry_kinds()) {
-    if (*head->facts().presence != Presence::OUTSIDE) continue;
-    for (const EntryKind* kind : entry_kinds()) {
-      if (stands_below(*kind, *head)) wanted.of(*kind) = present.of(*kind);
-    }
+  for (const EntryKind* head : outside_kinds()) {
+    for (const EntryKind* kind : kinds_below(*head)) wanted.of(*kind) = present.of(*kind);
   }
 }
 

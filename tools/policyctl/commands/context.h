@@ -11,8 +11,7 @@
 #include "framework/base/clock.h"
 #include "tools/policyctl/failure.h"
 #include "tools/policyctl/language/fault.h"
-#include "tools/policyctl/render/counted.h"
-#include "tools/policyctl/render/output.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/render/print_report.h"
 #include "tools/policyctl/switch/switch_session.h"
 

@@ -7,6 +7,7 @@
 #include "tools/policyctl/change/change_switch.h"
 #include "tools/policyctl/change/faults_at_switch.h"
 #include "tools/policyctl/change/read_switch.h"
+#include "tools/policyctl/language/elements.h"
 #include "tools/policyctl/render/json_output.h"
 #include "tools/policyctl/render/print_uses.h"
 
@@ -89,7 +90,7 @@ ExitStatus delete_command(const Context& context, const ObjectName& object,
   }
   SwitchConfiguration target = present;
   unbind_object(object, target);
-  remove_object(object, target);
+  erase_with_all_below(target, *object.kind, object.key);
   const Plan plan(present, std::move(target));
   const std::string what = "delete " + object.name();
   const ChangeReport report = change_switch([](std::size_t, std::size_t) {}, *session, directory,

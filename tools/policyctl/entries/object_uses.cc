@@ -2,24 +2,14 @@
 
 #include <algorithm>
 
-#include "tools/policyctl/entries/required_form.h"
+#include "framework/xrl/nearest_name.h"
+#include "tools/policyctl/failure.h"
+#include "tools/policyctl/language/command_forms.h"
 #include "tools/policyctl/language/elements.h"
 #include "tools/policyctl/language/statement_match.h"
 #include "tools/policyctl/language/write_configuration.h"
 
 namespace {
-
-// The words of a statement up to the last argument of its key: "acl ACL".
-std::string key_words(const EntryKind& kind) {
-  std::string words;
-  std::size_t left = *kind.facts().key_arguments;
-  for (const PatternElement& element : statements_of(kind).front().elements) {
-    if (left == 0) break;
-    words += (words.empty() ? "" : " ") + std::string(element.word);
-    if (element.kind == PatternElement::Kind::ARGUMENT) --left;
-  }
-  return words;
-}
 
 bool is_made(const EntryKind& kind) {
   return *kind.facts().presence == Presence::MADE;
@@ -32,8 +22,7 @@ std::vector<ObjectForm> all_forms() {
     for (const EntryKind* kind : entry_kinds()) {
       if (*kind->facts().below != &TOP_LEVEL || !is_made(*kind) || is_used(*kind) != used) continue;
       forms.push_back({key_words(*kind), kind, &TOP_LEVEL});
-      for (const EntryKind* child : entry_kinds()) {
-        if (!stands_below(*child, *kind)) continue;
+      for (const EntryKind* child : kinds_below(*kind)) {
         forms.push_back({key_words(*kind) + " " + key_words(*child), child, &TOP_LEVEL});
       }
     }
@@ -63,7 +52,64 @@ bool names(const ObjectName& object, const EntryKind& user, const EntryKey& key)
              : stands_below(*used, *object.kind) && key_above(*used, used_one) == object.key;
 }
 
+struct ObjectSought {
+  std::string name;   // "acl 10 rule 1"
+  std::string among;  // what `show` takes for all of its kind: "acl 10"
+};
+
+// REFUSED. `nearest` is what may have been meant instead, if anything.
+Failure missing_object(const ObjectSought& sought, const ObjectPlace& place,
+                       const std::string& nearest) {
+  return Failure(ExitStatus::REFUSED, "there is no " + sought.name + " " + place.name + ".",
+                 (nearest.empty() ? "" : "Is '" + nearest + "' meant? ") + "See " +
+                     own_command("show " + sought.among) + ".");
+}
+
+// Throws missing_object() when there is no such entry.
+void require_entry(const Entries& entries, const EntryKind& kind, const EntryKey& key,
+                   const ObjectSought& sought, const ObjectPlace& place) {
+  const EntryMap& map = entries.of(kind);
+  if (map.contains(key)) return;
+  const std::size_t own = numbers_above(kind);
+  const auto as_text = [own](const EntryKey& each) {
+    return each.name.empty() ? std::to_string(each.numbers[own]) : std::string(each.name.view());
+  };
+  const std::string wanted = as_text(key);
+  NearestName nearest(wanted);
+  for (const auto& [other, value] : map) {
+    const bool is_beside = own == 0 || other.numbers[0] == key.numbers[0];
+    if (is_beside) nearest.consider(as_text(other));
+  }
+  throw missing_object(sought, place, nearest.name());
+}
+
 }  // namespace
+
+std::string key_words(const EntryKind& kind) {
+  std::string words;
+  std::size_t left = *kind.facts().key_arguments;
+  for (const PatternElement& element : statements_of(kind).front().elements) {
+    if (left == 0) break;
+    words += (words.empty() ? "" : " ") + std::string(element.word);
+    if (element.kind == PatternElement::Kind::ARGUMENT) --left;
+  }
+  return words;
+}
+
+EntryKey key_said(std::string_view form, const std::vector<std::string>& words, EntryKey key,
+                  std::size_t number) {
+  std::size_t at = 0;
+  for (const PatternElement& element : parse_pattern(form)) {
+    const std::string_view word = words.at(at++);
+    if (element.kind != PatternElement::Kind::ARGUMENT) continue;
+    if (element.argument->syntax == ArgumentSyntax::TEXT) {
+      key.name = Bytes(word);
+    } else {
+      key.numbers.at(number++) = decimal_number(word).value_or(0);
+    }
+  }
+  return key;
+}
 
 bool is_used(const EntryKind& kind) {
   return std::any_of(entry_kinds().begin(), entry_kinds().end(), [&](const EntryKind* user) {
@@ -91,38 +137,19 @@ ObjectName parse_object(Named names, const std::vector<std::string>& words, cons
   for (const ObjectForm* form : forms) patterns.emplace_back(form->words);
   const ObjectForm& form = *forms[require_form(patterns, words)];
   const bool is_below = form.scope != &TOP_LEVEL;
-  ObjectName object{form.kind, is_below ? open : EntryKey()};
-  std::size_t number = is_below ? 1 : 0;
-  std::size_t at = 0;
-  for (const PatternElement& element : parse_pattern(form.words)) {
-    const std::string_view word = words.at(at++);
-    if (element.kind != PatternElement::Kind::ARGUMENT) continue;
-    if (element.argument->syntax == ArgumentSyntax::TEXT) {
-      object.key.name = Bytes(word);
-    } else {
-      object.key.numbers.at(number++) = decimal_number(word).value_or(0);
-    }
-  }
-  return object;
+  return {form.kind, key_said(form.words, words, is_below ? open : EntryKey(), is_below ? 1 : 0)};
 }
 
 std::vector<ObjectUse> uses_of(const ObjectName& object, const Entries& entries) {
   std::vector<ObjectUse> uses;
-  for (const EntryKind* head : entry_kinds()) {
-    if (*head->facts().presence != Presence::OUTSIDE) continue;
+  for (const EntryKind* head : outside_kinds()) {
     for (const auto& [record, nothing] : entries.of(*head)) {
       for (const EntryKind* kind : entry_kinds()) {
         if (used_kind(*kind) == nullptr || !stands_below(*kind, *head)) continue;
-        for_each_below(record, entries.of(*kind),
-                       [&](const EntryKey& key, const EntryValue& value) {
-                         if (*kind->facts().change != HowChanged::ORDERED) {
-                           if (names(object, *kind, key)) uses.push_back({kind, key, value});
-                           return;
-                         }
-                         for_each_element(key, value, [&](const EntryKey& element) {
-                           if (names(object, *kind, element)) uses.push_back({kind, element, {}});
-                         });
-                       });
+        for_each_said_below(*kind, record, entries,
+                            [&](const EntryKey& key, const EntryValue& value) {
+                              if (names(object, *kind, key)) uses.push_back({kind, key, value});
+                            });
       }
     }
   }
@@ -148,29 +175,7 @@ void require_object(const ObjectName& object, const Entries& entries, const Obje
 }
 
 void unbind_object(const ObjectName& object, Entries& entries) {
-  for (const EntryKind* kind : entry_kinds()) {
-    if (used_kind(*kind) == nullptr) continue;
-    if (*kind->facts().change != HowChanged::ORDERED) {
-      entries.of(*kind).erase_if(
-          [&](const MapEntry& entry) { return names(object, *kind, entry.first); });
-      continue;
-    }
-    const EntryMap all = entries.of(*kind);
-    for (const auto& [key, value] : all) {
-      Elements left = elements_of(&value);
-      const std::size_t erased = std::erase_if(left, [&, &record = key](const Element& each) {
-        return names(object, *kind, element_key(record, each));
-      });
-      if (erased > 0) put_elements(entries, *kind, key, left);
-    }
+  for (const EntryKind* kind : using_kinds()) {
+    erase_said(entries, *kind, [&](const EntryKey& key) { return names(object, *kind, key); });
   }
-}
-
-void remove_object(const ObjectName& object, Entries& entries) {
-  for (const EntryKind* child : entry_kinds()) {
-    if (!stands_below(*child, *object.kind)) continue;
-    entries.of(*child).erase_if(
-        [&](const MapEntry& entry) { return key_above(*child, entry.first) == object.key; });
-  }
-  entries.erase(*object.kind, object.key);
 }

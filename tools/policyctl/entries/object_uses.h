@@ -5,7 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/policyctl/entries/missing_object.h"
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/language/statements.h"
 
@@ -25,6 +24,11 @@ struct ObjectForm {
   const EntryKind* kind;
   const Scope* scope;  // what has to be open, lest the words say too little; TOP_LEVEL: nothing
 };
+// The words of its statement up to the last argument of its key: "acl ACL".
+[[nodiscard]] std::string key_words(const EntryKind& kind);
+// The key that words of a form say; its numbers begin at the `number`th of `key`.
+[[nodiscard]] EntryKey key_said(std::string_view form, const std::vector<std::string>& words,
+                                EntryKey key = {}, std::size_t number = 0);
 // What can be meant where an argument names USED, MADE, EDITED or HEADS.
 [[nodiscard]] std::vector<const ObjectForm*> object_forms(Named names);
 // One of these, of which `scope` and `open` say what is open. Throws Failure USAGE,
@@ -32,6 +36,12 @@ struct ObjectForm {
 [[nodiscard]] ObjectName parse_object(Named names, const std::vector<std::string>& words,
                                       const Scope* scope = &TOP_LEVEL, const EntryKey& open = {});
 
+// Where things are looked for.
+struct ObjectPlace {
+  const char* name;
+};
+inline constexpr ObjectPlace ON_THE_SWITCH{"on the switch"};
+inline constexpr ObjectPlace IN_THE_CANDIDATE{"here"};
 // Throws Failure REFUSED when there is none; `place` is where it was looked for.
 void require_object(const ObjectName& object, const Entries& entries, const ObjectPlace& place);
 
@@ -48,5 +58,3 @@ struct ObjectUse {
 
 // Takes away every use of it.
 void unbind_object(const ObjectName& object, Entries& entries);
-// It must be there.
-void remove_object(const ObjectName& object, Entries& entries);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "tools/policyctl/entries/required_form.h"
+#include "tools/policyctl/language/command_forms.h"
 #include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_match.h"
 #include "tools/policyctl/language/write_configuration.h"
@@ -15,30 +15,25 @@ namespace {
 struct SelectionForm {
   std::string words;
   std::vector<const EntryKind*> parts;
-  const EntryKind* below = nullptr;
+  const EntryKind* one = nullptr;  // of which it is a single one
 };
 
 const std::vector<SelectionForm>& selectable_forms() {
   static const std::vector<SelectionForm> FORMS = [] {
     std::vector<SelectionForm> forms;
-    for (const EntryKind* kind : entry_kinds()) {
-      if (*kind->facts().below != &TOP_LEVEL) continue;
-      const auto& elements = statements_of(*kind).front().elements;
-      const std::string word(elements[0].word);
+    for (const EntryKind* kind : top_kinds()) {
+      const std::string word(statements_of(*kind).front().elements[0].word);
       if (*kind->facts().presence == Presence::ALWAYS) {
         if (forms.empty() || forms.back().words != word) forms.push_back({word, {}, nullptr});
         forms.back().parts.push_back(kind);
         continue;
       }
-      const std::string one = word + " " + std::string(elements[1].word);
       forms.push_back({word + "s", {kind}, nullptr});
-      forms.push_back({one, {kind}, nullptr});
+      forms.push_back({key_words(*kind), {kind}, kind});
       for (const EntryKind* child : entry_kinds()) {
         const bool is_listed = stands_below(*child, *kind) && *child->facts().key_arguments == 1;
         if (!is_listed) continue;
-        const auto& its = statements_of(*child).front().elements;
-        forms.push_back(
-            {one + " " + std::string(its[0].word) + " " + std::string(its[1].word), {kind}, child});
+        forms.push_back({key_words(*kind) + " " + key_words(*child), {kind}, child});
       }
     }
     return forms;
@@ -46,17 +41,9 @@ const std::vector<SelectionForm>& selectable_forms() {
   return FORMS;
 }
 
-EntryKey key_of_word(const EntryKind& kind, const std::string& word) {
-  const Argument& argument = *statements_of(kind).front().elements[1].argument;
-  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the last Bytes frees its block
-  return argument.syntax == ArgumentSyntax::TEXT ? key_of(std::string_view(word))
-                                                 : key_of(decimal_number(word).value_or(0));
-}
-
 // Those below the keys that are left.
 void drop_orphans(Entries& entries, const EntryKind& head) {
-  for (const EntryKind* child : entry_kinds()) {
-    if (!stands_below(*child, head)) continue;
+  for (const EntryKind* child : kinds_below(head)) {
     entries.of(*child).erase_if([&](const MapEntry& entry) {
       return head_of(*child, entry.first) == &head &&
              !entries.has(head, key_above(*child, entry.first));
@@ -83,8 +70,7 @@ Selection Selection::parse(const std::vector<std::string>& words) {
   }
   const SelectionForm& form = selectable_forms().at(require_form(selection_forms(), words));
   selection._parts = form.parts;
-  if (words.size() > 1) selection._key = key_of_word(*form.parts[0], words[1]);
-  if (form.below != nullptr) selection._key.numbers[1] = decimal_number(words[3]).value_or(0);
+  if (form.one != nullptr) selection._one = {form.one, key_said(form.words, words)};
   return selection;
 }
 
@@ -97,17 +83,7 @@ std::string Selection::name() const {
 }
 
 void Selection::require(const Entries& entries, const ObjectPlace& place) const {
-  if (_words.size() < 2) return;
-  const EntryKind& head = *_parts[0];
-  const std::string one(kind());
-  const EntryKey above{_key.name, {_key.numbers[0], 0, 0}};
-  require_entry(entries, head, above, {one + " " + _words[1], one + "s"}, place);
-  if (_words.size() < 4) return;
-  for (const EntryKind* child : entry_kinds()) {
-    if (!stands_below(*child, head) || statements_of(*child).front().elements[0].word != _words[2])
-      continue;
-    require_entry(entries, *child, _key, {name(), one + " " + _words[1]}, place);
-  }
+  if (_one.kind != nullptr) require_object(_one, entries, place);
 }
 
 void Selection::narrow(Entries& entries) const {
@@ -121,14 +97,13 @@ void Selection::narrow(Entries& entries) const {
     entries.of(*other).clear();
     drop_orphans(entries, *other);
   }
-  if (_words.size() < 2) return;
-  const EntryKey above{_key.name, {_key.numbers[0], 0, 0}};
+  if (_one.kind == nullptr) return;
+  const EntryKey above = _one.kind == &head ? _one.key : key_above(*_one.kind, _one.key);
   entries.of(head).erase_if([&](const MapEntry& entry) { return entry.first != above; });
   drop_orphans(entries, head);
-  if (_words.size() < 4) return;
-  for (const EntryKind* child : entry_kinds()) {
-    if (!stands_below(*child, head)) continue;
-    entries.of(*child).erase_if([&](const MapEntry& entry) { return entry.first != _key; });
+  if (_one.kind == &head) return;
+  for (const EntryKind* child : kinds_below(head)) {
+    entries.of(*child).erase_if([&](const MapEntry& entry) { return entry.first != _one.key; });
   }
 }
 

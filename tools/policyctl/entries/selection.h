@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/policyctl/entries/missing_object.h"
+#include "tools/policyctl/entries/object_uses.h"
 #include "tools/policyctl/language/configuration.h"
 #include "tools/policyctl/language/entry_kind.h"
 
@@ -39,5 +39,5 @@ class Selection {
  private:
   std::vector<const EntryKind*> _parts;
   std::vector<std::string> _words;
-  EntryKey _key;  // of the single thing, or of what it stands below
+  ObjectName _one;  // the single thing; without a kind: there is none
 };

@@ -54,9 +54,7 @@ void SwitchReader::ask_below(const EntryKind& kind, const EntryKey& key) {
     _read.of(kind).try_emplace(key);
     return;
   }
-  for (const EntryKind* child : entry_kinds()) {
-    if (stands_below(*child, kind)) child->read(*this, key);
-  }
+  for (const EntryKind* child : kinds_below(kind)) child->read(*this, key);
 }
 
 void SwitchReader::found_at(const EntryKind& child, const EntryKey& record) {

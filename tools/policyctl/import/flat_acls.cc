@@ -1,4 +1,4 @@
-#include "tools/policyctl/import/flat_acls.h"
+#include "tools/policyctl/import/flat_parts.h"
 
 #include <algorithm>
 #include <map>
@@ -8,7 +8,7 @@
 #include "tools/policyctl/entries/binding.h"
 #include "tools/policyctl/entries/record.h"
 #include "tools/policyctl/import/flat_rule.h"
-#include "tools/policyctl/import/split_list.h"
+#include "tools/policyctl/import/match_spelling.h"
 #include "tools/policyctl/language/elements.h"
 
 namespace {

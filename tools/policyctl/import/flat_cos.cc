@@ -1,7 +1,7 @@
-#include "tools/policyctl/import/flat_cos.h"
+#include "tools/policyctl/import/flat_parts.h"
 
 #include "tools/policyctl/entries/queue_map.h"
-#include "tools/policyctl/import/flat_schedule.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_match.h"
 
 namespace {
@@ -78,7 +78,7 @@ void import_priority_maps(const FlatTables& tables, Entries& entries, ImportLog&
 void import_flat_cos(const FlatTables& tables, Entries& entries, ImportLog& log) {
   import_priority_maps(tables, entries, log);
   for (const FlatEntry& map : tables.entries("DSCP_TO_TC_MAP")) {
-    log.note(map.path, counted(map.value->members.size(), "value", "values"),
+    log.note(map.path, counted(map.value->members.size(), "value"),
              "queues of DSCP values are set by a command; a configuration does not hold them.");
   }
   import_flat_schedule(tables, entries, log);

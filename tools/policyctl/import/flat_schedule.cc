@@ -1,10 +1,11 @@
-#include "tools/policyctl/import/flat_schedule.h"
+#include "tools/policyctl/import/flat_parts.h"
 
 #include <array>
 #include <map>
 #include <set>
 
 #include "tools/policyctl/entries/setting.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_match.h"
 
 namespace {
@@ -24,14 +25,14 @@ class FlatSchedule {
     for (const FlatEntry& entry : _tables.entries("SCHEDULER")) read_scheduler(entry);
     for (const FlatEntry& entry : _tables.entries("QUEUE")) read_queue(entry);
     for (const auto& [member, count] : _other_members) {
-      _log.note("QUEUE", printable(member) + " of " + counted(count),
+      _log.note("QUEUE", printable(member) + " of " + counted(count, "entry", "entries"),
                 "policyd has nothing like it.");
     }
     if (_weights.empty() && _ports.empty()) return;
     const std::string problem = settle();
     if (!problem.empty()) {
       const char* const table = _tables.entries("QUEUE").empty() ? "SCHEDULER" : "QUEUE";
-      return _log.note(table, counted(_tables.entries(table).size()),
+      return _log.note(table, counted(_tables.entries(table).size(), "entry", "entries"),
                        problem + "; the schedule is left out.");
     }
     _log.note("SCHEDULER", "type DWRR",

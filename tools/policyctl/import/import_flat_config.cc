@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/policyctl/import/flat_acls.h"
-#include "tools/policyctl/import/flat_cos.h"
+#include "tools/policyctl/import/flat_parts.h"
 #include "tools/policyctl/import/import_formats.h"
+#include "tools/policyctl/language/joined.h"
 
 namespace {
 
@@ -17,7 +17,8 @@ void note_other_tables(const FlatTables& tables, ImportLog& log) {
     const bool is_imported =
         std::find(IMPORTED.begin(), IMPORTED.end(), table.name) != IMPORTED.end();
     if (is_imported || table.entries.empty()) continue;
-    log.note(printable(table.name), counted(table.entries.size()), "policyd keeps no such table.");
+    log.note(printable(table.name), counted(table.entries.size(), "entry", "entries"),
+             "policyd keeps no such table.");
   }
 }
 

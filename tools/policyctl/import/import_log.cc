@@ -13,10 +13,6 @@ const MatchField& field_of(std::string_view name) {
 
 }  // namespace
 
-std::string counted(std::size_t count, const std::string& one, const std::string& many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 const std::vector<JsonMember>& ImportLog::members(const std::string& path, const JsonValue& value) {
   if (!value.is_object()) fault(path, "an object is expected, not " + describe(value) + ".");
   return value.members;

@@ -13,10 +13,6 @@
 #include "tools/policyctl/import/import_text.h"
 #include "tools/policyctl/import/json_tree.h"
 
-// "1 entry", "2 entries".
-[[nodiscard]] std::string counted(std::size_t count, const std::string& one = "entry",
-                                  const std::string& many = "entries");
-
 class ImportLog {
  public:
   explicit ImportLog(Import& import) : _import(import) {}
@@ -43,6 +39,21 @@ class ImportLog {
   static constexpr std::uint32_t LAST_U32 = std::numeric_limits<std::uint32_t>::max();
 
   Import& _import;
+};
+
+// The numbers of the lists that an import makes.
+class AclNumbers {
+ public:
+  explicit AclNumbers(std::uint32_t first) : _next(first) {}
+
+  // Each greater by one than that before; none when there is none left.
+  std::optional<std::uint32_t> next() {
+    if (_next > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    return static_cast<std::uint32_t>(_next++);
+  }
+
+ private:
+  std::uint64_t _next;
 };
 
 // The match fields of a rule that is being put together.

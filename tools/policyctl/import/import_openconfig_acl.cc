@@ -1,5 +1,4 @@
 #include "tools/policyctl/entries/acl.h"
-#include "tools/policyctl/import/acl_numbers.h"
 #include "tools/policyctl/import/import_formats.h"
 #include "tools/policyctl/import/import_log.h"
 #include "tools/policyctl/import/match_spelling.h"

@@ -176,7 +176,7 @@ std::string describe(const JsonValue& value) {
     case JsonValue::Kind::FLAG:
     case JsonValue::Kind::NUMBER:
     case JsonValue::Kind::TEXT:
-      return quoted_for_fault(value.text);
+      return shown_in_quotes(value.text);
     case JsonValue::Kind::OBJECT:
       return "an object";
     case JsonValue::Kind::ARRAY:

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "common/match_values.h"
-#include "tools/policyctl/import/split_list.h"
 
 namespace {
 

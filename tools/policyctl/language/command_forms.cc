@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "framework/base/shown_character.h"
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_candidates.h"
@@ -26,11 +27,11 @@ Fault misfit(std::span<const Word> words, std::size_t at, const Expected& expect
     return bad_argument(*expected.argument, word);
   }
   if (expected.literals.empty()) {
-    return fault_at(word, quoted_for_fault(word.text) + " is one word too many.");
+    return fault_at(word, shown_in_quotes(word.text) + " is one word too many.");
   }
   NearestName nearest(word.text);
   for (const std::string_view literal : expected.literals) nearest.consider(literal);
-  return fault_at(word, quoted_for_fault(word.text) + " is not expected here.",
+  return fault_at(word, shown_in_quotes(word.text) + " is not expected here.",
                   nearest.name().empty() ? "Expected: " + what_is_expected(expected) + "."
                                          : is_meant(nearest.name()));
 }
@@ -102,4 +103,27 @@ std::string_view CommandForms::help_of(const Scope* context, std::span<const Wor
     help = _forms[i].help;
   }
   return help;
+}
+
+std::size_t require_form(const std::vector<std::string_view>& forms,
+                         const std::vector<std::string>& words) {
+  if (words.empty()) {
+    throw Failure(ExitStatus::USAGE, "nothing is named.", "The forms are: " + joined(forms) + ".");
+  }
+  std::vector<CommandForm> table;
+  table.reserve(forms.size());
+  for (const std::string_view form : forms) {
+    table.push_back({std::string(form), &TOP_LEVEL, {}, parse_pattern(form)});
+  }
+  std::vector<Word> given;
+  given.reserve(words.size());
+  for (const std::string& word : words) given.push_back({word, given.size() + 1, 1, false});
+  std::size_t form = 0;
+  const std::optional<Fault> fault = CommandForms(std::move(table)).match(&TOP_LEVEL, given, form);
+  if (!fault) return form;
+  const bool is_behind_all = fault->column > given.size();
+  throw Failure(
+      ExitStatus::USAGE,
+      is_behind_all ? "something is missing behind '" + words.back() + "'." : fault->message,
+      fault->advice);
 }

@@ -49,3 +49,9 @@ class CommandForms {
 
   std::vector<CommandForm> _forms;
 };
+
+// The place among `forms`, which are in the notation of statements, of the one that
+// `words` are. Throws Failure USAGE when they are none: which word is wrong, and
+// what may stand there.
+[[nodiscard]] std::size_t require_form(const std::vector<std::string_view>& forms,
+                                       const std::vector<std::string>& words);

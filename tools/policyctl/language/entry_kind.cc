@@ -1,6 +1,8 @@
 #include "tools/policyctl/language/entry_kind.h"
 
 #include <algorithm>
+#include <iterator>
+#include <vector>
 
 #include "framework/base/xlog.h"
 #include "tools/policyctl/language/configuration.h"
@@ -20,6 +22,16 @@ bool stands_below(const EntryKind& kind, const EntryKind& head) {
 
 namespace {
 
+using Kinds = std::vector<const EntryKind*>;
+
+template <typename Is>
+Kinds kinds_that(Is is) {
+  Kinds kinds;
+  std::copy_if(entry_kinds().begin(), entry_kinds().end(), std::back_inserter(kinds),
+               [&is](const EntryKind* kind) { return is(*kind); });
+  return kinds;
+}
+
 // Heads whose keys are texts.
 bool is_named_by_text(const EntryKind& head) {
   static const std::vector<bool> ARE_NAMED = [] {
@@ -36,6 +48,34 @@ bool is_named_by_text(const EntryKind& head) {
 
 }  // namespace
 
+std::span<const EntryKind* const> top_kinds() {
+  static const Kinds KINDS = kinds_that(is_top);
+  return KINDS;
+}
+
+std::span<const EntryKind* const> kinds_below(const EntryKind& head) {
+  static const std::vector<Kinds> KINDS = [] {
+    std::vector<Kinds> below;
+    for (const EntryKind* each : entry_kinds()) {
+      below.push_back(kinds_that([each](const EntryKind& k) { return stands_below(k, *each); }));
+    }
+    return below;
+  }();
+  return KINDS[place_of(head)];
+}
+
+std::span<const EntryKind* const> outside_kinds() {
+  static const Kinds KINDS =
+      kinds_that([](const EntryKind& kind) { return *kind.facts().presence == Presence::OUTSIDE; });
+  return KINDS;
+}
+
+std::span<const EntryKind* const> using_kinds() {
+  static const Kinds KINDS =
+      kinds_that([](const EntryKind& kind) { return used_kind(kind) != nullptr; });
+  return KINDS;
+}
+
 // Heads of one scope differ in whether a text names them.
 const EntryKind* head_of(const EntryKind& kind, const EntryKey& key) {
   for (const EntryKind* head : entry_kinds()) {
@@ -46,18 +86,18 @@ const EntryKind* head_of(const EntryKind& kind, const EntryKey& key) {
 
 EntryValue default_of(const EntryKind& kind, const EntryKey& key) {
   for (const DefaultEntry& each : *kind.facts().defaults) {
-    if (*kind.facts().below == &TOP_LEVEL && each.key != key.numbers[0]) continue;
+    if (is_top(kind) && each.key != key.numbers[0]) continue;
     return EntryValue(std::span(each.numbers).first(each.count));
   }
   return {};
 }
 
 std::size_t numbers_above(const EntryKind& kind) {
-  return *kind.facts().below == &TOP_LEVEL ? 0 : 1;
+  return is_top(kind) ? 0 : 1;
 }
 
 EntryKey key_above(const EntryKind& kind, const EntryKey& key) {
-  if (*kind.facts().below == &TOP_LEVEL) return {};
+  if (is_top(kind)) return {};
   return {key.name, {key.numbers[0], 0, 0}};
 }
 

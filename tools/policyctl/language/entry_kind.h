@@ -145,6 +145,12 @@ class EntryKind {
 
 // The table of all kinds, in the order in which help lists them.
 [[nodiscard]] std::span<const EntryKind* const> entry_kinds();
+// Of these, in the same order, those that stand at the top level, that stand within what a
+// head opens, that somebody else makes, and that name other entries.
+[[nodiscard]] std::span<const EntryKind* const> top_kinds();
+[[nodiscard]] std::span<const EntryKind* const> kinds_below(const EntryKind& head);
+[[nodiscard]] std::span<const EntryKind* const> outside_kinds();
+[[nodiscard]] std::span<const EntryKind* const> using_kinds();
 // The value with which a switch starts, of ALWAYS.
 [[nodiscard]] EntryValue default_of(const EntryKind& kind, const EntryKey& key);
 [[nodiscard]] std::size_t look_up_place(const EntryKind& kind);
@@ -152,7 +158,10 @@ class EntryKind {
   if (kind._place < 0) kind._place = static_cast<std::int8_t>(look_up_place(kind));
   return static_cast<std::size_t>(kind._place);
 }
-// Whether it stands within what a head opens.
+// Whether it stands at the top level, and whether it does within what a head opens.
+[[nodiscard]] inline bool is_top(const EntryKind& kind) {
+  return *kind.facts().below == &TOP_LEVEL;
+}
 [[nodiscard]] bool stands_below(const EntryKind& kind, const EntryKind& head);
 // The kind that a key's entry stands below; null at the top level.
 [[nodiscard]] const EntryKind* head_of(const EntryKind& kind, const EntryKey& key);

@@ -36,7 +36,7 @@ class EntryMap {
   template <typename Map, typename Entry>
   class Iterator {
    public:
-    using iterator_category = std::bidirectional_iterator_tag;
+    using iterator_category = std::forward_iterator_tag;
     using value_type = MapEntry;
     using difference_type = std::ptrdiff_t;
     using pointer = Entry*;
@@ -57,11 +57,6 @@ class EntryMap {
       const Iterator before = *this;
       ++*this;
       return before;
-    }
-    Iterator& operator--() {
-      if (_place.entry == 0) _place = {_place.run - 1, _map->_runs[_place.run - 1].size()};
-      --_place.entry;
-      return *this;
     }
     bool operator==(const Iterator& other) const { return _place == other._place; }
 

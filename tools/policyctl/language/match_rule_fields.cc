@@ -4,6 +4,7 @@
 #include <string>
 
 #include "common/match_values.h"
+#include "framework/base/shown_character.h"
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/failure.h"
 #include "tools/policyctl/language/statement_faults.h"
@@ -24,7 +25,7 @@ Fault no_field(const Word& word) {
   NearestName nearest(word.text);
   nearest.consider("description");
   for (const MatchField& each : match_fields()) nearest.consider(each.name);
-  return fault_at(word, quoted_for_fault(word.text) + " is no field of a rule.",
+  return fault_at(word, shown_in_quotes(word.text) + " is no field of a rule.",
                   nearest.name().empty() ? where_fields_are_listed() : is_meant(nearest.name()));
 }
 
@@ -42,7 +43,7 @@ std::optional<Fault> read_field_name(const Word& word, NamedField& field) {
   field = {*number, nullptr};
   if (*number <= LAST_MATCH_FIELD) return std::nullopt;
   return fault_at(word,
-                  quoted_for_fault(word.text) + " is no field number 0.." +
+                  shown_in_quotes(word.text) + " is no field number 0.." +
                       std::to_string(LAST_MATCH_FIELD) + ".",
                   where_fields_are_listed());
 }
@@ -63,11 +64,11 @@ std::optional<Fault> RuleFieldsMatch::take_one(std::span<const Word> words, std:
   if (fault) return fault;
   const auto is_same = [&field](const PlacedField& p) { return p.number == field.number; };
   if (std::any_of(_fields.begin(), _fields.end(), is_same)) {
-    return fault_at(name, "the field " + quoted_for_fault(name.text) + " is given twice.",
+    return fault_at(name, "the field " + shown_in_quotes(name.text) + " is given twice.",
                     "A rule has each field once.");
   }
   if (at == words.size()) {
-    return fault_at_end(words, "the value of " + quoted_for_fault(name.text) + " is missing.",
+    return fault_at_end(words, "the value of " + shown_in_quotes(name.text) + " is missing.",
                         field.strict == nullptr ? "Any text will do." : writing_of(*field.strict));
   }
   const Word& value = words[at++];

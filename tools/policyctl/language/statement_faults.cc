@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr std::size_t LONGEST_QUOTE = 60;
-
 std::string form_of(const Statement& statement) {
   return "The form is: " + std::string(statement.pattern);
 }
@@ -36,16 +34,6 @@ std::string advice_on_literals(std::string_view word,
 
 }  // namespace
 
-std::string quoted_for_fault(std::string_view text) {
-  std::string shown;
-  while (!text.empty() && shown.size() < LONGEST_QUOTE) {
-    const std::size_t length = shown_character(text);
-    shown += length > 0 ? text.substr(0, length) : "?";
-    text.remove_prefix(std::max<std::size_t>(length, 1));
-  }
-  return "'" + shown + (text.empty() ? "'" : "...'");
-}
-
 std::string is_meant(const std::string& name) {
   return name.empty() ? std::string() : "Is '" + name + "' meant?";
 }
@@ -60,7 +48,7 @@ Fault fault_at_end(std::span<const Word> words, std::string message, std::string
 }
 
 Fault quoted_keyword(const Word& word) {
-  return fault_at(word, quoted_for_fault(word.text) + " is a keyword and stands without quotes.");
+  return fault_at(word, shown_in_quotes(word.text) + " is a keyword and stands without quotes.");
 }
 
 Fault element_missing(std::span<const Word> words, const PatternElement& element,
@@ -69,11 +57,11 @@ Fault element_missing(std::span<const Word> words, const PatternElement& element
 }
 
 Fault surplus_word(const Word& word, const Statement& statement) {
-  return fault_at(word, quoted_for_fault(word.text) + " is one word too many.", form_of(statement));
+  return fault_at(word, shown_in_quotes(word.text) + " is one word too many.", form_of(statement));
 }
 
 Fault bad_argument(const Argument& argument, const Word& word) {
-  const std::string what = quoted_for_fault(word.text);
+  const std::string what = shown_in_quotes(word.text);
   const std::string meaning = std::string(argument.name) + ": " + std::string(argument.help) + ".";
   if (argument.syntax == ArgumentSyntax::NUMBER) {
     const std::string without_zero = without_leading_zero(word.text);
@@ -105,7 +93,7 @@ Fault no_statement(const Scope* context, std::span<const Word> words) {
       advice = advice_on_literals(word, literals_at(candidates(context, words, place), place));
     }
     return fault_at(words[place],
-                    quoted_for_fault(word) +
+                    shown_in_quotes(word) +
                         (place == 0 ? " begins no statement here." : " is not expected here."),
                     std::move(advice));
   }

@@ -9,9 +9,6 @@
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/words.h"
 
-// In single quotes, cut when long, with '?' for what cannot be shown.
-[[nodiscard]] std::string quoted_for_fault(std::string_view text);
-
 // "Is 'acl' meant?", or nothing when `name` is empty.
 [[nodiscard]] std::string is_meant(const std::string& name);
 

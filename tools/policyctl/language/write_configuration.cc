@@ -4,6 +4,7 @@
 
 #include "common/match_fields.h"
 #include "common/match_values.h"
+#include "tools/policyctl/language/elements.h"
 #include "tools/policyctl/language/entry_arguments.h"
 #include "tools/policyctl/language/rule_fields.h"
 #include "tools/policyctl/language/statements.h"
@@ -79,8 +80,7 @@ class Writing {
   }
 
   void write() {
-    for (const EntryKind* kind : entry_kinds()) {
-      if (*kind->facts().below != &TOP_LEVEL) continue;
+    for (const EntryKind* kind : top_kinds()) {
       for (const auto& [key, value] : _entries.of(*kind)) write_entry(*kind, key, value);
     }
     if (!_text.empty()) _take(_text);
@@ -93,8 +93,7 @@ class Writing {
     append_statement(_text, statement_for(kind, value), key, value);
     end_line();
     if (*kind.facts().opens == nullptr) return;
-    for (const EntryKind* child : entry_kinds()) {
-      if (!stands_below(*child, kind)) continue;
+    for (const EntryKind* child : kinds_below(kind)) {
       for_each_below(key, _entries.of(*child), [&](const EntryKey& own, const EntryValue& said) {
         write_child(*child, own, said);
       });
@@ -102,13 +101,10 @@ class Writing {
   }
 
   void write_child(const EntryKind& kind, const EntryKey& key, const EntryValue& value) {
-    if (*kind.facts().change == HowChanged::ORDERED) {
-      const Statement& statement = statements_of(kind)[0];
-      for_each_element(key, value,
-                       [&](const EntryKey& element) { write_line(statement, element, {}); });
-    } else if (_bare == Bare::WRITTEN || !is_from_the_start(kind, key, value)) {
-      write_line(statement_for(kind, value), key, value);
-    }
+    if (_bare == Bare::LEFT_OUT && is_from_the_start(kind, key, value)) return;
+    for_each_said(kind, key, value, [&](const EntryKey& own, const EntryValue& said) {
+      write_line(statement_for(kind, said), own, said);
+    });
   }
 
   void write_line(const Statement& statement, const EntryKey& key, const EntryValue& value) {
@@ -135,8 +131,14 @@ class Writing {
 void append_field(std::string& line, std::uint32_t number, std::string_view value) {
   const MatchField* const field = find_match_field(number);
   if (field != nullptr && is_match_value(*field, value)) {
+    const bool may_need_quotes =
+        field->syntax == MatchSyntax::NAME || field->syntax == MatchSyntax::INTERFACES;
     line.append(field->name) += ' ';
-    append_word(line, value);
+    if (!may_need_quotes) {
+      line += value;
+    } else {
+      append_word(line, value);
+    }
     return;
   }
   append_number(line, number);
@@ -152,8 +154,7 @@ std::string statement_text(const EntryKind& kind, const EntryKey& key, const Ent
 
 bool is_bare(const EntryKind& head, const EntryKey& key, const Entries& entries) {
   bool bare = true;
-  for (const EntryKind* child : entry_kinds()) {
-    if (!stands_below(*child, head)) continue;
+  for (const EntryKind* child : kinds_below(head)) {
     for_each_below(key, entries.of(*child), [&](const EntryKey& own, const EntryValue& said) {
       bare = bare && is_from_the_start(*child, own, said);
     });

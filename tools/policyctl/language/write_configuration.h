@@ -23,25 +23,8 @@ void write_configuration(const Entries& entries, Bare bare,
 [[nodiscard]] std::string statement_text(const EntryKind& kind, const EntryKey& key,
                                          const EntryValue& value = {});
 
-// Calls `visit(element key)` for each element of an ORDERED entry, in their order.
-template <typename Visit>
-void for_each_element(const EntryKey& key, const EntryValue& value, Visit visit) {
-  for (std::size_t i = 0; i + 1 < value.count(); i += 2) {
-    visit(EntryKey{key.name, {key.numbers[0], value.number(i), value.number(i + 1)}});
-  }
-}
-
 // Whether nothing stands below a head that it does not have from the start.
 [[nodiscard]] bool is_bare(const EntryKind& head, const EntryKey& key, const Entries& entries);
-
-// Calls `visit(key, value)` for the entries of a kind below that of `key`, in order.
-template <typename Visit>
-void for_each_below(const EntryKey& key, const EntryMap& map, Visit visit) {
-  for (auto at = map.lower_bound(key); at != map.end(); ++at) {
-    if (at->first.numbers[0] != key.numbers[0] || at->first.name != key.name) return;
-    visit(at->first, at->second);
-  }
-}
 
 // A match field as rules write it: by name when the value is one of the field's,
 // by number otherwise.

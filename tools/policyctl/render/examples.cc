@@ -39,11 +39,9 @@ bool is_text_head(const EntryKind& kind) {
 const std::string& example_configuration() {
   static const std::string EXAMPLE = [] {
     std::string text;
-    for (const EntryKind* kind : entry_kinds()) {
-      if (*kind->facts().below != &TOP_LEVEL) continue;
+    for (const EntryKind* kind : top_kinds()) {
       text += *kind->facts().example;
-      for (const EntryKind* child : entry_kinds()) {
-        if (!stands_below(*child, *kind)) continue;
+      for (const EntryKind* child : kinds_below(*kind)) {
         const bool can_be = *child->facts().refused == nullptr || is_text_head(*kind);
         if (can_be) text += *child->facts().example;
       }

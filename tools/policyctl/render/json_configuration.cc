@@ -13,8 +13,7 @@ class Printing {
   void print() {
     _stream.begin_object();
     std::string_view within;
-    for (const EntryKind* kind : entry_kinds()) {
-      if (*kind->facts().below != &TOP_LEVEL) continue;
+    for (const EntryKind* kind : top_kinds()) {
       const JsonForm& form = kind->facts().json;
       if (form.within != within) {
         if (!within.empty()) _stream.end();
@@ -52,22 +51,15 @@ class Printing {
     _stream.begin_object();
     const Json head = entry_json(kind, key, value);
     for (const auto& [name, member] : head.items()) _stream.add(member, name);
-    for (const EntryKind* child : entry_kinds()) {
-      if (stands_below(*child, kind)) print_below(*child, key);
-    }
+    for (const EntryKind* child : kinds_below(kind)) print_below(*child, key);
     _stream.end();
   }
 
   void print_below(const EntryKind& kind, const EntryKey& above) {
     const JsonForm& form = kind.facts().json;
     if (form.is_list) _stream.begin_list(form.member);
-    for_each_below(above, _entries.of(kind), [&](const EntryKey& key, const EntryValue& value) {
-      if (*kind.facts().change != HowChanged::ORDERED) {
-        return _stream.add(entry_json(kind, key, value), form.is_list ? "" : form.member);
-      }
-      for (const Element& each : elements_of(&value)) {
-        _stream.add(entry_json(kind, element_key(key, each), {}));
-      }
+    for_each_said_below(kind, above, _entries, [&](const EntryKey& key, const EntryValue& value) {
+      _stream.add(entry_json(kind, key, value), form.is_list ? "" : form.member);
     });
     if (form.is_list) _stream.end();
   }

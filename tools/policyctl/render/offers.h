@@ -30,3 +30,7 @@ void for_each_offer(const Expected& expected, std::string_view partial, const En
 
 // What cannot be listed, by its name in capitals: {"QUEUE", "0..7, egress queue"}.
 [[nodiscard]] Offers placeholders(const Expected& expected);
+
+// Names of files that begin with `partial`, ascending. Folders end in '/'. Hidden files
+// are offered to who types the dot.
+[[nodiscard]] Offers file_offers(std::string_view partial);

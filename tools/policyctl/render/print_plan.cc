@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include "tools/policyctl/render/counted.h"
+#include "tools/policyctl/language/joined.h"
 
 namespace {
 

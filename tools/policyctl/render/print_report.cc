@@ -5,8 +5,8 @@
 #include <ostream>
 #include <string_view>
 
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/words.h"
-#include "tools/policyctl/render/counted.h"
 #include "tools/policyctl/render/json_output.h"
 
 namespace {

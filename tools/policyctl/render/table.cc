@@ -78,10 +78,6 @@ void Table::add(std::string_view text, TextColour colour) {
   _cells.push_back({static_cast<std::uint32_t>(shown.size()), colour});
 }
 
-void Table::end_row() {
-  while (_cells.size() % _columns.size() != 0) _cells.push_back({});
-}
-
 std::vector<std::size_t> Table::widths_within(std::size_t width) const {
   std::vector<std::size_t> widths = _widths;
   for (std::size_t i = 0; i < widths.size(); ++i) {

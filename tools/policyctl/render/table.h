@@ -27,8 +27,6 @@ class Table {
   // The next cell, row after row. Bytes that cannot be shown are escaped.
   void add(std::string_view text, TextColour colour = TextColour::PLAIN);
   void add(std::uint64_t number) { add(std::to_string(number)); }
-  // The cells that are left of the row stay empty.
-  void end_row();
 
   [[nodiscard]] bool empty() const { return _cells.empty(); }
   // How wide it is once what can be cut is.

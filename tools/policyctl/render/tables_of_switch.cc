@@ -8,9 +8,9 @@
 
 #include "tools/policyctl/language/elements.h"
 #include "tools/policyctl/language/entry_arguments.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/language/write_configuration.h"
-#include "tools/policyctl/render/counted.h"
 #include "tools/policyctl/render/rule_table.h"
 #include "tools/policyctl/render/table.h"
 #include "tools/policyctl/render/table_text.h"
@@ -72,18 +72,10 @@ class TablesMaker {
   // A record that binds an entry in several ways is one binding.
   void count_uses() {
     std::set<std::pair<EntryKey, EntryKey>> held;
-    for (const EntryKind* kind : entry_kinds()) {
-      if (used_kind(*kind) == nullptr) continue;
-      for (const auto& [key, value] : _entries.of(*kind)) {
-        const auto hold = [&, &record = key](const EntryKey& each) {
-          held.insert({key_above(*kind, record), used_key(each)});
-        };
-        if (*kind->facts().change == HowChanged::ORDERED) {
-          for_each_element(key, value, hold);
-        } else {
-          hold(key);
-        }
-      }
+    for (const EntryKind* kind : using_kinds()) {
+      for_each_said(*kind, _entries, [&](const EntryKey& key, const EntryValue&) {
+        held.insert({key_above(*kind, key), used_key(key)});
+      });
     }
     for (const auto& [record, used] : held) ++_uses[used];
   }
@@ -152,9 +144,7 @@ class TablesMaker {
     const std::string noun(*kind.facts().noun);
     if (all.empty()) return heading("No " + noun + "s.");
     std::vector<const EntryKind*> children;
-    for (const EntryKind* child : entry_kinds()) {
-      if (stands_below(*child, kind)) children.push_back(child);
-    }
+    for (const EntryKind* child : kinds_below(kind)) children.push_back(child);
     Table table(columns_of(kind, children));
     for (const auto& [key, value] : all) {
       add_arguments(table, kind, key, value);
@@ -240,8 +230,7 @@ class TablesMaker {
   void bound(const EntryKind& kind) {
     std::vector<TableColumn> columns{{title(keyword(kind))}};
     std::vector<const EntryKind*> children;
-    for (const EntryKind* child : entry_kinds()) {
-      if (!stands_below(*child, kind)) continue;
+    for (const EntryKind* child : kinds_below(kind)) {
       children.push_back(child);
       const bool is_setting = *child->facts().presence == Presence::ALWAYS;
       columns.push_back({title(keyword(*child)) + (is_setting ? "" : "S"),
@@ -272,13 +261,10 @@ class TablesMaker {
     std::size_t lines = 1;
     for (const EntryKind* child : children) {
       std::vector<std::string>& own = cells.emplace_back();
-      const auto add = [&](const EntryKey& each, const EntryValue& value) {
-        own.push_back(without_verb(statement_text(*child, each, value)));
-      };
-      for_each_below(key, _entries.of(*child), [&](const EntryKey& each, const EntryValue& value) {
-        if (*child->facts().change != HowChanged::ORDERED) return add(each, value);
-        for_each_element(each, value, [&](const EntryKey& element) { add(element, {}); });
-      });
+      for_each_said_below(*child, key, _entries,
+                          [&](const EntryKey& each, const EntryValue& value) {
+                            own.push_back(without_verb(statement_text(*child, each, value)));
+                          });
       lines = std::max(lines, own.size());
     }
     for (std::size_t line = 0; line < lines; ++line) {

@@ -1,21 +1,31 @@
 #include "tools/policyctl/render/topics.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 #include "common/match_fields.h"
 #include "tools/policyctl/language/statements.h"
 #include "tools/policyctl/render/examples.h"
-#include "tools/policyctl/render/exit_statuses.h"
 
 namespace {
 
+constexpr std::array STATUSES{
+    ExitStatusHelp{ExitStatus::DONE, "done, or there was nothing to do"},
+    ExitStatusHelp{ExitStatus::REFUSED,
+                   "refused, by policyd or by policyctl, or the result could not be written; "
+                   "nothing was changed, or all was undone, or the message says what was not"},
+    ExitStatusHelp{ExitStatus::DIFFERS, "something would change (plan), something differs (diff)"},
+    ExitStatusHelp{ExitStatus::USAGE, "the command line is wrong"},
+    ExitStatusHelp{ExitStatus::BAD_FILE, "a file has faults or cannot be read"},
+    ExitStatusHelp{ExitStatus::NOT_REACHABLE, "the finder or policyd cannot be reached"},
+    ExitStatusHelp{ExitStatus::TIMED_OUT,
+                   "nothing was heard for as long as --timeout allows, or the line cards have not "
+                   "confirmed a mapping that was set"},
+};
+
 std::string statement_list() {
-  std::string text =
-      "A configuration is a text of lines, each a statement. '#' begins a comment; a word in\n"
-      "double quotes may have blanks. Rules stand below an 'acl' line, bindings below an\n"
-      "'interface' or 'vlan' line. Words in capitals stand for values; what is in brackets may\n"
-      "be left out; '...' stands for any number of the word before it, none included.\n\n";
+  std::string text = std::string(language_introduction()) + "\n\n";
   for (const Statement& each : statements()) {
     const std::size_t indent = each.context == &TOP_LEVEL ? 2 : 4;
     text.append(indent, ' ').append(each.pattern) += '\n';
@@ -76,6 +86,13 @@ bool is_named(const Statement& statement, const std::vector<std::string>& topic)
 
 }  // namespace
 
+std::string_view language_introduction() {
+  return "A configuration is a text of lines, each a statement. '#' begins a comment; a word in\n"
+         "double quotes may have blanks. Rules stand below an 'acl' line, bindings below an\n"
+         "'interface' or 'vlan' line. Words in capitals stand for values; what is in brackets may\n"
+         "be left out; '...' stands for any number of the word before it, none included.";
+}
+
 std::vector<std::string> language_topics() {
   std::vector<std::string> topics{"statements", "fields", "exit-statuses"};
   const auto add = [&topics](std::string_view topic) {
@@ -128,4 +145,8 @@ std::vector<HelpRow> argument_rows(const Statement& statement) {
     }
   }
   return rows;
+}
+
+std::span<const ExitStatusHelp> exit_statuses() {
+  return STATUSES;
 }

@@ -2,10 +2,17 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "tools/policyctl/failure.h"
+
 struct Statement;
+
+// How configurations are written, in lines.
+[[nodiscard]] std::string_view language_introduction();
 
 // "statements", "fields", "exit-statuses", the first words of statements, and the
 // names of match fields.
@@ -24,3 +31,10 @@ struct HelpRow {
 
 // What the arguments of a statement are, each once.
 [[nodiscard]] std::vector<HelpRow> argument_rows(const Statement& statement);
+
+// What the exit statuses mean to people, ascending.
+struct ExitStatusHelp {
+  ExitStatus status;
+  std::string_view meaning;
+};
+[[nodiscard]] std::span<const ExitStatusHelp> exit_statuses();

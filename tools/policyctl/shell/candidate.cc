@@ -5,8 +5,8 @@
 
 #include "tools/policyctl/change/faults_at_switch.h"
 #include "tools/policyctl/language/elements.h"
+#include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/read_configuration.h"
-#include "tools/policyctl/render/counted.h"
 
 namespace {
 
@@ -116,15 +116,14 @@ void Candidate::delete_object(const ObjectName& object, bool cascade) {
   const std::vector<ObjectUse> uses = uses_of(object, _configuration);
   if (!uses.empty() && !cascade) refuse_used(object, uses);
   unbind_object(object, _configuration);
-  remove_object(object, _configuration);
+  erase_with_all_below(_configuration, *object.kind, object.key);
   if (_head != nullptr && !_configuration.has(*_head, _open_key)) leave();
   _is_edited = true;
 }
 
 void Candidate::delete_bindings(const EntryKind& head, const EntryKey& key) {
   if (!_configuration.has(head, key)) refuse_missing(name_of(head, key));
-  for (const EntryKind* kind : entry_kinds()) {
-    if (!stands_below(*kind, head)) continue;
+  for (const EntryKind* kind : kinds_below(head)) {
     const bool has_default = *kind->facts().presence == Presence::ALWAYS;
     EntryMap& map = _configuration.of(*kind);
     for (auto at = map.lower_bound(key); at != map.end() && key_above(*kind, at->first) == key;) {

@@ -5,9 +5,24 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "tools/policyctl/shell/line_help.h"
+// What the keys TAB and '?' do with a line that is being typed.
+class LineHelp {
+ public:
+  virtual ~LineHelp() = default;
+
+  struct Completed {
+    std::string insert;   // to be typed for the person
+    std::string listing;  // lines to show, when it is not clear what to insert
+  };
+  // `before` is the line up to the cursor.
+  [[nodiscard]] virtual Completed complete(std::string_view before) const = 0;
+  // What may follow, with help, in lines. Empty where '?' is a character of the
+  // text that is being typed.
+  [[nodiscard]] virtual std::string explain(std::string_view before) const = 0;
+};
 
 class LineSource {
  public:

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <utility>
 
+#include "framework/base/shown_character.h"
 #include "framework/xrl/nearest_name.h"
 #include "tools/policyctl/change/checkpoints.h"
 #include "tools/policyctl/change/difference.h"
@@ -70,7 +71,7 @@ std::optional<Fault> unknown_beginning(const Word& word, const Scope* context) {
   shell_forms().expect_after(context, {}, commands);
   for (const std::string_view each : commands.literals) nearest.consider(each);
   if (nearest.name().empty()) return std::nullopt;
-  return fault_at(word, quoted_for_fault(word.text) + " is no command and begins no statement.",
+  return fault_at(word, shown_in_quotes(word.text) + " is no command and begins no statement.",
                   is_meant(nearest.name()));
 }
 

@@ -7,7 +7,7 @@
 #include "tools/policyctl/commands/argument_offers.h"
 #include "tools/policyctl/language/joined.h"
 #include "tools/policyctl/language/statement_candidates.h"
-#include "tools/policyctl/render/file_offers.h"
+#include "tools/policyctl/render/offers.h"
 #include "tools/policyctl/render/topics.h"
 #include "tools/policyctl/shell/shell_forms.h"
 

@@ -8,7 +8,7 @@
 #include "tools/policyctl/commands/context.h"
 #include "tools/policyctl/render/offers.h"
 #include "tools/policyctl/shell/candidate.h"
-#include "tools/policyctl/shell/line_help.h"
+#include "tools/policyctl/shell/line_source.h"
 
 class ShellHelp : public LineHelp {
  public:

@@ -36,7 +36,6 @@ class RequestWindow {
   void answered();
   // Nothing more is sent.
   void stop() { _stopped = true; }
-  [[nodiscard]] bool is_stopped() const { return _stopped; }
   [[nodiscard]] std::size_t in_flight() const { return _in_flight; }
 
  private:
