@@ -35,6 +35,13 @@ class Confirmation : public PolicyctlFixture {
     }
     FAIL() << "there is no guard";
   }
+  // What `status` says of changes.
+  std::string standing() {
+    const Result status = policyctl({"status"});
+    EXPECT_EQ(status.status, 0);
+    EXPECT_TRUE(status.out.starts_with("policyd runs as policy-")) << status.out;
+    return status.out.substr(status.out.find("; ") + 2);
+  }
   [[nodiscard]] std::string the_change() const {
     return "the change 'apply " + folder + "/a.conf'";
   }
@@ -110,11 +117,15 @@ TEST_F(Confirmation, IsNotWaitedForInAFolderThatIsGone) {
 
 TEST_F(Confirmation, AGuardThatIsGoneIsToldOf) {
   apply_to_confirm(rules(10, 1, 2));
+  ASSERT_TRUE(plane.client().until([&] { return !hold_guard(directory()); }));
   const Result watched = policyctl({"show"});
   EXPECT_EQ(watched.status, 0);
   EXPECT_EQ(watched.err, "");
+  EXPECT_EQ(standing(),
+            the_change() +
+                " waits for its confirmation.\n"
+                "Keep it with 'policyctl confirm', or undo it with 'policyctl recover'.\n");
   // The one process of the change, as a kernel short of memory ends it.
-  ASSERT_TRUE(plane.client().until([&] { return !hold_guard(directory()); }));
   kill_guard();
   ASSERT_TRUE(plane.client().until([&] { return hold_guard(directory()).has_value(); }));
   const Result shown_then = policyctl({"show"});
@@ -122,8 +133,14 @@ TEST_F(Confirmation, AGuardThatIsGoneIsToldOf) {
   EXPECT_EQ(shown_then.err, "policyctl: " + the_change() +
                                 " waits for its confirmation, and what was to undo it is gone: it "
                                 "stays until somebody confirms or recovers it.\n");
+  EXPECT_EQ(standing(),
+            the_change() +
+                " waits for its confirmation, and what was to undo it is gone: it stays "
+                "until somebody confirms or recovers it.\n"
+                "Keep it with 'policyctl confirm', or undo it with 'policyctl recover'.\n");
   EXPECT_EQ(policyctl({"confirm"}).status, 0);
   EXPECT_EQ(policyctl({"show"}).err, "");
+  EXPECT_EQ(standing(), "no change waits for its confirmation or was left unfinished.\n");
 }
 
 // Its process was killed, say.

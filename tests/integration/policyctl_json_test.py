@@ -158,6 +158,8 @@ def try_changing(switch):
     switch.prints("report", 0, "apply", "--confirm", "30",
                   switch.file("other.conf", "cos flag off\n"))
     switch.prints("failure", 1, "delete", "acl", "11")
+    document = switch.prints("report", 0, "status")
+    switch.expect("status", "waits for its confirmation" in document["outcome"], True)
     switch.prints("report", 0, "confirm")
     switch.prints("failure", 1, "confirm")
     switch.prints("report", 0, "recover")
@@ -220,7 +222,7 @@ def try_wrong_command_lines(switch):
 def try_what_cannot_be_reached(switch):
     # What is under way when a daemon dies is told in a report.
     commands = [["show"], ["plan", "/dev/null"], ["apply", "/dev/null"], ["save", "-"],
-                ["checkpoint"], ["who-uses", "acl", "10"], ["delete", "acl", "10"],
+                ["checkpoint"], ["status"], ["who-uses", "acl", "10"], ["delete", "acl", "10"],
                 ["dscp-queue", "1", "1"], ["watch"]]
     for process in (switch.policyd, switch.finder):
         process.send_signal(signal.SIGSTOP)

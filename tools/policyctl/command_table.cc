@@ -10,6 +10,7 @@
 #include "tools/policyctl/commands/import_command.h"
 #include "tools/policyctl/commands/object_commands.h"
 #include "tools/policyctl/commands/show_command.h"
+#include "tools/policyctl/commands/status_command.h"
 #include "tools/policyctl/commands/watch_command.h"
 #include "tools/policyctl/shell/shell.h"
 #include "tools/policyctl/shell/shell_command.h"
@@ -137,6 +138,9 @@ std::vector<Command> make_table() {
       {"recover", ANYWHERE, CHANGES, {}, {},
        "undo a change that was left unfinished or waits for its confirmation",
        [](Call& c) { return recover_command(c.context); }},
+      {"status", ANYWHERE, READS, {}, {},
+       "tell which policyd there is, and which change waits for its confirmation or is unfinished",
+       [](Call& c) { return status_command(c.context); }},
       {"save", ANYWHERE, READS, {{FILE_TO_WRITE}}, {},
        "write the configuration of the switch to a file; in the shell that of the candidate",
        [](Call& c) { return c.shell != nullptr ? c.shell->save(c.text(0)) : save_command(c.context, c.text(0)); }},
