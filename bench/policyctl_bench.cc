@@ -89,8 +89,8 @@ void change_rules(const std::string& from, const std::string& to, Changes change
   std::ofstream out(to);
   std::size_t number = 0;
   for (std::string line; std::getline(in, line); ++number) {
-    const std::size_t at = changes(number) ? line.find(" permit ") : std::string::npos;
-    if (at != std::string::npos) line.replace(at, 8, " deny ");
+    const std::size_t at = changes(number) ? line.find(" permit") : std::string::npos;
+    if (at != std::string::npos) line.replace(at, 7, " deny");
     out << line << '\n';
   }
 }
