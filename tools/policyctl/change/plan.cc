@@ -218,6 +218,7 @@ class PlanMaker {
     const KindPlan* const head = kind.head;
     const bool comes = before == nullptr || kind.goes(key) ||
                        (head != nullptr && head->goes(key_above(*kind.kind, key)));
+    if (!comes && *before == *after) return;
     if (comes) step(kind, Verb::ADD, key, *after);
     if (before == nullptr) {
       change(ChangeSign::ADDED, kind, key, {}, *after);

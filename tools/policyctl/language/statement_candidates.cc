@@ -38,14 +38,18 @@ std::vector<const Statement*> candidates(const Scope* context, std::span<const W
   return fitting;
 }
 
-const Statement* find_statement(const Scope* context, std::span<const Word> words) {
+const Statement* find_statement(const Scope* context, std::span<const Word> words,
+                                const Statement* likely) {
+  const auto is_it = [&](const Statement& each) {
+    const std::string_view first = each.elements[0].word;
+    return may_stand(each, context) && first.size() == words[0].text.size() &&
+           first == words[0].text &&
+           literals_fit(each.elements, words, std::min(words.size(), each.elements.size()));
+  };
+  if (likely != nullptr && likely->begins_alone && is_it(*likely)) return likely;
   const Statement* found = nullptr;
   for (const Statement& each : statements()) {
-    if (!may_stand(each, context)) continue;
-    const std::vector<PatternElement>& pattern = each.elements;
-    const std::string_view first = pattern[0].word;
-    if (first.size() != words[0].text.size() || first != words[0].text) continue;
-    if (!literals_fit(pattern, words, std::min(words.size(), pattern.size()))) continue;
+    if (!is_it(each)) continue;
     if (found != nullptr) return nullptr;
     found = &each;
   }

@@ -18,8 +18,10 @@
                                                        std::size_t count);
 
 // The one that the words are, as far as its literals go; null when there is
-// none or the words end before that is decided.
-[[nodiscard]] const Statement* find_statement(const Scope* context, std::span<const Word> words);
+// none or the words end before that is decided. `likely`, where there is one, is looked
+// at first.
+[[nodiscard]] const Statement* find_statement(const Scope* context, std::span<const Word> words,
+                                              const Statement* likely = nullptr);
 
 // One of those that begin with this word, or with the one nearest to it. Null
 // when none is near.

@@ -32,7 +32,8 @@ std::optional<Fault> StatementMatch::match(const Scope* context, std::span<const
   _arguments = 0;
   _fields.clear();
   _values.arguments.fill({});
-  _statement = words[0].quoted ? nullptr : find_statement(context, words);
+  // Most lines begin as the one before.
+  _statement = words[0].quoted ? nullptr : find_statement(context, words, _statement);
   if (_statement == nullptr) return no_statement(context, words);
   std::optional<Fault> fault = match_rest(words);
   if (!fault) _fields.pack(_values.fields);

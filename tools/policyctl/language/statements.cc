@@ -69,6 +69,12 @@ std::span<const Statement> statements() {
                        facts.sends, each.help, parse_pattern(each.pattern)});
       }
     }
+    for (Statement& each : all) {
+      const auto begins_alike = [&each](const Statement& other) {
+        return &other != &each && other.elements[0].word == each.elements[0].word;
+      };
+      each.begins_alone = std::none_of(all.begin(), all.end(), begins_alike);
+    }
     return all;
   }();
   return STATEMENTS;

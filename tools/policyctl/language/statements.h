@@ -80,6 +80,7 @@ struct Statement {
   std::string_view sends;  // the requests that bring it about
   std::string_view help;
   std::vector<PatternElement> elements;
+  bool begins_alone = true;  // no other begins with its first word
 };
 
 // In the order of the table.
