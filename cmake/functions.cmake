@@ -43,6 +43,8 @@ function(policyd_fuzz_target name)
   target_compile_definitions(fuzz_${name} PRIVATE XLOG_MODULE_NAME="FUZZ")
   if(POLICYD_FUZZERS)
     target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
+    # The fuzzer follows the way through the product, not that through its harness.
+    target_compile_options(fuzz_${name} PRIVATE -fno-sanitize=fuzzer-no-link)
     if(NOT TARGET fuzzers)
       add_custom_target(fuzzers)
     endif()
