@@ -4,6 +4,10 @@
 option(POLICYD_PRECOMPILED_HEADERS "Compile the headers that most sources include once" ON)
 
 set(POLICYD_PRECOMPILED standard)
+if(POLICYD_MUTATION)
+  # The sources with faults in them are not optimised; the tests are compiled as ever.
+  set(POLICYD_PRECOMPILED none)
+endif()
 define_property(TARGET PROPERTY POLICYD_PRECOMPILED INITIALIZE_FROM_VARIABLE POLICYD_PRECOMPILED)
 
 # policyd_precompiled_set(NAME HEADERS... [OPTIONS...] [LIBRARIES...])

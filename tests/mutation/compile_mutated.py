@@ -49,6 +49,8 @@ def main(command):
             changed.insert(1, f"-I{MUTATED}")
             changed.append("-w")
     if shutil.which("ccache"):
+        # As cmake/options.cmake has it.
+        os.environ.update(CCACHE_DEPEND="1", CCACHE_SLOPPINESS="pch_defines,time_macros")
         changed.insert(0, "ccache")
     os.execvp(changed[0], changed)
 
