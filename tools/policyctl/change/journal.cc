@@ -127,14 +127,18 @@ std::optional<Journal> read_journal(const StateDirectory& directory) {
 }
 
 void confirm_journal_by(const StateDirectory& directory, std::int64_t confirm_by) {
-  std::optional<std::string> text = directory.read(FILE_NAME);
+  const std::optional<std::string> text = directory.read(FILE_NAME);
   if (!text) return;
   // The values before it are a line each, the texts come behind it.
   const std::size_t line = text->find("\nconfirm-by ");
   if (line == std::string::npos) refuse_damage(directory);
   const std::size_t end = text->find('\n', line + 1);
-  text->replace(line, end - line, "\nconfirm-by " + std::to_string(confirm_by));
-  directory.write(FILE_NAME, *text);
+  // In pieces: a text that grows would be held twice.
+  directory.write(FILE_NAME, [&](Draft& draft) {
+    draft.append(std::string_view(*text).substr(0, line));
+    draft.append("\nconfirm-by " + std::to_string(confirm_by));
+    draft.append(std::string_view(*text).substr(end));
+  });
 }
 
 void mark_journal_undone(const StateDirectory& directory) {

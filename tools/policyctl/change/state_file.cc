@@ -26,8 +26,10 @@ std::optional<std::string> read_up_to(const std::string& path, std::optional<cha
     if (is_missing(errno)) return std::nullopt;
     refuse_state_file("read", path, errno);
   }
-  require_plain_file(file.fd(), "read", path);
+  const std::size_t size_now = require_plain_file(file.fd(), "read", path);
   std::string text;
+  // A journal of a hundred thousand rules would be held twice while it grows.
+  if (!end) text.reserve(size_now);
   std::array<char, std::size_t{64} << 10U> part{};
   const std::size_t most = end ? std::size_t{1} << 10U : part.size();
   for (;;) {
@@ -43,11 +45,11 @@ std::optional<std::string> read_up_to(const std::string& path, std::optional<cha
 
 }  // namespace
 
-void require_plain_file(int fd, const std::string& what, const std::string& path) {
+std::size_t require_plain_file(int fd, const std::string& what, const std::string& path) {
   struct stat status {};
   if (fstat(fd, &status) != 0) refuse_state_file(what, path, errno);
   if (S_ISDIR(status.st_mode)) refuse_state_file(what, path, EISDIR);
-  if (S_ISREG(status.st_mode)) return;
+  if (S_ISREG(status.st_mode)) return static_cast<std::size_t>(status.st_size);
   throw Failure(ExitStatus::REFUSED, "could not " + what + " " + path + ": it is no plain file.",
                 "Remove it: what policyctl keeps there are plain files.");
 }

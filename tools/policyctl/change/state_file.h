@@ -2,6 +2,7 @@
 // them is told.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -10,8 +11,8 @@
 // Throws Failure REFUSED: "could not write PATH: No space left on device."
 [[noreturn]] void refuse_state_file(const std::string& what, const std::string& path, int error);
 
-// Throws Failure REFUSED of a directory, a pipe or a device.
-void require_plain_file(int fd, const std::string& what, const std::string& path);
+// The bytes of a plain file. Throws Failure REFUSED of a directory, a pipe or a device.
+std::size_t require_plain_file(int fd, const std::string& what, const std::string& path);
 
 // None when there is no such file. Throws Failure REFUSED when it cannot be read.
 [[nodiscard]] std::optional<std::string> read_state_file(const std::string& path);

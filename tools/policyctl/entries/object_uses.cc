@@ -134,6 +134,7 @@ ObjectName parse_object(Named names, const std::vector<std::string>& words, cons
     return form->scope != &TOP_LEVEL && form->scope != scope;
   });
   std::vector<std::string_view> patterns;
+  patterns.reserve(forms.size());
   for (const ObjectForm* form : forms) patterns.emplace_back(form->words);
   const ObjectForm& form = *forms[require_form(patterns, words)];
   const bool is_below = form.scope != &TOP_LEVEL;

@@ -84,13 +84,13 @@ void CommandForms::expect_after(const Scope* context, std::span<const Word> word
 std::vector<const CommandForm*> CommandForms::beginning_with(
     const std::vector<std::string>& words) const {
   std::vector<const CommandForm*> found;
-  for (std::size_t i = 0; i < _forms.size(); ++i) {
-    const std::vector<PatternElement>& pattern = _forms[i].elements;
+  for (const CommandForm& form : _forms) {
+    const std::vector<PatternElement>& pattern = form.elements;
     const bool begins =
         words.size() <= pattern.size() &&
         std::equal(words.begin(), words.end(), pattern.begin(),
                    [](const std::string& word, const PatternElement& e) { return word == e.word; });
-    if (begins) found.push_back(&_forms[i]);
+    if (begins) found.push_back(&form);
   }
   return found;
 }
