@@ -272,6 +272,7 @@ TEST_F(PartsOfTheDaemon, TheNodeRunsWhenTheTargetStarts) {
   // The first that it does is to make a name for its mirror.
   _kernel.at_random_bytes = [this] { note_node(); };
   _daemon.startup();
+  _kernel.at_random_bytes = [] {};
   ASSERT_FALSE(_node_ran.empty());
   EXPECT_TRUE(_node_ran.front());
 }
@@ -282,6 +283,7 @@ TEST_F(PartsOfTheDaemon, TheNodeHasStoppedWhenTheTargetStops) {
   // It closes the connections of its mirror.
   _kernel.at_watch = [this] { note_node(); };
   _daemon.shutdown();
+  _kernel.at_watch = [] {};
   ASSERT_FALSE(_node_ran.empty());
   EXPECT_FALSE(_node_ran.front());
 }
