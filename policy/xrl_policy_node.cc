@@ -21,6 +21,7 @@ int XrlPolicyNode::startup() {
 }
 
 int XrlPolicyNode::shutdown() {
+  _xrl_router.refuse_changes();
   _policy_node.shutdown();
   _xrl_policy_target.shutdown();
   return 0;

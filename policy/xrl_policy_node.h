@@ -24,7 +24,7 @@ class XrlPolicyNode {
   // starts node and target. Always 0: the target tells of a failure of its
   // own in its service status.
   int startup();
-  // Stops node and target. Always 0; may be repeated.
+  // Stops node and target; from now on changes are refused. Always 0; may be repeated.
   int shutdown();
 
   // Whether the command to shut down was received.

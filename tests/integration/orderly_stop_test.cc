@@ -94,6 +94,9 @@ TEST_F(OrderlyStop, RequestsThatAwaitTheirReplyAreWaitedFor) {
   hold({{"get_cos_mapping?priorities:list=:u32=0", "100 queues:list=:u32=2"}});
   EXPECT_EQ(card.requests(), 0);
 
+  // What would be waited for, too, or lost with the process is refused.
+  hold({{"set_cos_mapping?priorities:list=:u32=0&queues:list=:u32=5", "102 refused."},
+        {"create_acl?acl:u32=10&type:u32=0", "102 refused."}});
   ASSERT_TRUE(turn_until(its_loop, [&card] { return card.requests() >= 2; }));
   its_loop.run();
   EXPECT_EQ(plane.policyd->wait(), 0);

@@ -120,6 +120,13 @@ void XrlStdRouter::set_request_filter(RequestFilter filter) {
   });
 }
 
+void XrlStdRouter::refuse_changes() {
+  _dispatcher.set_filter([](const XrlCmdMap::Command& command) {
+    return command.kind == XrlMethodKind::CHANGE ? XrlFilterAction::REFUSE
+                                                 : XrlFilterAction::HANDLE;
+  });
+}
+
 XrlKey XrlStdRouter::make_key(std::string_view /*method*/) {
   XrlKey key;
   _loop.kernel().random_bytes(key);

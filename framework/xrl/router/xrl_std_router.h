@@ -60,6 +60,10 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   // `method` is "INTERFACE/VERSION/METHOD".
   using RequestFilter = std::function<XrlFilterAction(std::string_view method)>;
   void set_request_filter(RequestFilter filter);
+  // For a process that is about to leave, in place of a filter: requests of kind change
+  // are refused (COMMAND_FAILED "refused."), so that nobody who goes on asking for them
+  // keeps it from leaving.
+  void refuse_changes();
 
  private:
   XrlKey make_key(std::string_view method) override;
