@@ -10,6 +10,7 @@
 #include "framework/base/comm.h"
 #include "framework/base/event_loop.h"
 #include "framework/base/xlog.h"
+#include "framework/base/xlog_follow_up.h"
 
 namespace {
 
@@ -67,6 +68,7 @@ void announce(const SwitchModel& model) {
 
 void serve(const SwitchDescription& description, const FinderPlace& finder) {
   EventLoop loop;
+  const XlogFollowUp follow_up(loop);
   Chassis chassis(loop, description, finder);
   while (!chassis.is_ready() && !chassis.is_done()) loop.run();
   announce(chassis.model());

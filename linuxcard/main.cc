@@ -11,6 +11,7 @@
 #include "framework/base/comm.h"
 #include "framework/base/event_loop.h"
 #include "framework/base/xlog.h"
+#include "framework/base/xlog_follow_up.h"
 #include "linuxcard/data_path_thread.h"
 #include "linuxcard/ebpf/ebpf_data_path.h"
 #include "linuxcard/linuxcard.h"
@@ -99,6 +100,7 @@ void serve(const Options& options) {
                                   options.state_file,
                                   [] { return local_moment(std::time(nullptr)); }};
   EventLoop loop;
+  const XlogFollowUp follow_up(loop);
   KernelRouteSocket socket(loop);
   drop_privileges();
   DataPathThread data_path(loop, [&options]() -> std::unique_ptr<DataPath> {

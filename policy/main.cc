@@ -1,9 +1,11 @@
 #include "framework/base/exceptions.h"
+#include "framework/base/large_blocks.h"
 #include "framework/base/xlog.h"
 #include "policy/policy_main.h"
 
 int main(int argc, char* argv[]) {
   const std::string argv0 = argv[0];
+  return_large_blocks();
 
   xlog_init(argv0.c_str(), nullptr);
   xlog_set_verbose(XLOG_VERBOSE_LOW);

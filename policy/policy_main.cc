@@ -7,6 +7,7 @@
 
 #include "common/well_known_names.h"
 #include "framework/base/event_loop.h"
+#include "framework/base/xlog_follow_up.h"
 #include "framework/xrl/finder_constants.h"
 #include "policy/store/memory_reserve.h"
 #include "policy/xrl_policy_node.h"
@@ -86,6 +87,7 @@ void usage(const std::string& argv0, int exit_value) {
 void policy_main(const std::string& finder_hostname, std::uint16_t finder_port) {
   const MemoryReserve reserve;
   EventLoop eventloop;
+  const XlogFollowUp follow_up(eventloop);
   XrlPolicyNode node(eventloop, well_known_names[NAME_POLICY], well_known_names[NAME_FINDER],
                      finder_hostname, finder_port);
   node.startup();

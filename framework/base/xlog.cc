@@ -18,6 +18,7 @@
 #include "framework/base/line_writer.h"
 #include "framework/base/shown_character.h"
 #include "framework/base/unless_kept.h"
+#include "framework/base/xlog_budget.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ struct Settings {
   std::array<XlogVerbose, LEVELS> verbose{};
   LineWriter standard_error{STDERR_FILENO};
   std::uint64_t dropped = 0;  // messages, since that was told
+  XlogBudget budget;          // of standard error
 };
 
 struct NumberedOutput {
@@ -59,6 +61,12 @@ std::size_t index_of(XlogLevel level) {
 
 std::string_view last_component(std::string_view path) {
   return path.substr(path.find_last_of('/') + 1);
+}
+
+TimePoint monotonic_now() {
+  timespec time{};
+  ::clock_gettime(CLOCK_MONOTONIC, &time);
+  return TimePoint(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
 }
 
 void append_time(std::string& line) {
@@ -138,19 +146,40 @@ void tell_outputs(const XlogRecord& record) {
   for (const NumberedOutput& entry : outputs) entry.output(record);
 }
 
-void write_record(const XlogRecord& record) {
-  const Settings& settings = the_log().settings;
-  const bool fatal = record.level == XLOG_LEVEL_FATAL;
-  if (!settings.running && !fatal) return;
-  const int saved_errno = errno;
-  if (settings.default_output || fatal) write_line(record);
-  tell_outputs(record);
-  errno = saved_errno;
+void tell_held_back(TimePoint now) {
+  for (const XlogBudget::HeldBack& held : the_log().settings.budget.take_held_back(now)) {
+    write_line({XLOG_LEVEL_WARNING, held.module, held.where,
+                "and " + std::to_string(held.lines) + " more in 10 s"});
+  }
 }
 
-void write_text(XlogLevel level, const char* module, const std::string& where, std::string text) {
+// Who gets a message; asked before it is made, which takes longest.
+struct Readers {
+  bool standard_error = false;
+  bool outputs = false;
+};
+
+Readers readers_of(XlogLevel level, const char* module, const std::string& where) {
+  if (level == XLOG_LEVEL_FATAL) return {true, true};
+  Log& log = the_log();
+  if (!log.settings.running) return {};
+  Readers readers{false, !log.outputs.empty()};
+  if (log.settings.default_output) {
+    const TimePoint now = monotonic_now();
+    tell_held_back(now);
+    readers.standard_error = log.settings.budget.take(module, where, now);
+  }
+  return readers;
+}
+
+void write_text(Readers readers, XlogLevel level, const char* module, const std::string& where,
+                std::string text) {
+  const int saved_errno = errno;
   text.resize(std::min(text.size(), XLOG_MAX_TEXT));
-  write_record({level, module, where.substr(0, XLOG_MAX_TEXT), std::move(text)});
+  const XlogRecord record{level, module, where.substr(0, XLOG_MAX_TEXT), std::move(text)};
+  if (readers.standard_error) write_line(record);
+  if (readers.outputs) tell_outputs(record);
+  errno = saved_errno;
 }
 
 [[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, va_list arguments) {
@@ -177,6 +206,7 @@ void xlog_start() {
 }
 
 void xlog_stop() {
+  if (the_log().settings.default_output) tell_held_back(TimePoint::max());
   the_log().settings.running = false;
 }
 
@@ -190,6 +220,10 @@ void xlog_level_set_verbose(XlogLevel level, XlogVerbose verbose) {
 
 void xlog_add_default_output() {
   the_log().settings.default_output = true;
+}
+
+void xlog_tell_held_back() {
+  if (the_log().settings.default_output) tell_held_back(monotonic_now());
 }
 
 int xlog_add_output(XlogOutput output) {
@@ -215,13 +249,15 @@ std::string xlog_where(int line, const char* file, const char* function) {
 
 // The four differ in their level alone; a list of arguments cannot be handed
 // on in any other way.
-#define XLOG_DETAIL_WRITE(level)                       \
-  do {                                                 \
-    va_list arguments;                                 \
-    va_start(arguments, format);                       \
-    std::string text = formatted(format, arguments);   \
-    va_end(arguments);                                 \
-    write_text(level, module, where, std::move(text)); \
+#define XLOG_DETAIL_WRITE(level)                                \
+  do {                                                          \
+    const Readers readers = readers_of(level, module, where);   \
+    if (!readers.standard_error && !readers.outputs) break;     \
+    va_list arguments;                                          \
+    va_start(arguments, format);                                \
+    std::string text = formatted(format, arguments);            \
+    va_end(arguments);                                          \
+    write_text(readers, level, module, where, std::move(text)); \
   } while (false)
 
 void xlog_fatal(const char* module, const std::string& where, const char* format, ...) {
@@ -245,7 +281,7 @@ void xlog_info(const char* module, const std::string& where, const char* format,
 
 void xlog_assertion_failed(const char* module, const std::string& where, const char* condition,
                            const std::string& values) {
-  write_text(XLOG_LEVEL_FATAL, module, where,
+  write_text({true, true}, XLOG_LEVEL_FATAL, module, where,
              "Assertion failed: " + std::string(condition) + " (" + values + ")");
   std::abort();
 }

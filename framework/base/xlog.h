@@ -11,6 +11,10 @@
 // has no room is dropped, and a line tells how many were, in front of the next
 // one for which there is room.
 //
+// Nor does it grow without bound: of one place the default output gets a hundred lines in
+// ten seconds, and then, as a message of that place, "and 4711 more in 10 s" with the
+// next message after that, or by xlog_tell_held_back(). Fatal messages are always written.
+//
 // The macros take the module from XLOG_MODULE_NAME, which each library's build
 // defines, and the location from where they stand.
 #pragma once
@@ -39,10 +43,11 @@ inline constexpr std::size_t XLOG_MAX_TEXT = 8000;
 // text `preamble` (null: none) is written in front of every message as it is.
 void xlog_init(const char* argv0, const char* preamble);
 // Stops the log and forgets name, preamble, verbosity, the default output
-// and what was dropped. Further outputs stay until they are removed.
+// and what was dropped or held back. Further outputs stay until they are removed.
 void xlog_exit();
 // A process that did not start the log writes nothing, except for fatal
 // messages.
+// What was held back (see above) is told when it stops.
 void xlog_start();
 void xlog_stop();
 // How much of the process is told, for every level or for one. LOW at first.
@@ -50,6 +55,8 @@ void xlog_set_verbose(XlogVerbose verbose);
 void xlog_level_set_verbose(XlogLevel level, XlogVerbose verbose);
 // Standard error.
 void xlog_add_default_output();
+// Writes there how many lines were held back in spans of ten seconds that are over.
+void xlog_tell_held_back();
 
 // What an output sees of each message; the texts live for the call only.
 struct XlogRecord {

@@ -1,7 +1,5 @@
 // The finder: the name service as a process. It serves until it is killed;
 // whoever was registered finds it again and registers anew.
-#include <malloc.h>
-
 #include <cstdio>
 #include <new>
 #include <string>
@@ -10,7 +8,9 @@
 #include "framework/base/comm.h"
 #include "framework/base/event_loop.h"
 #include "framework/base/exceptions.h"
+#include "framework/base/large_blocks.h"
 #include "framework/base/xlog.h"
+#include "framework/base/xlog_follow_up.h"
 #include "framework/finder/finder_options.h"
 #include "framework/finder/finder_server.h"
 #include "framework/xrl/router/cookie.h"
@@ -20,15 +20,10 @@ namespace {
 constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 
-// From this size on a block comes from the kernel by itself and goes back there
-// when it is freed. Left alone, the allocator moves the size up with what is
-// freed, and buffers of many peers that grow side by side leave holes that none
-// of them fits: a third above what is counted.
-constexpr int OWN_MAPPING_BYTES = 128 * 1024;
-
 [[noreturn]] void serve(const FinderOptions& options, std::string cookie) {
   comm_init();
   EventLoop loop;
+  const XlogFollowUp follow_up(loop);
   const FinderServer server(loop, options.address, options.allowed, std::move(cookie));
   // Whoever started it with port 0 waits for this line.
   std::printf("finder: listening on %s\n", server.address().str().c_str());
@@ -47,7 +42,7 @@ void start_log(const char* argv0) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  mallopt(M_MMAP_THRESHOLD, OWN_MAPPING_BYTES);
+  return_large_blocks();
   FinderOptions options;
   switch (FinderOptions::parse(argc, argv, options)) {
     case FinderOptions::Outcome::HELP:

@@ -51,6 +51,18 @@ TEST_F(PacketFilters, OfAVlanAreListedInTheOrderTheyWereAdded) {
         {"get_vlan_packet_filters?vlan:u32=10", NO_FILTERS}});
 }
 
+// A client that asks for the same again and again must not fill the disk.
+TEST_F(PacketFilters, KeepTheirListHoweverOftenItIsDeletedAndTheLogShort) {
+  hold({{"set_vlan_packet_filter?vlan:u32=10&acl:u32=10&rule:u32=1", "100"}});
+  for (int i = 0; i < 1000; ++i) hold({{"delete_acl?acl:u32=10", "102 failed to delete acl"}});
+  EXPECT_EQ(shut_down(), "100");
+  EXPECT_EQ(plane.policyd->wait(), 0);
+  const Lines lines = take_warnings(101);
+  ASSERT_EQ(lines.size(), 101U);
+  EXPECT_EQ(lines.back(),
+            "WARNING policyd POLICY +LINE policytree is_acl_used: and 900 more in 10 s");
+}
+
 TEST_F(PacketFilters, ARuleIsBoundOnceToEachPortAndVlan) {
   hold({{"set_port_packet_filter?ifname:txt=eth-0/1/1&acl:u32=10&rule:u32=1", "100"},
         {"set_port_packet_filter?ifname:txt=eth-0/1/1&acl:u32=10&rule:u32=1",

@@ -260,6 +260,23 @@ TEST_F(XlogTest, WhatAnOutputLogsGoesToTheDefaultOutputAlone) {
   EXPECT_EQ(written_after_time(), "INFO policyd M w: outer\nINFO policyd M w: inner\n");
 }
 
+TEST_F(XlogTest, AFloodFromOnePlaceIsHeldBackAndCounted) {
+  xlog_exit();  // and what other tests wrote from there
+  xlog_init("policyd", nullptr);
+  xlog_add_default_output();
+  xlog_start();
+  for (int i = 0; i < 5000; ++i) xlog_warning("M", "flood", "x");
+  xlog_info("M", "elsewhere", "y");
+  xlog_stop();
+  const std::string text = written_after_time();
+  EXPECT_TRUE(text.ends_with(
+      "INFO policyd M elsewhere: y\nWARNING policyd M flood: and 4900 more in 10 s\n"))
+      << text;
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 102);
+  EXPECT_EQ(_capture.take().size(), 5001U) << "other outputs get all";
+  xlog_start();
+}
+
 TEST_F(XlogTest, LoggingLeavesErrnoAlone) {
   const int number = xlog_add_output([](const XlogRecord&) { errno = EPIPE; });
   errno = ENOENT;
@@ -338,6 +355,15 @@ TEST_F(XlogDeathTest, AFatalMessageEndsTheProcess) {
 TEST_F(XlogDeathTest, AFatalMessageIsWrittenThoughTheLogIsStopped) {
   xlog_exit();
   EXPECT_DEATH(xlog_fatal("M", "w", "the end"), "FATAL unknown M w: the end");
+}
+
+TEST_F(XlogDeathTest, AFatalMessageIsWrittenHoweverManyWere) {
+  const auto flood = [] {
+    xlog_add_default_output();
+    for (int i = 0; i < 200; ++i) xlog_error("M", "flood", "x");
+    xlog_fatal("M", "flood", "the end");
+  };
+  EXPECT_EXIT(flood(), ::testing::KilledBySignal(SIGABRT), "FATAL policyd M flood: the end\n");
 }
 
 TEST_F(XlogDeathTest, ABrokenInvariantStopsTheProcessWithTheValues) {
