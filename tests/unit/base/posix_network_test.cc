@@ -190,14 +190,16 @@ TEST_F(PosixNetworkTest, AConnectionToItselfCountsAsRefused) {
 }
 
 TEST_F(PosixNetworkTest, AConnectionToTheSamePortOfAnotherAddressIsNoneToItself) {
-  const int listener = listen(NetAddress::tcp(IPv4(0x7f000002U), 0));
-  const NetAddress there = _network.local_address(listener);
   const int fd = opened(::socket(AF_INET, SOCK_STREAM, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(there.port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  // Until the port that one gets is free at the other address, too.
+  do {
+    const int listener = listen(NetAddress::tcp(IPv4(0x7f000002U), 0));
+    address.sin_port = htons(_network.local_address(listener).port);
+  } while (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 &&
+           errno == EADDRINUSE);
   address.sin_addr.s_addr = htonl(0x7f000002U);
   ASSERT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
   EXPECT_EQ(_network.connect_result(fd), 0);
