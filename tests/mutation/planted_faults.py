@@ -68,9 +68,12 @@ def mutants_of(root):
         if text.count(code) != 1:
             raise SystemExit(f"{what}: {file} has '{code}' {text.count(code)} times")
         start = len(text[:text.index(code)].encode())
-        # What stands there stays, for the mutants' code goes around it: as no code.
+        line = text.count("\n", 0, text.index(code)) + 1
+        # What stands there stays, for the mutants' code goes around it: as no code. Behind
+        # it the compiler counts lines as if nothing had been put in.
         result.append(find_mutants.Mutant(
-            file, text.count("\n", 0, text.index(code)) + 1, 1, start, start + len(code.encode()),
-            "planted", what, instead.replace("\n", " ") + "\n#if 0\n", "\n#endif\n",
+            file, line, 1, start, start + len(code.encode()), "planted", what,
+            instead.replace("\n", " ") + "\n#if 0\n",
+            f"\n#endif\n#line {line + code.count(chr(10))}\n",
             code.split("\n", maxsplit=1)[0].strip()))
     return result
