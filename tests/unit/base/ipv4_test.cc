@@ -80,6 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
         IPv6Row{"1:2:3:4:5:6:0:0", "1:2:3:4:5:6::"}, IPv6Row{"0:0:3:4:5:6:7:8", "::3:4:5:6:7:8"},
         IPv6Row{"fe80::1:2:3:4", "fe80::1:2:3:4"}, IPv6Row{"::ffff:1.2.3.4", "::ffff:1.2.3.4"},
         IPv6Row{"::FFFF:102:304", "::ffff:1.2.3.4"}, IPv6Row{"::1.2.3.4", "::102:304"},
+        IPv6Row{"::1234:102:304", "::1234:102:304"},
         IPv6Row{"64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
         IPv6Row{"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff",
                 "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
