@@ -24,6 +24,10 @@ class RetryTimer {
     _timer.schedule_after(_delay);
     _delay = std::min(2 * _delay, _longest);
   }
+  // Tries in the next turn, whether a wait runs or not; the next wait is as long as ever.
+  void try_now() { _timer.schedule_after(Duration(0)); }
+  // Of the waits that begin after the next one.
+  void set_longest(Duration longest) { _longest = longest; }
   // The next wait is the shortest again; one that runs goes on.
   void succeeded() { _delay = _first; }
   // Ends a wait without trying again; the next one is the shortest again.

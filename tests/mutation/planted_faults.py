@@ -33,7 +33,7 @@ PLANTED = (
      "if (!_calls.is_pending(interest.asked)) ask_interest(class_name);",
      "if (@ ? interest.confirmed : !_calls.is_pending(interest.asked)) ask_interest(class_name);"),
     ("a connect that fails at once is not tried again", FINDER_CLIENT,
-     "if (fd < 0) {\n    retry_later();", "if (fd < 0) {\n    if (!@) retry_later();"),
+     "message(-fd));\n    _retry.failed();", "message(-fd));\n    if (!@) _retry.failed();"),
     ("a stranger at the address of a target is taken for it", PEER,
      "if (connection.peer_instance() != _resolution.instance) {",
      "if (!@ && connection.peer_instance() != _resolution.instance) {"),

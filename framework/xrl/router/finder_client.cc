@@ -1,6 +1,7 @@
 #include "framework/xrl/router/finder_client.h"
 
 #include <algorithm>
+#include <system_error>
 
 #include "framework/base/xlog.h"
 #include "framework/xrl/finder_constants.h"
@@ -98,18 +99,18 @@ FinderClient::FinderClient(EventLoop& loop, Identity identity, const XrlCmdMap& 
       _commands(commands),
       _owner(owner),
       _budget(budget),
-      _retry_delay(xrl_limits::RECONNECT_MIN),
       _notice_commands(std::make_unique<WellKnownCmdMap>(_identity.hello.instance)),
       _notices(std::make_unique<Notices>(*_notice_commands, owner, dispatcher)),
       _session_sender(std::make_unique<Sender>(*this, Purpose::SESSION)),
       _lookup_sender(std::make_unique<Sender>(*this, Purpose::LOOKUP)),
       _closed(loop),
       _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return timeout_error(); }),
-      _retry(loop, [this] { connect(); }),
+      _retry(
+          loop, [this] { connect(); }, xrl_limits::RECONNECT_MIN, longest_retry()),
       _register_again(loop, [this] { register_target(); }),
       _register(loop, [this] { register_target(); }) {
   _address_is_known = IPv4::parse(_identity.finder_host, _address);
-  _retry.schedule_at(loop.now());
+  _retry.try_now();
 }
 
 FinderClient::~FinderClient() = default;
@@ -184,13 +185,15 @@ void FinderClient::connect() {
       XLOG_WARNING("the finder's host '%s' has no address; trying again",
                    _identity.finder_host.c_str());
     }
-    retry_later();
+    _retry.failed();
     return;
   }
+  _retry.set_longest(longest_retry());
   const NetAddress finder = NetAddress::tcp(_address, _identity.finder_port);
   const int fd = _loop.network().connect(finder);
   if (fd < 0) {
-    retry_later();
+    tell_what_it_waits_for(std::generic_category().message(-fd));
+    _retry.failed();
     return;
   }
   XrlConnection::Delegate& self = *this;
@@ -203,9 +206,11 @@ Duration FinderClient::longest_retry() const {
   return _address.is_loopback() ? xrl_limits::RECONNECT_MAX_LOOPBACK : xrl_limits::RECONNECT_MAX;
 }
 
-void FinderClient::retry_later() {
-  _retry.schedule_after(_retry_delay);
-  _retry_delay = std::min(_retry_delay * 2, longest_retry());
+void FinderClient::tell_what_it_waits_for(std::string_view reason) {
+  if (!_told_refusal.empty()) return;
+  _told_refusal = reason;
+  XLOG_INFO("waiting for the finder at %s:%u: %s", _address.str().c_str(),
+            static_cast<unsigned>(_identity.finder_port), _told_refusal.c_str());
 }
 
 void FinderClient::connection_up(XrlConnection&) {
@@ -266,7 +271,7 @@ void FinderClient::registered(const XrlError& error) {
 void FinderClient::become_ready() {
   _stands_by = false;
   _told_refusal.clear();
-  _retry_delay = xrl_limits::RECONNECT_MIN;
+  _retry.succeeded();
   _was_ready = true;
   if (_ready) return;
   _ready = true;
@@ -359,15 +364,13 @@ void FinderClient::connection_down(XrlConnection&, XrlConnection::Cause, std::st
   if (_ready) {
     XLOG_WARNING("lost the finder at %s:%u: %s; trying again", _address.str().c_str(),
                  static_cast<unsigned>(_identity.finder_port), std::string(reason).c_str());
-  } else if (!_connection->was_up() && _told_refusal.empty()) {
-    _told_refusal = reason;
-    XLOG_INFO("waiting for the finder at %s:%u: %s", _address.str().c_str(),
-              static_cast<unsigned>(_identity.finder_port), std::string(reason).c_str());
+  } else if (!_connection->was_up()) {
+    tell_what_it_waits_for(reason);
   }
   _ready = false;
   _closed.add(std::move(_connection));
   _register_again.cancel();
-  retry_later();
+  _retry.failed();
 
   std::vector<std::uint32_t> ended;
   for (const auto& [sequence, request] : _requests.all()) {

@@ -121,7 +121,7 @@ class FinderClient final : private XrlConnection::Delegate {
   [[nodiscard]] bool send_for(Purpose purpose, std::string_view method,
                               std::span<const std::uint8_t> args, XrlReply reply);
   void connect();
-  void retry_later();
+  void tell_what_it_waits_for(std::string_view reason);
   void register_target();
   void registered(const XrlError& error);
   void become_ready();
@@ -154,7 +154,6 @@ class FinderClient final : private XrlConnection::Delegate {
   bool _was_ready = false;
   bool _stands_by = false;    // another target held the class when last asked
   std::string _told_refusal;  // what was logged last, so that it is logged once
-  Duration _retry_delay;
   std::map<std::string, Interest, std::less<>> _interests;  // by class name
   std::unique_ptr<WellKnownCmdMap> _notice_commands;
   std::unique_ptr<Notices> _notices;
@@ -164,7 +163,7 @@ class FinderClient final : private XrlConnection::Delegate {
   XrlClosedConnections _closed;
   XrlCalls _calls;
   FinderRequests _requests;
-  Timer _retry;
+  RetryTimer _retry;
   Timer _register_again;  // after a refusal
   Deferred _register;
   Lifeline _lifeline;

@@ -95,4 +95,18 @@ TEST_F(RetryTimerTest, CancelledItDoesNotTryAndStartsOver) {
   EXPECT_EQ(tries, Times{milliseconds(2450)});
 }
 
+TEST_F(RetryTimerTest, ToldToItTriesInTheNextTurnAndWaitsAsEverThen) {
+  timer.failed();
+  again = true;
+  timer.try_now();
+  world.run_for(milliseconds(250));
+  EXPECT_EQ(tries, (Times{milliseconds(0), milliseconds(200)}));
+}
+
+TEST_F(RetryTimerTest, AnotherLongestWaitCountsFromTheWaitAfterTheNext) {
+  timer.set_longest(milliseconds(150));
+  EXPECT_EQ(fail_for(milliseconds(500)),
+            (Times{milliseconds(100), milliseconds(250), milliseconds(400)}));
+}
+
 }  // namespace

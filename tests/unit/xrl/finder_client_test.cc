@@ -94,6 +94,11 @@ TEST_F(SessionWithTheFinder, IsTriedForAgainWhenAConnectFailsAtOnce) {
   ASSERT_TRUE(world.network().cut_random());
   world.run_for(seconds(20));
   EXPECT_FALSE(client->is_ready());
+  const std::vector<std::string> lines = log.take_lines();
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_TRUE(lines[0].starts_with("WARNING XRL connection_down: lost the finder at ")) << lines[0];
+  EXPECT_EQ(lines[1], "INFO XRL tell_what_it_waits_for: waiting for the finder at " + FINDER.str() +
+                          ": Too many open files");
   world.network().set_descriptor_limit(10);
   settle([this] { return client->is_ready(); });
 }
