@@ -1,5 +1,5 @@
 // LineWriter: whole lines to a descriptor, without ever waiting for whoever
-// reads them.
+// reads them, and without a SIGPIPE when nobody does.
 #pragma once
 
 #include <cstddef>
