@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "framework/base/event_loop.h"
+#include "framework/base/exceptions.h"
 #include "framework/base/hex.h"
+#include "framework/base/xlog.h"
 #include "framework/xrl/router/xrl_std_router.h"
 #include "platform/class_watch.h"
 #include "platform/interfaces/sif_mirror_tgt.h"
@@ -81,7 +83,13 @@ SifMgrXrlMirror::~SifMgrXrlMirror() = default;
 
 int SifMgrXrlMirror::startup() {
   if (status() != SERVICE_READY) return -1;
-  _connection = std::make_unique<Connection>(*this);
+  try {
+    _connection = std::make_unique<Connection>(*this);
+  } catch (const XorpException& e) {
+    XLOG_ERROR("Cannot start the mirror: %s", e.str().c_str());
+    set_status(SERVICE_FAILED);
+    return -1;
+  }
   set_status(SERVICE_RUNNING);
   return 0;
 }

@@ -36,7 +36,8 @@ class SifMgrXrlMirror : public ServiceBase {
 
   // 0 when it was READY: it is RUNNING from then on and follows the interface
   // manager as soon as there is one. In any other state -1, and nothing
-  // changes; a mirror runs once.
+  // changes; a mirror runs once. FAILED, -1 and a line in the log when it cannot have a
+  // router, for the secret of XRL_COOKIE_FILE cannot be read any more.
   int startup() override;
   // Follows no longer and keeps the last tree. Always 0; may be repeated.
   int shutdown() override;

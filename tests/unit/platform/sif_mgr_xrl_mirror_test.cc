@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -73,6 +74,19 @@ class SifMgrXrlMirrorTest : public ::testing::Test {
   HintRecorder _hints;
   std::unique_ptr<SifMgrXrlMirror> _mirror;
 };
+
+TEST_F(SifMgrXrlMirrorTest, CannotStartWithASecretThatIsNotToBeRead) {
+  _finder.start();
+  LogCapture log;
+  ASSERT_EQ(::setenv("XRL_COOKIE_FILE", "/nowhere/secret", 1), 0);
+  EXPECT_EQ(_mirror->startup(), -1);
+  ::unsetenv("XRL_COOKIE_FILE");
+  EXPECT_EQ(_mirror->status(), SERVICE_FAILED);
+  EXPECT_EQ(log.take_lines(),
+            std::vector<std::string>{"ERROR PLATFORM startup: Cannot start the mirror: cookie file "
+                                     "'/nowhere/secret': No such file or directory."});
+  EXPECT_EQ(_mirror->startup(), -1) << "a service that failed does not start again";
+}
 
 }  // namespace
 
