@@ -14,6 +14,7 @@
 
 #include "framework/base/callback.h"
 #include "framework/base/profile.h"
+#include "framework/base/unless_kept.h"
 #include "framework/base/xlog.h"
 #include "framework/xrl/interfaces/profile_client_xif.h"
 #include "framework/xrl/router/xrl_router.h"
@@ -73,8 +74,8 @@ class ProfileTransmitter {
       transmit_log(pname, router, instance_name, profile);
       return;
     }
-    // First, since the warning may find no memory.
-    profile->release_log(pname);
+    // Behind the warning, also when that finds no memory.
+    const UnlessKept release([&] { profile->release_log(pname); });
     XLOG_WARNING("%s", error.str().c_str());
   }
 

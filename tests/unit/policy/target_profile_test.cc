@@ -128,6 +128,20 @@ TEST_F(ProfileCommands, AnEntryThatFailsEndsTheTransmissionAndUnlocks) {
   EXPECT_FALSE(is_locked());
 }
 
+TEST_F(ProfileCommands, AnEntryThatFailsIsToldOfBeforeTheLogIsUnlocked) {
+  profile().enable("policy_profile1");
+  log("first", 1, 2);
+  ASSERT_EQ(call(GET), OKAY);
+  LogCapture capture;
+  bool was_locked = false;
+  const int output = xlog_add_output([&](const XlogRecord&) { was_locked = is_locked(); });
+  _router.answer(XrlError::COMMAND_FAILED("no room."));
+  xlog_remove_output(output);
+  EXPECT_EQ(capture.take().size(), 1U);
+  EXPECT_TRUE(was_locked);
+  EXPECT_FALSE(is_locked());
+}
+
 TEST_F(ProfileCommands, AnEntryThatCannotBeQueuedEndsTheTransmissionAndUnlocks) {
   profile().enable("policy_profile1");
   log("first", 1, 2);
