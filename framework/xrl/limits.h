@@ -51,6 +51,12 @@ inline constexpr std::size_t MAX_TARGET_NAME_BYTES = 128;
 inline constexpr std::size_t MAX_PEERS = 512;
 // Requests to one peer that await a reply; past it send() answers false.
 inline constexpr std::size_t MAX_REQUESTS_IN_FLIGHT = 65536;
+// The same, to all peers of one router together: some 32 MB of what awaits them. The
+// largest switch has 64 line cards of 64 ports with 8 priorities, a quarter of that.
+inline constexpr std::size_t MAX_REQUESTS_TOGETHER = 131072;
+// Requests to one peer that time out in one turn; those behind them do in the next, so
+// that many silent peers starve nobody.
+inline constexpr std::size_t MAX_TIMEOUTS_PER_TURN = 64;
 // Requests to one peer from the oldest that awaits a reply to the youngest,
 // those between that were answered included; past it send() answers false. A peer
 // that leaves one unanswered while it answers the rest is behind it.

@@ -179,6 +179,23 @@ TEST_F(HostileTargets, MayCauseTheEndOfTheRouterByNotKnowingAMethod) {
   EXPECT_EQ(router, nullptr);
 }
 
+TEST_F(HostileTargets, ThatAreSilentAreAskedNoMoreTogetherThanTheirBound) {
+  for (const char* name : {"one", "two", "three"}) {
+    register_target(name);
+    meet(name);
+  }
+  std::size_t asked = 3;
+  while (say("one")) ++asked;
+  while (say("two")) ++asked;
+  EXPECT_EQ(asked, xrl_limits::MAX_REQUESTS_TOGETHER);
+  EXPECT_FALSE(say("three"));
+  EXPECT_EQ(router->pending(), asked);
+  world.run_for(seconds(32));
+  EXPECT_EQ(answers.size(), asked);
+  EXPECT_EQ(router->pending(), 0U);
+  EXPECT_TRUE(say("three"));
+}
+
 TEST_F(HostileTargets, ThatLeaveOneRequestUnansweredAreAskedNoMoreThanTheirSpan) {
   register_target("patchy");
   meet("patchy");

@@ -2,17 +2,25 @@
 
 #include <utility>
 
+#include "framework/xrl/limits.h"
+
 namespace {
 constexpr std::uint32_t FIRST_RING_SIZE = 16;
 }
 
-XrlCalls::XrlCalls(EventLoop& loop, Duration timeout, TimeoutError timeout_error)
+XrlCalls::XrlCalls(EventLoop& loop, Duration timeout, TimeoutError timeout_error,
+                   std::size_t* together)
     : _loop(loop),
       _timeout(timeout),
       _timeout_error(std::move(timeout_error)),
       _ring(FIRST_RING_SIZE),
       _mask(FIRST_RING_SIZE - 1),
+      _together(together),
       _timer(loop, [this] { on_deadline(); }) {}
+
+XrlCalls::~XrlCalls() {
+  if (_together != nullptr) *_together -= _pending;
+}
 
 std::uint32_t XrlCalls::add(XrlReply reply) {
   if (_next - _first > _mask) grow();
@@ -21,6 +29,7 @@ std::uint32_t XrlCalls::add(XrlReply reply) {
   call.reply = std::move(reply);
   call.deadline = _loop.now() + _timeout;
   ++_pending;
+  if (_together != nullptr) ++*_together;
   if (!_timer.is_armed()) _timer.schedule_at(call.deadline);
   return sequence;
 }
@@ -32,6 +41,7 @@ bool XrlCalls::is_pending(std::uint32_t sequence) const {
 XrlReply XrlCalls::take(std::uint32_t sequence) {
   XrlReply reply = std::exchange(at(sequence).reply, XrlReply{});
   --_pending;
+  if (_together != nullptr) --*_together;
   while (_first != _next && at(_first).reply.deliver == nullptr) ++_first;
   return reply;
 }
@@ -60,7 +70,8 @@ void XrlCalls::fail_all(const XrlError& error, const Spared& spared) {
 
 void XrlCalls::on_deadline() {
   const auto life = _lifeline.token();
-  while (_first != _next && at(_first).deadline <= _loop.now()) {
+  for (std::size_t failed = 0; failed < xrl_limits::MAX_TIMEOUTS_PER_TURN; ++failed) {
+    if (_first == _next || at(_first).deadline > _loop.now()) break;
     fail(_first, _timeout_error());
     if (!life->alive) return;
   }

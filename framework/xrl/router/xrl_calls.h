@@ -21,9 +21,12 @@ class XrlCalls {
   // What calls that no reply finished in time are answered with.
   using TimeoutError = std::function<XrlError()>;
 
-  // Fails a call that no reply finished within `timeout` of its add(). The loop must
-  // outlive it.
-  XrlCalls(EventLoop& loop, Duration timeout, TimeoutError timeout_error);
+  // Fails a call that no reply finished within `timeout` of its add(), of many in one
+  // turn MAX_TIMEOUTS_PER_TURN. `together` (null: none) counts the pending calls of
+  // several of these. It and the loop must outlive it.
+  XrlCalls(EventLoop& loop, Duration timeout, TimeoutError timeout_error,
+           std::size_t* together = nullptr);
+  ~XrlCalls();
   XrlCalls(const XrlCalls&) = delete;
   XrlCalls& operator=(const XrlCalls&) = delete;
 
@@ -63,6 +66,7 @@ class XrlCalls {
   std::uint32_t _first = 0;
   std::uint32_t _next = 0;
   std::size_t _pending = 0;
+  std::size_t* _together;
   Timer _timer;  // armed at or before the first deadline while calls are pending
   Lifeline _lifeline;
 };

@@ -35,13 +35,16 @@ XrlPeer::XrlPeer(EventLoop& loop, std::string target, xrl_frame::Hello hello, Fi
       _budget(budget),
       _last_asked(loop.now()),
       _closed(loop),
-      _calls(loop, xrl_limits::REPLY_TIMEOUT, [this] { return give_up(); }),
+      _calls(
+          loop, xrl_limits::REPLY_TIMEOUT, [this] { return give_up(); },
+          &owner.requests_together()),
       _refuse(loop, [this] { refuse_now(); }) {}
 
 XrlPeer::~XrlPeer() = default;
 
 bool XrlPeer::send(std::string_view method, std::span<const std::uint8_t> args, XrlReply reply) {
   if (_calls.pending() >= xrl_limits::MAX_REQUESTS_IN_FLIGHT ||
+      _owner.requests_together() >= xrl_limits::MAX_REQUESTS_TOGETHER ||
       _calls.span() >= xrl_limits::MAX_REQUESTS_SPANNED) {
     return false;
   }

@@ -37,6 +37,8 @@ class XrlPeer final : private XrlConnection::Delegate {
     // is_idle() has become true: the peer may go, but not before the end of the
     // turn.
     virtual void peer_is_idle() = 0;
+    // How many requests await a reply of any peer; each adds its own.
+    [[nodiscard]] virtual std::size_t& requests_together() = 0;
     // This process's own address, as others see it.
     [[nodiscard]] virtual IPv4 local_host() const = 0;
   };

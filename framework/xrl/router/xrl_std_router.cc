@@ -57,9 +57,7 @@ XrlStdRouter::XrlStdRouter(EventLoop& loop, const char* class_name, const char* 
 XrlStdRouter::~XrlStdRouter() = default;
 
 std::size_t XrlStdRouter::pending() const {
-  std::size_t count = _finder->pending();
-  for (const auto& [target, peer] : _peers) count += peer->pending();
-  return count;
+  return _finder->pending() + _requests_to_peers;
 }
 
 bool XrlStdRouter::send(std::string_view target, std::string_view method, XrlReply reply) {

@@ -76,6 +76,7 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   void target_answers(const std::string& target) override { _finder->target_answers(target); }
   void peer_is_idle() override { _sweep.schedule(); }
   [[nodiscard]] IPv4 local_host() const override { return _local_host; }
+  [[nodiscard]] std::size_t& requests_together() override { return _requests_to_peers; }
 
   // Null when there are too many already.
   [[nodiscard]] XrlPeer* peer_for(std::string_view target);
@@ -92,6 +93,7 @@ class XrlStdRouter final : public XrlRouter, private FinderClient::Owner, privat
   XrlDispatcher _dispatcher;
   std::unique_ptr<XrlListener> _listener;
   std::unique_ptr<FinderClient> _finder;
+  std::size_t _requests_to_peers = 0;
   std::map<std::string, std::unique_ptr<XrlPeer>, std::less<>> _peers;
   XrlPeer* _last_peer = nullptr;  // that the last request went to
   Deferred _sweep;

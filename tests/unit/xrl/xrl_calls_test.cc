@@ -64,6 +64,37 @@ TEST_F(Calls, OfNumbersThatWereNeverGivenAreIgnored) {
   EXPECT_FALSE(finish(first));
 }
 
+TEST_F(Calls, OfOneDeadlineEndAFewInEachTurnInTheirOrder) {
+  const TimePoint start = world.now();
+  for (int i = 0; i < 200; ++i) add(std::to_string(i));
+  std::vector<std::size_t> told;
+  while (heard.size() < 200 && told.size() < 10) {
+    world.loop().run();
+    if (!heard.empty()) told.push_back(heard.size());
+  }
+  EXPECT_EQ(told, (std::vector<std::size_t>{64, 128, 192, 200}));
+  EXPECT_EQ(world.now() - start, seconds(30));
+  EXPECT_EQ(heard.front(), "0 211");
+  EXPECT_EQ(heard.back(), "199 211");
+}
+
+TEST_F(Calls, OfSeveralAreCountedTogetherUntilTheyEndOrGo) {
+  std::size_t together = 0;
+  const auto late = [] { return XrlError::REPLY_TIMED_OUT("late"); };
+  XrlCalls other(world.loop(), seconds(30), late, &together);
+  calls.emplace(world.loop(), seconds(30), late, &together);
+  const std::uint32_t first = add("first");
+  add("second");
+  other.add(raw_reply([](const XrlError&) {}));
+  EXPECT_EQ(together, 3U);
+  EXPECT_TRUE(finish(first));
+  EXPECT_EQ(together, 2U);
+  calls.reset();
+  EXPECT_EQ(together, 1U);
+  world.run_for(seconds(30));
+  EXPECT_EQ(together, 0U);
+}
+
 TEST_F(Calls, EndEachAtItsOwnDeadline) {
   add("one");
   add("at the same time");
