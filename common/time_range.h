@@ -36,4 +36,5 @@ struct LocalMoment {
 // In the time zone of this process.
 [[nodiscard]] LocalMoment local_moment(std::time_t time);
 
+// Whether `range` holds at `moment`, as told above.
 [[nodiscard]] bool holds_at(const TimeRangeValues& range, const LocalMoment& moment);

@@ -1,7 +1,7 @@
 // Stream sockets as the framework uses them: all non-blocking, TCP over IPv4
 // or Unix-domain. PosixNetwork is the real one; tests use a simulated one.
 //
-// Errors come back as negative errno values (-EAGAIN, -ECONNREFUSED, ...), in
+// Errors come back as negative errno values (-EAGAIN, -ECONNREFUSED, ...; never -EINTR), in
 // the simulation too. Descriptors belong to whoever got them and are given
 // back with close(), after the event loop stopped watching them.
 #pragma once

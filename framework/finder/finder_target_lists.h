@@ -12,6 +12,7 @@ struct FinderTargetLists {
   XrlAtomList keys;       // binary, aligned with the methods
 };
 
+// What the registry holds of `target`, copied in its order.
 [[nodiscard]] FinderTargetLists finder_target_lists(const FinderTarget& target);
 
 // Adds to `target` what the lists hold, at most one more of each than the

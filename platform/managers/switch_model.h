@@ -75,6 +75,8 @@ class SwitchModel {
   [[nodiscard]] Refusal set_card_state(std::uint32_t card_id, std::uint32_t card_state);
 
   [[nodiscard]] const std::set<std::uint32_t>& vlans() const { return _vlans; }
+  // Both tell the observers. Refused: a number outside of 1..4094, one that is there
+  // already, or one that is not there.
   [[nodiscard]] Refusal create_vlan(std::uint32_t vlan_id);
   [[nodiscard]] Refusal delete_vlan(std::uint32_t vlan_id);
 

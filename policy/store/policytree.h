@@ -104,7 +104,6 @@ class PolicyTree {
 
   // What is stored and listed, for the records to count themselves.
   [[nodiscard]] StoreAccount& stored() { return _stored; }
-  [[nodiscard]] const StoreAccount& stored() const { return _stored; }
   [[nodiscard]] Listing& listed_acls() { return _listed_acls; }
 
  private:

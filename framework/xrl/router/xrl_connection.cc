@@ -215,7 +215,7 @@ bool XrlConnection::read_once(std::size_t& budget) {
   }
   into = into.first(std::min(into.size(), budget));
   const std::ptrdiff_t count = _loop.network().read(_fd, into);
-  if (count == -EAGAIN || count == -EINTR) return false;
+  if (count == -EAGAIN) return false;
   if (count <= 0) {
     end(Cause::PEER, count == 0 ? "closed by the peer" : errno_text(count));
     return false;
@@ -363,7 +363,6 @@ std::ptrdiff_t XrlConnection::write_out() {
   while (!_out.empty()) {
     const std::size_t size = _out.size();
     const std::ptrdiff_t count = _loop.network().write(_fd, _out.bytes());
-    if (count == -EINTR) continue;
     if (count < 0 && count != -EAGAIN) return count;
     if (count > 0) {
       _out.consume(static_cast<std::size_t>(count));
